@@ -1,0 +1,57 @@
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
+
+#include <algorithm>
+
+#include "Velmar/SDK/Exceptions/ParseError.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/Platform/malloc_alloc.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+XSDDictionaryLoader::XSDDictionaryLoader() : impl_(new XSDDictionaryLoaderImpl) {}
+
+XSDDictionaryLoader::~XSDDictionaryLoader() { delete impl_; }
+
+XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& other) {
+    if (this != &other) {
+        auto* fresh = new XSDDictionaryLoaderImpl;
+        fresh->firstLoad_ = other.impl_->firstLoad_;
+        fresh->loadMetaElementDocumentation_ = other.impl_->loadMetaElementDocumentation_;
+        fresh->loadMetaElementLengthDescription_ = other.impl_->loadMetaElementLengthDescription_;
+        fresh->loadAbstractGroups_ = other.impl_->loadAbstractGroups_;
+        delete impl_;
+        impl_ = fresh;
+    }
+    return *this;
+}
+
+void XSDDictionaryLoader::load(const XMLCh* path, Dictionary& dictionary) {
+    if (path == nullptr) {
+        VELMAR_SDK_THROW(Exceptions::ParseError, "Null schema path");
+    }
+    WString normalised(path);
+    std::replace(normalised.begin(), normalised.end(), u'\\', u'/');
+    WString folder = XSDDictionaryLoaderImpl::splitSchemaPath(normalised);
+    impl_->loadDictionary(folder, normalised, dictionary);
+}
+
+void XSDDictionaryLoader::loadMetaElementDocumentation(bool load) { impl_->loadMetaElementDocumentation_ = load; }
+void XSDDictionaryLoader::loadMetaElementLengthDescription(bool load) {
+    impl_->loadMetaElementLengthDescription_ = load;
+}
+void XSDDictionaryLoader::loadAbstractGroups(bool load) { impl_->loadAbstractGroups_ = load; }
+
+void* XSDDictionaryLoader::operator new(std::size_t size) { return Platform::malloc_alloc::allocate(size); }
+void* XSDDictionaryLoader::operator new[](std::size_t size) { return Platform::malloc_alloc::allocate(size); }
+void XSDDictionaryLoader::operator delete(void* pointer, std::size_t size) noexcept {
+    Platform::malloc_alloc::deallocate(pointer, size);
+}
+void XSDDictionaryLoader::operator delete[](void* pointer, std::size_t size) noexcept {
+    Platform::malloc_alloc::deallocate(pointer, size);
+}
+void* XSDDictionaryLoader::operator new(std::size_t, void* where) noexcept { return where; }
+void* XSDDictionaryLoader::operator new[](std::size_t, void* where) noexcept { return where; }
+void XSDDictionaryLoader::operator delete(void*, void*) noexcept {}
+void XSDDictionaryLoader::operator delete[](void*, void*) noexcept {}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading

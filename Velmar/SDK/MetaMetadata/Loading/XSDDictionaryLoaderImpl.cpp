@@ -1,0 +1,79 @@
+// The loader's frame: construction, path handling and the driver that runs the passes.
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+
+#include <xercesc/dom/DOMImplementationLS.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+
+#include "Velmar/SDK/Exceptions/ParseError.h"
+#include "Velmar/SDK/Initializer.h"
+#include "Velmar/SDK/XMLUtils/Initializer.h"
+#include "Velmar/SDK/XMLUtils/Utils.h"
+#include "Velmar/SDK/XMLUtils/XSDAggregator.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+XSDDictionaryLoaderImpl::XSDDictionaryLoaderImpl() {
+    auto* implementation =
+        static_cast<xercesc::DOMImplementationLS*>(XMLUtils::Initializer::instance().domImplementation());
+    parser_.reset(implementation->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr,
+                                                 xercesc::XMLPlatformUtils::fgMemoryManager, nullptr));
+    Initializer::instance();
+}
+
+XSDDictionaryLoaderImpl::~XSDDictionaryLoaderImpl() {
+    for (auto& entry : setName2KeyMap_) {
+        delete entry.second;
+        entry.second = nullptr;
+    }
+}
+
+WString XSDDictionaryLoaderImpl::splitSchemaPath(WString& path) {
+    const auto slash = path.rfind(u'/');
+    if (slash == WString::npos) {
+        return WString(u".");
+    }
+    WString folder = path.substr(0, slash);
+    path.erase(0, slash + 1);
+    return folder;
+}
+
+void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
+    document_ = document;
+    evaluator_.reset(new XMLUtils::XPathEvaluator(*document));
+    nsResolver_ = evaluator_->createNSResolver();
+}
+
+void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName, Dictionary& dictionary) {
+    schemaFolder_ = std::move(folder);
+    schemaFileName_ = std::move(fileName);
+    if (!firstLoad_) {
+        return;
+    }
+    firstLoad_ = false;
+
+    try {
+        XMLUtils::XSDAggregator aggregator(schemaFolder_.c_str(), schemaFileName_.c_str());
+        xercesc::DOMDocument* document = aggregator.createStandAloneSchemaDocument(*parser_);
+        if (document == nullptr) {
+            VELMAR_SDK_THROW(Exceptions::ParseError, "No schema document");
+        }
+        attachDocument(document);
+        setUpNamespaces(document_);
+    } catch (...) {
+        XMLUtils::translateCurrentException(__FILE__, __LINE__);
+    }
+
+    ElementList elementDeclarations;
+    ElementList setDeclarations;
+    try {
+        collectMetaElementDeclarations(elementDeclarations);
+        collectSetDeclarations(setDeclarations);
+        collectSetKeys(setDeclarations);
+        loadMetaElements(dictionary, elementDeclarations);
+        loadMetaMetadataSets(dictionary, setDeclarations);
+    } catch (...) {
+        XMLUtils::translateCurrentException(__FILE__, __LINE__);
+    }
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading

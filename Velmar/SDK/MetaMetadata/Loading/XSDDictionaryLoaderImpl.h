@@ -1,0 +1,94 @@
+#pragma once
+
+#include <memory>
+
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+
+#include "Velmar/SDK/KLV/Key.h"
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/MetaElement.h"
+#include "Velmar/SDK/Platform/ClassAllocation.h"
+#include "Velmar/SDK/Templates/String.h"
+#include "Velmar/SDK/Templates/auto_ptr.h"
+#include "Velmar/SDK/Templates/map.h"
+#include "Velmar/SDK/Templates/vector.h"
+#include "Velmar/SDK/Types/LocalTag.h"
+#include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+// Non-owning pointers to element nodes of the schema document; an entry is null where a query
+// result was not an element.
+using ElementList = Templates::vector<xercesc::DOMElement*>;
+
+// The first item of a query's result.
+class FirstResult {
+public:
+    explicit FirstResult(xercesc::DOMNode* node) : node_(node) {}
+    bool isNode() const { return node_ != nullptr; }
+    xercesc::DOMNode* getNodeValue() const { return node_; }
+
+private:
+    xercesc::DOMNode* node_;
+};
+
+// Whether a query's prefixes resolve through the schema's bindings or not at all.
+enum class Prefixes { Bound, None };
+
+struct ParserRelease {
+    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
+};
+
+// The state of one loader, carried from pass to pass. Every pass is a member operation and
+// reads the schema only through selectElements and selectFirst. The passes live in one file
+// per family: the frame and driver here, queries, elements, reference targets, sets,
+// attributes and values beside it.
+class XSDDictionaryLoaderImpl {
+    VELMAR_SDK_CLASS_ALLOCATION
+    XSDDictionaryLoaderImpl();
+    ~XSDDictionaryLoaderImpl();
+    XSDDictionaryLoaderImpl(const XSDDictionaryLoaderImpl&) = delete;
+    XSDDictionaryLoaderImpl& operator=(const XSDDictionaryLoaderImpl&) = delete;
+
+    // Frame and driver.
+    static WString splitSchemaPath(WString& path);
+    void loadDictionary(WString folder, WString fileName, Dictionary& dictionary);
+
+    // Document and queries.
+    void attachDocument(xercesc::DOMDocument* document);
+    void setUpNamespaces(xercesc::DOMDocument* document);
+    xercesc::DOMElement* rootElement() const;
+    void selectElements(const XMLCh* query, const xercesc::DOMNode* context, ElementList& list,
+                        Prefixes prefixes = Prefixes::Bound);
+    FirstResult selectFirst(const XMLCh* query, const xercesc::DOMNode* context, Prefixes prefixes = Prefixes::Bound);
+    static WString localPart(WString qualifiedName);
+    static WString toWString(const XMLCh* text);
+    [[noreturn]] static void checkFailed(const char* condition, const WString& message, int line);
+
+    // Passes, in the driver's order.
+    void collectMetaElementDeclarations(ElementList& declarations);
+    void collectSetDeclarations(ElementList& declarations);
+    void collectSetKeys(const ElementList& declarations);
+    void loadMetaElements(Dictionary& dictionary, const ElementList& declarations);
+    void loadMetaMetadataSets(Dictionary& dictionary, ElementList declarations);
+
+    bool firstLoad_ = true;
+    WString schemaFolder_;
+    WString schemaFileName_;
+    xercesc::DOMDocument* document_ = nullptr;  // the parser's; never released here
+    std::unique_ptr<xercesc::DOMLSParser, ParserRelease> parser_;
+    XMLUtils::NamespaceResolver* nsResolver_ = nullptr;  // the evaluator's
+    // Destroyed before the parser releases the document it reads.
+    Templates::auto_ptr<XMLUtils::XPathEvaluator> evaluator_;
+    Templates::map<WString, MetaElement*> name2MetaElementMap_;
+    Templates::map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
+    Templates::map<WString, KLV::Key*> setName2KeyMap_;  // owns the keys
+    Templates::map<WString, WString> namespace2PrefixMap_;
+    bool loadMetaElementDocumentation_ = false;
+    bool loadMetaElementLengthDescription_ = false;
+    bool loadAbstractGroups_ = false;
+};
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading

@@ -1,0 +1,27 @@
+#include "Velmar/SDK/XMLUtils/Initializer.h"
+
+#include <xalanc/XPath/XPathEvaluator.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+
+namespace Velmar::SDK::XMLUtils {
+
+Initializer::Initializer() {
+    xercesc::XMLPlatformUtils::Initialize();
+    xalanc::XPathEvaluator::initialize();
+    implementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
+}
+
+Initializer::~Initializer() {
+    xalanc::XPathEvaluator::terminate();
+    xercesc::XMLPlatformUtils::Terminate();
+}
+
+Initializer& Initializer::instance() {
+    static Initializer initializer;
+    return initializer;
+}
+
+xercesc::DOMImplementation* Initializer::domImplementation() const { return implementation_; }
+
+}  // namespace Velmar::SDK::XMLUtils

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+
+#include "Velmar/SDK/Templates/String.h"
+
+namespace Velmar::SDK::XMLUtils {
+
+// Merges a schema file and every file it includes into one stand-alone xs:schema document.
+//
+// The file read is folder + "/" + file name. xs:include, xs:redefine and xs:import elements
+// with a schemaLocation are followed relative to the including file's folder; the included
+// file's top-level components take the include element's place, so document order is reading
+// order. Each file is read once (by its resolved path), so cycles end. Prefixes that an
+// included root declares and the main root lacks are added to the main root. CDATA sections
+// become text. Nothing is read from the network, no DTD or external entity is loaded, and
+// entity expansion is bounded. Any failure is a ParseError naming the file (and the line and
+// column where the parser gives them).
+class XSDAggregator {
+public:
+    XSDAggregator(const XMLCh* folder, const XMLCh* fileName);
+    ~XSDAggregator();
+    XSDAggregator(const XSDAggregator&) = delete;
+    XSDAggregator& operator=(const XSDAggregator&) = delete;
+
+    // The document belongs to the parser: it goes when the parser is released. The parser is
+    // configured for reading schemas as a side effect.
+    xercesc::DOMDocument* createStandAloneSchemaDocument(xercesc::DOMLSParser& parser);
+
+private:
+    WString folder_;
+    WString fileName_;
+};
+
+}  // namespace Velmar::SDK::XMLUtils

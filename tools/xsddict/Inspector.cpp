@@ -1,0 +1,60 @@
+#include "Inspector.h"
+
+#include <ostream>
+
+#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+
+namespace xsddict {
+
+namespace MM = Velmar::SDK::MetaMetadata;
+
+namespace {
+class KindVisitor : public MM::Visitors::NullMetaElementVisitor {
+public:
+    using NullMetaElementVisitor::visit;
+    void visit(const MM::MetaSimpleElement&) override { kind = "simple"; }
+    void visit(const MM::MetaCollection&) override { kind = "collection"; }
+    void visit(const MM::MetaReferenceElement&) override { kind = "reference"; }
+    void visit(const MM::MetaReferenceCollection&) override { kind = "referenceCollection"; }
+    const char* kind = "unknown";
+};
+}  // namespace
+
+const char* kindName(const MM::MetaElement& element) {
+    KindVisitor visitor;
+    element.accept(visitor);
+    return visitor.kind;
+}
+
+Counts count(const MM::Dictionary& dictionary) {
+    Counts counts;
+    for (std::size_t i = 0; i < dictionary.metaElementCount(); ++i) {
+        const std::string kind = kindName(dictionary.metaElementAt(i));
+        ++(kind == "simple"       ? counts.simple
+           : kind == "collection" ? counts.collection
+           : kind == "reference"  ? counts.reference
+                                  : counts.referenceCollection);
+    }
+    counts.sets = dictionary.metaMetadataSetCount();
+    for (std::size_t i = 0; i < counts.sets; ++i) {
+        const MM::MetaMetadataSet& set = dictionary.metaMetadataSetAt(i);
+        counts.attributes += set.attributeCount();
+        for (std::size_t a = 0; a < set.attributeCount(); ++a) {
+            counts.defaults += set.attribute(a).defaultValue() != nullptr ? 1 : 0;
+        }
+    }
+    counts.localTags = dictionary.localTagCount();
+    return counts;
+}
+
+void printSummary(const std::string& schema, const Counts& counts, std::ostream& out) {
+    out << "schema: " << schema << "\n"
+        << "elements: " << counts.elements() << " (simple " << counts.simple << ", collection " << counts.collection
+        << ", reference " << counts.reference << ", referenceCollection " << counts.referenceCollection << ")\n"
+        << "sets: " << counts.sets << "\n"
+        << "attributes: " << counts.attributes << "\n"
+        << "local tags: " << counts.localTags << "\n"
+        << "default values: " << counts.defaults << "\n";
+}
+
+}  // namespace xsddict

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+
+namespace xsddict {
+
+// What the inspector prints about a loaded dictionary.
+struct Counts {
+    std::size_t simple = 0;
+    std::size_t collection = 0;
+    std::size_t reference = 0;
+    std::size_t referenceCollection = 0;
+    std::size_t sets = 0;
+    std::size_t attributes = 0;
+    std::size_t localTags = 0;
+    std::size_t defaults = 0;
+    std::size_t elements() const { return simple + collection + reference + referenceCollection; }
+};
+
+Counts count(const Velmar::SDK::MetaMetadata::Dictionary& dictionary);
+void printSummary(const std::string& schema, const Counts& counts, std::ostream& out);
+
+// The element kind as the dump names it: simple, collection, reference, referenceCollection.
+const char* kindName(const Velmar::SDK::MetaMetadata::MetaElement& element);
+
+}  // namespace xsddict
