@@ -144,7 +144,7 @@ public:
     }
 
     xercesc::DOMDocument* run(const fs::path& path) {
-        xercesc::DOMDocument* document = parse(parser_, path);  // the caller's parser releases it
+        xercesc::DOMDocument* document = parse(parser_, path, fs::path());  // the caller's parser releases it
         root_ = document->getDocumentElement();
         read_.insert(identity(path));
         for (DOMElement* child : topLevelElements(root_)) {
@@ -197,7 +197,7 @@ private:
         if (!read_.insert(identity(path)).second) {
             return;
         }
-        xercesc::DOMDocument* document = parse(*includeParser_, path);
+        xercesc::DOMDocument* document = parse(*includeParser_, path, includingFile);
         DOMElement* includedRoot = document->getDocumentElement();
         addPrefixDeclarations(includedRoot);
         for (DOMElement* child : topLevelElements(includedRoot)) {
@@ -222,30 +222,37 @@ private:
         }
     }
 
-    std::vector<XMLByte> readFile(const fs::path& path) {
+    // "path", or "path" (included from "other") for an included file.
+    static std::string describe(const fs::path& path, const fs::path& includedFrom) {
+        std::string text = "\"" + path.string() + "\"";
+        return includedFrom.empty() ? text : text + " (included from \"" + includedFrom.string() + "\")";
+    }
+
+    static std::vector<XMLByte> readFile(const fs::path& path, const std::string& where) {
         struct stat status {};
         if (::stat(path.c_str(), &status) != 0) {
-            fail("Cannot read schema file \"" + path.string() + "\": " + std::strerror(errno));
+            fail("Cannot read schema file " + where + ": " + std::strerror(errno));
         }
         if (S_ISDIR(status.st_mode)) {
-            fail("Cannot read schema file \"" + path.string() + "\": it is a directory");
+            fail("Cannot read schema file " + where + ": it is a directory");
         }
         if (!S_ISREG(status.st_mode)) {
-            fail("Cannot read schema file \"" + path.string() + "\": not a regular file");
+            fail("Cannot read schema file " + where + ": not a regular file");
         }
         std::ifstream in(path, std::ios::binary);
-        std::vector<XMLByte> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        if (!in.good() && !in.eof()) {
-            fail("Cannot read schema file \"" + path.string() + "\": read error");
-        }
         if (!in.is_open()) {
-            fail("Cannot read schema file \"" + path.string() + "\": cannot be opened");
+            fail("Cannot read schema file " + where + ": " + std::strerror(errno));
+        }
+        std::vector<XMLByte> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (in.bad()) {
+            fail("Cannot read schema file " + where + ": read error");
         }
         return bytes;
     }
 
-    xercesc::DOMDocument* parse(xercesc::DOMLSParser& parser, const fs::path& path) {
-        const std::vector<XMLByte> bytes = readFile(path);
+    xercesc::DOMDocument* parse(xercesc::DOMLSParser& parser, const fs::path& path, const fs::path& includedFrom) {
+        const std::string where = describe(path, includedFrom);
+        const std::vector<XMLByte> bytes = readFile(path, where);
         const WString systemId = Utils::stringToWstring(path.c_str());
         xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false);
         xercesc::Wrapper4InputSource input(&source, false);
@@ -260,7 +267,6 @@ private:
         } catch (const xercesc::DOMException& e) {
             thrown = narrow(e.getMessage());
         }
-        const std::string where = "\"" + path.string() + "\"";
         if (errors_.failed) {
             fail("Cannot parse schema file " + where + " at line " + std::to_string(errors_.line) + ", column " +
                  std::to_string(errors_.column) + ": " + errors_.message);

@@ -1,0 +1,37 @@
+#include <gtest/gtest.h>
+
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+using namespace Velmar::SDK;
+
+TEST(StringConversion, Utf8ToUtf16AndBack) {
+    struct Case {
+        const char* utf8;
+        std::u16string utf16;
+        bool roundTrips;
+    };
+    const Case cases[] = {
+        {"", u"", true},
+        {"Preface", u"Preface", true},
+        {"Gr\xc3\xb6\xc3\x9f" "e", u"Gr\u00f6\u00dfe", true},
+        {"\xe2\x82\xac", u"\u20ac", true},
+        {"\xf0\x9f\x8e\xac", u"\U0001F3AC", true},
+        {"a\xff" "b", u"a\ufffdb", false},        // a byte that starts nothing
+        {"\xc0\xaf", u"\ufffd", false},           // overlong
+        {"\xed\xa0\x80", u"\ufffd", false},       // an encoded surrogate
+        {"\xe2\x82", u"\ufffd", false},           // cut short
+    };
+    for (const Case& c : cases) {
+        const WString wide = Utils::stringToWstring(c.utf8);
+        EXPECT_EQ(std::u16string(wide.c_str()), c.utf16) << c.utf8;
+        if (c.roundTrips) {
+            EXPECT_STREQ(Utils::toUtf8(wide.c_str()).c_str(), c.utf8);
+        }
+    }
+    EXPECT_STREQ(Utils::toUtf8(u"x\xd800y").c_str(), "x\xef\xbf\xbdy") << "an unpaired surrogate";
+}
+
+TEST(StringConversion, NarrowingKeepsLatin1AndMarksTheRest) {
+    EXPECT_STREQ(Utils::wstringToString(u"a b\u00e9\u20ac").c_str(), "a b\xe9?");
+    EXPECT_STREQ(Utils::wstringToString(nullptr).c_str(), "");
+}

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Every symbol the shared library exports belongs to the loader or the model: nothing of the
+# XML utilities, the loader's implementation object, or the XML libraries leaks out.
+set -euo pipefail
+library=$1
+exported=$(nm -D --defined-only --demangle "$library" | awk '{ $1 = ""; $2 = ""; sub(/^  /, ""); print }')
+[ -n "$exported" ] || { echo "no exported symbols in $library"; exit 1; }
+bad=$(printf '%s\n' "$exported" | grep -v -E 'Velmar::SDK::' | grep -v -E '^_(init|fini)$' || true)
+internal=$(printf '%s\n' "$exported" | grep -E 'XMLUtils::|XSDDictionaryLoaderImpl|Aggregat|XPathEvaluator' || true)
+if [ -n "$bad$internal" ]; then
+  echo "exported symbols outside the loader and the model:"
+  printf '%s\n' "$bad" "$internal" | grep -v '^$' | head -40
+  exit 1
+fi
+printf '%s\n' "$exported" | grep -q 'Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoader::load' ||
+  { echo "the loader is not exported"; exit 1; }
+echo "$(printf '%s\n' "$exported" | wc -l) exported symbols, all of the loader and the model"

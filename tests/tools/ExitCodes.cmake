@@ -1,0 +1,21 @@
+# The inspector's exit status: 0 success, 1 a dictionary that did not load, 2 a usage error;
+# failures are reported on standard error with the exception's class and message.
+function(expect code)
+  execute_process(COMMAND ${XSDDICT} ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL code)
+    message(FATAL_ERROR "xsddict ${ARGN}: exit ${result}, expected ${code}\n${out}${err}")
+  endif()
+  set(last_error "${err}" PARENT_SCOPE)
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+expect(2)
+expect(2 frobnicate)
+expect(2 summary)
+expect(2 summary a.xsd b.xsd)
+expect(1 summary ${FIXTURES}/bad/malformed.xsd)
+if(NOT last_error MATCHES "ParseError: Cannot parse schema file .*malformed.xsd\" at line 3" OR NOT last_output STREQUAL "")
+  message(FATAL_ERROR "unexpected report: ${last_output}${last_error}")
+endif()
+expect(1 summary ${FIXTURES}/does-not-exist.xsd)
+expect(0 summary ${FIXTURES}/order/main.xsd)
