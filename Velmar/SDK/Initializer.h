@@ -7,10 +7,10 @@ namespace Velmar::SDK {
 // Readies the core library: its first use builds the process-wide singletons, so that later
 // lookups never construct anything mid-load.
 class VELMAR_SDK_API Initializer {
-public:
+  public:
     static Initializer& instance();
 
-private:
+  private:
     Initializer();
 };
 

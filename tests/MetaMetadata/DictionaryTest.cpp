@@ -16,11 +16,16 @@ namespace {
 
 Types::UniversalLabel label(int n) {
     char text[48];
-    std::snprintf(text, sizeof text, "06.0e.2b.34.01.01.01.01.01.01.%02x.%02x.00.00.00.00", (n >> 8) & 0xff, n & 0xff);
+    std::snprintf(text, sizeof text, "06.0e.2b.34.01.01.01.01.01.01.%02x.%02x.00.00.00.00",
+                  (n >> 8) & 0xff, n & 0xff);
     return Types::UniversalLabel(wide(text).c_str(), Types::Dotted);
 }
-Types::LocalTag tag(const char16_t* text) { return Types::LocalTag(text, Types::Dotted); }
-KLV::Key key(int n) { return KLV::Key(label(n).toString(Types::Dotted).c_str(), Types::Dotted); }
+Types::LocalTag tag(const char16_t* text) {
+    return Types::LocalTag(text, Types::Dotted);
+}
+KLV::Key key(int n) {
+    return KLV::Key(label(n).toString(Types::Dotted).c_str(), Types::Dotted);
+}
 
 Templates::auto_ptr<MetaElement> element(int n, const char16_t* tagName = nullptr) {
     Templates::auto_ptr<MetaElement> e(new MetaSimpleElement(label(n), Types::Identifiers::UInt8));
@@ -79,7 +84,11 @@ TEST(Dictionary, FirstLocalTagMappingStaysAndLaterContradictionsAreConflicts) {
     // The pointer the loader keeps stays valid as more tags arrive.
     const Types::LocalTag* kept = dictionary.localTag(label(3));
     for (int i = 10; i < 300; ++i) {
-        dictionary.addLocalTag(Types::LocalTag(wide("0" + std::to_string(i % 10) + ".1" + std::to_string(i % 10)).c_str(), Types::Dotted), label(i));
+        dictionary.addLocalTag(
+            Types::LocalTag(
+                wide("0" + std::to_string(i % 10) + ".1" + std::to_string(i % 10)).c_str(),
+                Types::Dotted),
+            label(i));
     }
     EXPECT_EQ(dictionary.localTag(label(3)), kept);
 

@@ -13,7 +13,8 @@ namespace Id = Types::Identifiers;
 using testing_support::utf8;
 
 namespace {
-const Types::UniversalLabel kLabel(u"06.0e.2b.34.01.01.01.01.01.01.15.02.00.00.00.00", Types::Dotted);
+const Types::UniversalLabel kLabel(u"06.0e.2b.34.01.01.01.01.01.01.15.02.00.00.00.00",
+                                   Types::Dotted);
 const KLV::Key kTarget(u"06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.2f.00", Types::Dotted);
 }  // namespace
 

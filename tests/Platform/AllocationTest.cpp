@@ -36,7 +36,8 @@ TEST(Allocation, EveryAllocationIsGivenBackWithItsSize) {
         SDK::WString text(300, u'x');
         SDK::Templates::map<SDK::WString, SDK::WString> names;
         for (int i = 0; i < 50; ++i) {
-            names[SDK::WString(40, static_cast<XMLCh>(u'a' + i % 26)) + static_cast<XMLCh>(i)] = text;
+            names[SDK::WString(40, static_cast<XMLCh>(u'a' + i % 26)) + static_cast<XMLCh>(i)] =
+                text;
         }
         SDK::Templates::auto_ptr<SDK::Types::SimpleDataType> length(new SDK::Types::Length(5));
         SDK::Templates::auto_ptr<SDK::Types::Collection> array(new SDK::Types::Array(4));
@@ -68,7 +69,8 @@ TEST(Allocation, SharedPtrDeletesWithItsLastOwnerAndFreesItsCount) {
         }
         EXPECT_EQ(lives, 1);
         EXPECT_EQ(first.useCount(), 1);
-        first = SDK::Templates::SharedPtr<Tracked>(SDK::Templates::auto_ptr<Tracked>(new Tracked(lives)));
+        first = SDK::Templates::SharedPtr<Tracked>(
+            SDK::Templates::auto_ptr<Tracked>(new Tracked(lives)));
         EXPECT_EQ(lives, 1) << "reassigning the last owner deletes the old object";
     }
     EXPECT_EQ(lives, 0);

@@ -30,7 +30,8 @@ std::string repeatedBytes(int count, const std::string& byte) {
 TEST(IdentifierText, ReadsTheDottedFormAndWritesItInLowercase) {
     const std::string upper = "06.0E.2B.34.01.01.01.01.01.01.15.02.00.00.00.0A";
     Types::UniversalLabel label(wide(upper).c_str(), Types::Dotted);
-    EXPECT_EQ(utf8(label.toString(Types::Dotted)), "06.0e.2b.34.01.01.01.01.01.01.15.02.00.00.00.0a");
+    EXPECT_EQ(utf8(label.toString(Types::Dotted)),
+              "06.0e.2b.34.01.01.01.01.01.01.15.02.00.00.00.0a");
     EXPECT_EQ(label.size(), 16);
     EXPECT_EQ(label[2], 0x2b);
     EXPECT_EQ(label.serializedSize(), 16);
@@ -110,14 +111,20 @@ TEST(DataTypeNames, EveryNameMapsBothWaysAndNothingElseIsAType) {
         ASSERT_NE(name, nullptr) << i;
         EXPECT_EQ(Types::Identifiers::stringToIdentifier(wide(name).c_str()), id) << name;
     }
-    for (const char16_t* text : {u"", u"uint8", u"UINT8", u" UInt8", u"UInt8 ", u"ff:UInt8", u"Unknown", u"StrongRefArray"}) {
-        EXPECT_EQ(Types::Identifiers::stringToIdentifier(text), Types::Identifiers::Unknown) << utf8(text);
+    for (const char16_t* text : {u"", u"uint8", u"UINT8", u" UInt8", u"UInt8 ", u"ff:UInt8",
+                                 u"Unknown", u"StrongRefArray"}) {
+        EXPECT_EQ(Types::Identifiers::stringToIdentifier(text), Types::Identifiers::Unknown)
+            << utf8(text);
     }
     EXPECT_EQ(Types::Identifiers::stringToIdentifier(nullptr), Types::Identifiers::Unknown);
     EXPECT_EQ(Types::Identifiers::stringToIdentifier(u"UTF8String"), 42);
     EXPECT_EQ(Types::Identifiers::stringToIdentifier(u"WeakRef"), 30);
-    EXPECT_EQ(Types::Identifiers::identifierToString(static_cast<Types::Identifiers::Identifier>(43)), nullptr);
-    EXPECT_EQ(Types::Identifiers::identifierToString(static_cast<Types::Identifiers::Identifier>(-1)), nullptr);
+    EXPECT_EQ(
+        Types::Identifiers::identifierToString(static_cast<Types::Identifiers::Identifier>(43)),
+        nullptr);
+    EXPECT_EQ(
+        Types::Identifiers::identifierToString(static_cast<Types::Identifiers::Identifier>(-1)),
+        nullptr);
 }
 
 TEST(TypeFactory, AcceptsSimpleAndCollectionTypesWhereTheyFit) {

@@ -13,13 +13,17 @@ TEST(StringConversion, Utf8ToUtf16AndBack) {
     const Case cases[] = {
         {"", u"", true},
         {"Preface", u"Preface", true},
-        {"Gr\xc3\xb6\xc3\x9f" "e", u"Gr\u00f6\u00dfe", true},
+        {"Gr\xc3\xb6\xc3\x9f"
+         "e",
+         u"Gr\u00f6\u00dfe", true},
         {"\xe2\x82\xac", u"\u20ac", true},
         {"\xf0\x9f\x8e\xac", u"\U0001F3AC", true},
-        {"a\xff" "b", u"a\ufffdb", false},        // a byte that starts nothing
-        {"\xc0\xaf", u"\ufffd", false},           // overlong
-        {"\xed\xa0\x80", u"\ufffd", false},       // an encoded surrogate
-        {"\xe2\x82", u"\ufffd", false},           // cut short
+        {"a\xff"
+         "b",
+         u"a\ufffdb", false},                // a byte that starts nothing
+        {"\xc0\xaf", u"\ufffd", false},      // overlong
+        {"\xed\xa0\x80", u"\ufffd", false},  // an encoded surrogate
+        {"\xe2\x82", u"\ufffd", false},      // cut short
     };
     for (const Case& c : cases) {
         const WString wide = Utils::stringToWstring(c.utf8);

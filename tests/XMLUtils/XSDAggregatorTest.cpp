@@ -23,9 +23,10 @@ struct ParserRelease {
 };
 
 class Aggregation : public ::testing::Test {
-protected:
+  protected:
     Aggregation()
-        : parser_(static_cast<xercesc::DOMImplementationLS*>(XMLUtils::Initializer::instance().domImplementation())
+        : parser_(static_cast<xercesc::DOMImplementationLS*>(
+                      XMLUtils::Initializer::instance().domImplementation())
                       ->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr)) {}
 
     xercesc::DOMDocument* aggregate(const std::filesystem::path& file) {
@@ -37,7 +38,8 @@ protected:
     // The ParseError's message, or a failure when there is none.
     std::string failure(const std::filesystem::path& folder, const std::string& fileName) {
         try {
-            XMLUtils::XSDAggregator aggregator(wide(folder.string()).c_str(), wide(fileName).c_str());
+            XMLUtils::XSDAggregator aggregator(wide(folder.string()).c_str(),
+                                               wide(fileName).c_str());
             aggregator.createStandAloneSchemaDocument(*parser_);
         } catch (const Exceptions::ParseError& e) {
             return utf8(e.message());
@@ -49,7 +51,8 @@ protected:
     // Name attributes of the root's element children, in document order.
     static std::vector<std::string> topLevelNames(const xercesc::DOMDocument* document) {
         std::vector<std::string> names;
-        for (auto* e = document->getDocumentElement()->getFirstElementChild(); e; e = e->getNextElementSibling()) {
+        for (auto* e = document->getDocumentElement()->getFirstElementChild(); e;
+             e = e->getNextElementSibling()) {
             names.push_back(e->hasAttribute(u"name") ? utf8(e->getAttribute(u"name"))
                                                      : "<" + utf8(e->getLocalName()) + ">");
         }
@@ -63,7 +66,8 @@ protected:
 
 TEST_F(Aggregation, IncludedComponentsTakeTheIncludesPlaceInReadingOrder) {
     const auto* document = aggregate(fixture("XMLUtils/fixtures/order/main.xsd"));
-    EXPECT_EQ(topLevelNames(document), (std::vector<std::string>{"A", "X1", "Y1", "Z1", "X2", "B"}));
+    EXPECT_EQ(topLevelNames(document),
+              (std::vector<std::string>{"A", "X1", "Y1", "Z1", "X2", "B"}));
 }
 
 // Diamonds, self-inclusion and cycles: each file is read once, at its first inclusion, and an
@@ -77,7 +81,8 @@ TEST_F(Aggregation, AddsIncludedPrefixesTheMainRootLacksAndTurnsCDATAIntoText) {
     const auto* document = aggregate(fixture("XMLUtils/fixtures/prefixes/main.xsd"));
     const auto* root = document->getDocumentElement();
     const XMLCh* xmlns = u"http://www.w3.org/2000/xmlns/";
-    EXPECT_EQ(utf8(root->getAttributeNS(xmlns, u"p")), "urn:main-p") << "the main root's own binding stays";
+    EXPECT_EQ(utf8(root->getAttributeNS(xmlns, u"p")), "urn:main-p")
+        << "the main root's own binding stays";
     EXPECT_EQ(utf8(root->getAttributeNS(xmlns, u"q")), "urn:q");
     EXPECT_FALSE(root->hasAttribute(u"xmlns")) << "default namespaces are not carried over";
 
@@ -98,17 +103,25 @@ TEST_F(Aggregation, RefusesWhatItCannotReadNamingTheFile) {
         std::vector<std::string> expected;  // parts of the message
     };
     const Case cases[] = {
-        {bad, "absent.xsd", {"Cannot read schema file \"", "absent.xsd\": No such file or directory"}},
+        {bad,
+         "absent.xsd",
+         {"Cannot read schema file \"", "absent.xsd\": No such file or directory"}},
         {temp.path(), "sub", {"sub\": it is a directory"}},
         {temp.path() / "sub", "", {"it is a directory"}},
         {temp.path() / "sub", "empty.xsd", {"empty.xsd\"", "Cannot parse schema file"}},
         {temp.path(), "bom.xsd", {"bom.xsd\"", "Cannot parse schema file"}},
-        {bad, "missing-include.xsd",
-         {"nothere.xsd\" (included from \"", "missing-include.xsd\")", "No such file or directory"}},
-        {bad, "url-include.xsd", {"Refusing to read \"http://example.invalid/dictionary.xsd\"", "only local files"}},
+        {bad,
+         "missing-include.xsd",
+         {"nothere.xsd\" (included from \"", "missing-include.xsd\")",
+          "No such file or directory"}},
+        {bad,
+         "url-include.xsd",
+         {"Refusing to read \"http://example.invalid/dictionary.xsd\"", "only local files"}},
         {bad, "malformed.xsd", {"malformed.xsd\" at line 3, column ", "xs:element"}},
         {bad, "includes-malformed.xsd", {"malformed.xsd\" (included from", "at line 3"}},
-        {bad, "not-schema.xsd", {"has the root element <schema>, not an XML Schema xs:schema element"}},
+        {bad,
+         "not-schema.xsd",
+         {"has the root element <schema>, not an XML Schema xs:schema element"}},
     };
     for (const Case& c : cases) {
         const std::string message = failure(c.folder, c.file);

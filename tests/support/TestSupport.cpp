@@ -10,10 +10,16 @@
 
 namespace testing_support {
 
-std::string utf8(const XMLCh* text) { return Velmar::SDK::Utils::toUtf8(text).c_str(); }
-Velmar::SDK::WString wide(const std::string& text) { return Velmar::SDK::Utils::stringToWstring(text.c_str()); }
+std::string utf8(const XMLCh* text) {
+    return Velmar::SDK::Utils::toUtf8(text).c_str();
+}
+Velmar::SDK::WString wide(const std::string& text) {
+    return Velmar::SDK::Utils::stringToWstring(text.c_str());
+}
 
-std::filesystem::path fixture(const std::string& relative) { return std::filesystem::path(VELMAR_TESTS_DIR) / relative; }
+std::filesystem::path fixture(const std::string& relative) {
+    return std::filesystem::path(VELMAR_TESTS_DIR) / relative;
+}
 
 TempDir::TempDir() {
     static std::atomic<int> counter{0};
@@ -37,7 +43,8 @@ std::filesystem::path TempDir::write(const std::string& name, const std::string&
 
 std::string schema(const std::string& body, const std::string& rootAttributes) {
     return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" +
-           (rootAttributes.empty() ? std::string() : " " + rootAttributes) + ">" + body + "</xs:schema>";
+           (rootAttributes.empty() ? std::string() : " " + rootAttributes) + ">" + body +
+           "</xs:schema>";
 }
 
 }  // namespace testing_support

@@ -9,14 +9,16 @@ namespace testing_support {
 
 // UTF-8 of a 16-bit text, for readable assertions.
 std::string utf8(const XMLCh* text);
-inline std::string utf8(const Velmar::SDK::WString& text) { return utf8(text.c_str()); }
+inline std::string utf8(const Velmar::SDK::WString& text) {
+    return utf8(text.c_str());
+}
 Velmar::SDK::WString wide(const std::string& text);
 
 std::filesystem::path fixture(const std::string& relative);
 
 // A fresh directory removed with the object.
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -24,7 +26,7 @@ public:
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path write(const std::string& name, const std::string& content) const;
 
-private:
+  private:
     std::filesystem::path path_;
 };
 

@@ -10,7 +10,7 @@ namespace MM = Velmar::SDK::MetaMetadata;
 
 namespace {
 class KindVisitor : public MM::Visitors::NullMetaElementVisitor {
-public:
+  public:
     using NullMetaElementVisitor::visit;
     void visit(const MM::MetaSimpleElement&) override { kind = "simple"; }
     void visit(const MM::MetaCollection&) override { kind = "collection"; }
@@ -49,8 +49,9 @@ Counts count(const MM::Dictionary& dictionary) {
 
 void printSummary(const std::string& schema, const Counts& counts, std::ostream& out) {
     out << "schema: " << schema << "\n"
-        << "elements: " << counts.elements() << " (simple " << counts.simple << ", collection " << counts.collection
-        << ", reference " << counts.reference << ", referenceCollection " << counts.referenceCollection << ")\n"
+        << "elements: " << counts.elements() << " (simple " << counts.simple << ", collection "
+        << counts.collection << ", reference " << counts.reference << ", referenceCollection "
+        << counts.referenceCollection << ")\n"
         << "sets: " << counts.sets << "\n"
         << "attributes: " << counts.attributes << "\n"
         << "local tags: " << counts.localTags << "\n"

@@ -36,8 +36,8 @@ const char* const kUsageText =
 // The exception's own class without its namespaces: "ParseError".
 std::string className(const SDK::Exceptions::BaseException& e) {
     int status = 0;
-    std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status),
-                                                std::free);
+    std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status), std::free);
     std::string full = status == 0 ? name.get() : typeid(e).name();
     const auto colon = full.rfind("::");
     return colon == std::string::npos ? full : full.substr(colon + 2);
@@ -49,8 +49,9 @@ bool load(const std::string& path, SDK::MetaMetadata::Dictionary& dictionary) {
         loader.load(SDK::Utils::stringToWstring(path.c_str()).c_str(), dictionary);
         return true;
     } catch (const SDK::Exceptions::BaseException& e) {
-        std::cerr << "xsddict: " << path << ": " << className(e) << ": " << SDK::Utils::toUtf8(e.message()).c_str()
-                  << "\n  (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")\n";
+        std::cerr << "xsddict: " << path << ": " << className(e) << ": "
+                  << SDK::Utils::toUtf8(e.message()).c_str() << "\n  (raised at " << e.sourceFile()
+                  << ":" << e.sourceLine() << ")\n";
     } catch (const std::exception& e) {
         std::cerr << "xsddict: " << path << ": " << e.what() << "\n";
     }

@@ -8,7 +8,7 @@ namespace Velmar::SDK::DataIO {
 
 // Where values write their serialised (big-endian, KLV) form.
 class VELMAR_SDK_API DataSink {
-public:
+  public:
     virtual ~DataSink();
     virtual void write(const unsigned char* data, std::size_t size) = 0;
 };

@@ -8,7 +8,7 @@ namespace Velmar::SDK::Exceptions {
 // Root of the toolkit's exception family. Thrown by value, caught by reference; each carries a
 // 16-bit message and the source position of its throw.
 class VELMAR_SDK_API BaseException {
-public:
+  public:
     BaseException(const XMLCh* message, const char* sourceFile, int sourceLine);
     BaseException(const char* message, const char* sourceFile, int sourceLine);
     BaseException(const BaseException& other);
@@ -24,7 +24,7 @@ public:
     const char* sourceFile() const { return sourceFile_.c_str(); }
     int sourceLine() const { return sourceLine_; }
 
-private:
+  private:
     WString message_;
     WString what_;
     String sourceFile_;
@@ -34,4 +34,5 @@ private:
 }  // namespace Velmar::SDK::Exceptions
 
 // Throws with this source position, in the form every exception of the family takes.
-#define VELMAR_SDK_THROW(ExceptionClass, message) throw ExceptionClass((message), __FILE__, __LINE__)
+#define VELMAR_SDK_THROW(ExceptionClass, message) \
+    throw ExceptionClass((message), __FILE__, __LINE__)

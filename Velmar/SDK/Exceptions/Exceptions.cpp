@@ -34,13 +34,21 @@ BaseException::BaseException(const char* message, const char* sourceFile, int so
 BaseException::BaseException(const BaseException& other) = default;
 BaseException::~BaseException() = default;
 
-const XMLCh* BaseException::message() const { return message_.c_str(); }
-const XMLCh* BaseException::what() const { return what_.c_str(); }
-int BaseException::errorCode() const { return 1; }
+const XMLCh* BaseException::message() const {
+    return message_.c_str();
+}
+const XMLCh* BaseException::what() const {
+    return what_.c_str();
+}
+int BaseException::errorCode() const {
+    return 1;
+}
 
 #define VELMAR_SDK_EXCEPTION_CODE(ExceptionClass, code) \
     ExceptionClass::~ExceptionClass() = default;        \
-    int ExceptionClass::errorCode() const { return code; }
+    int ExceptionClass::errorCode() const {             \
+        return code;                                    \
+    }
 
 VELMAR_SDK_EXCEPTION_CODE(InvalidMetaElementDeclaration, 20)
 VELMAR_SDK_EXCEPTION_CODE(InvalidULDesignator, 25)

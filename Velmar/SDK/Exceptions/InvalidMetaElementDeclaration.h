@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // An element declaration the loader cannot turn into a meta-element.
 class VELMAR_SDK_API InvalidMetaElementDeclaration : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~InvalidMetaElementDeclaration() override;
     int errorCode() const override;  // 20

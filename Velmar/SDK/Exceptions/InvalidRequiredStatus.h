@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // A "use" annotation word that names no required status.
 class VELMAR_SDK_API InvalidRequiredStatus : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~InvalidRequiredStatus() override;
     int errorCode() const override;  // 42

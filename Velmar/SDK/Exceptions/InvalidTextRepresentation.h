@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // A value text that its class cannot read; the message quotes the text and names the class.
 class VELMAR_SDK_API InvalidTextRepresentation : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~InvalidTextRepresentation() override;
     int errorCode() const override;  // 40

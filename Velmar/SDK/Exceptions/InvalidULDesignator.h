@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // A "UL Designator" annotation that is not 47 code units long.
 class VELMAR_SDK_API InvalidULDesignator : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~InvalidULDesignator() override;
     int errorCode() const override;  // 25

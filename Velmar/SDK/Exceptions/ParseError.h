@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // The schema could not be read: parser and XPath engine failures, failed checks on the document.
 class VELMAR_SDK_API ParseError : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~ParseError() override;
     int errorCode() const override;  // 33

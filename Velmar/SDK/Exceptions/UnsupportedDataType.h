@@ -6,7 +6,7 @@ namespace Velmar::SDK::Exceptions {
 
 // A data type identifier that the type factory does not accept where it was offered.
 class VELMAR_SDK_API UnsupportedDataType : public BaseException {
-public:
+  public:
     using BaseException::BaseException;
     ~UnsupportedDataType() override;
     int errorCode() const override;  // 41

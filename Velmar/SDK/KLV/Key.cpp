@@ -20,7 +20,11 @@ WString Key::toString(Types::StringRepresentationEncodingType) const {
     return Types::writeDottedHex(bytes_, kSize);
 }
 
-bool operator==(const Key& a, const Key& b) { return std::memcmp(a.bytes(), b.bytes(), Key::kSize) == 0; }
-bool operator<(const Key& a, const Key& b) { return std::memcmp(a.bytes(), b.bytes(), Key::kSize) < 0; }
+bool operator==(const Key& a, const Key& b) {
+    return std::memcmp(a.bytes(), b.bytes(), Key::kSize) == 0;
+}
+bool operator<(const Key& a, const Key& b) {
+    return std::memcmp(a.bytes(), b.bytes(), Key::kSize) < 0;
+}
 
 }  // namespace Velmar::SDK::KLV

@@ -20,12 +20,14 @@ class VELMAR_SDK_API Key {
 
     static constexpr int kSize = 16;
 
-private:
+  private:
     unsigned char bytes_[kSize];
 };
 
 VELMAR_SDK_API bool operator==(const Key& a, const Key& b);
 VELMAR_SDK_API bool operator<(const Key& a, const Key& b);
-inline bool operator!=(const Key& a, const Key& b) { return !(a == b); }
+inline bool operator!=(const Key& a, const Key& b) {
+    return !(a == b);
+}
 
 }  // namespace Velmar::SDK::KLV

@@ -7,7 +7,7 @@ namespace Velmar::SDK::MetaMetadata {
 
 // The words of a member's "use" annotation: exactly "required", "optional" or "best effort".
 class VELMAR_SDK_API AttributeRequiredStatus {
-public:
+  public:
     enum Status { Required, Optional, BestEffort };
 
     static AttributeRequiredStatus& instance();
@@ -17,7 +17,7 @@ public:
     virtual Status stringToStatus(const XMLCh* text) const;
     virtual const XMLCh* statusToString(Status status) const;
 
-protected:
+  protected:
     AttributeRequiredStatus() = default;
 };
 

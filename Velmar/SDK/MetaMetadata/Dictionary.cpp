@@ -55,7 +55,8 @@ const MetaElement* Dictionary::metaElement(const Types::UniversalLabel& label) c
     return it == elementsByLabel_.end() ? nullptr : it->second;
 }
 
-void Dictionary::addMetaElement(const Types::UniversalLabel& label, Templates::auto_ptr<MetaElement> element) {
+void Dictionary::addMetaElement(const Types::UniversalLabel& label,
+                                Templates::auto_ptr<MetaElement> element) {
     if (!element) {
         return;
     }

@@ -16,7 +16,7 @@ namespace Velmar::SDK::MetaMetadata {
 
 // Local tags and sets: what a dictionary records besides its elements.
 class VELMAR_SDK_API AbstractDictionary {
-public:
+  public:
     virtual ~AbstractDictionary();
     virtual const Types::UniversalLabel* universalLabel(const Types::LocalTag& tag) const = 0;
     virtual void addLocalTag(const Types::LocalTag& tag, const Types::UniversalLabel& label) = 0;
@@ -26,10 +26,11 @@ public:
 };
 
 class VELMAR_SDK_API MetaElementRegistry {
-public:
+  public:
     virtual ~MetaElementRegistry();
     virtual const MetaElement* metaElement(const Types::UniversalLabel& label) const = 0;
-    virtual void addMetaElement(const Types::UniversalLabel& label, Templates::auto_ptr<MetaElement> element) = 0;
+    virtual void addMetaElement(const Types::UniversalLabel& label,
+                                Templates::auto_ptr<MetaElement> element) = 0;
 };
 
 // The in-memory dictionary a load fills.
@@ -40,7 +41,7 @@ public:
 // is kept as a conflict and changes nothing. Sets: a set under a key already held replaces the
 // old copy but keeps its place in the order.
 class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementRegistry {
-public:
+  public:
     struct LocalTagConflict {
         Types::LocalTag tag;
         Types::UniversalLabel label;
@@ -57,7 +58,8 @@ public:
     const MetaMetadataSet* metaMetadataSet(const KLV::Key& key) const override;
     void addMetaMetadataSet(const KLV::Key& key, const MetaMetadataSet& set) override;
     const MetaElement* metaElement(const Types::UniversalLabel& label) const override;
-    void addMetaElement(const Types::UniversalLabel& label, Templates::auto_ptr<MetaElement> element) override;
+    void addMetaElement(const Types::UniversalLabel& label,
+                        Templates::auto_ptr<MetaElement> element) override;
 
     // Every element in the order received, duplicates included.
     std::size_t metaElementCount() const { return elements_.size(); }
@@ -73,9 +75,11 @@ public:
     const MetaMetadataSet& metaMetadataSetAt(std::size_t index) const;
 
     std::size_t localTagCount() const { return labelToTag_.size(); }
-    const Templates::vector<LocalTagConflict>& localTagConflicts() const { return localTagConflicts_; }
+    const Templates::vector<LocalTagConflict>& localTagConflicts() const {
+        return localTagConflicts_;
+    }
 
-private:
+  private:
     Templates::vector<Templates::auto_ptr<MetaElement>> elements_;
     Templates::map<Types::UniversalLabel, const MetaElement*> elementsByLabel_;
     Templates::map<WString, const MetaElement*> elementsByTagName_;

@@ -13,13 +13,13 @@ namespace Velmar::SDK::MetaMetadata {
 class MetaAttribute;
 
 class VELMAR_SDK_API AbstractMetaAttributeVisitor {
-public:
+  public:
     virtual ~AbstractMetaAttributeVisitor();
     virtual void visit(const MetaAttribute& attribute) = 0;
 };
 
 class VELMAR_SDK_API AbstractMetaAttribute {
-public:
+  public:
     virtual ~AbstractMetaAttribute();
     virtual void accept(AbstractMetaAttributeVisitor& visitor) const = 0;
 };
@@ -29,7 +29,8 @@ public:
 class VELMAR_SDK_API MetaAttribute : public AbstractMetaAttribute, public PropertyMap {
     VELMAR_SDK_CLASS_ALLOCATION
     MetaAttribute(const MetaElement& element, AttributeRequiredStatus::Status status,
-                  Templates::auto_ptr<const Types::BaseType> defaultValue, const Types::LocalTag* localTag);
+                  Templates::auto_ptr<const Types::BaseType> defaultValue,
+                  const Types::LocalTag* localTag);
     MetaAttribute(const MetaAttribute&) = delete;
     ~MetaAttribute() override;
     void accept(AbstractMetaAttributeVisitor& visitor) const override;
@@ -39,7 +40,7 @@ class VELMAR_SDK_API MetaAttribute : public AbstractMetaAttribute, public Proper
     const Types::BaseType* defaultValue() const { return defaultValue_.get(); }
     const Types::LocalTag* localTag() const { return localTag_; }
 
-private:
+  private:
     const MetaElement* element_;
     AttributeRequiredStatus::Status status_;
     Templates::auto_ptr<const Types::BaseType> defaultValue_;

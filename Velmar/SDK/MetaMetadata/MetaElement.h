@@ -19,7 +19,7 @@ using KeyVector = Templates::vector<KLV::Key, Platform::malloc_alloc>;
 // A registered element: its universal label, data type and descriptive properties. The four
 // concrete kinds below say what its values are.
 class VELMAR_SDK_API MetaElement : public PropertyMap {
-public:
+  public:
     using PropertyMap::operator=;
     virtual MetaElement& operator=(const MetaElement& other);
     virtual void accept(Visitors::NonConstMetaElementVisitor& visitor) = 0;
@@ -28,18 +28,18 @@ public:
     const Types::UniversalLabel& universalLabel() const { return universalLabel_; }
     Types::Identifiers::Identifier dataType() const { return dataType_; }
 
-protected:
+  protected:
     MetaElement(const Types::UniversalLabel& label, Types::Identifiers::Identifier dataType);
     MetaElement(const MetaElement& other);
 
-private:
+  private:
     Types::UniversalLabel universalLabel_;
     Types::Identifiers::Identifier dataType_;
 };
 
 // Marks the kinds whose values are data rather than references.
 class VELMAR_SDK_API MetaValueHolder {
-public:
+  public:
     MetaValueHolder() = default;
     MetaValueHolder(const MetaValueHolder&) = default;
     virtual MetaValueHolder& operator=(const MetaValueHolder& other);
@@ -48,7 +48,7 @@ public:
 
 // The kinds that point at sets: the keys of the sets a reference may point to, in order.
 class VELMAR_SDK_API MetaReferenceHolder {
-public:
+  public:
     explicit MetaReferenceHolder(const KeyVector& targetSets);
     MetaReferenceHolder(const MetaReferenceHolder& other);
     virtual ~MetaReferenceHolder();
@@ -56,13 +56,13 @@ public:
 
     const KeyVector& targetSets() const { return targetSets_; }
 
-private:
+  private:
     KeyVector targetSets_;
 };
 
 // Arrays and batches: a collection data type (Array or Batch) and the data type of its items.
 class VELMAR_SDK_API MetaCollectionElement : public MetaElement {
-public:
+  public:
     // Bounds on the item count; the default means none.
     struct CollectionSizeLimits {
         unsigned long minimum = 0;
@@ -76,13 +76,13 @@ public:
     Types::Identifiers::Identifier dataSubType() const { return dataSubType_; }
     const CollectionSizeLimits& sizeLimits() const { return sizeLimits_; }
 
-protected:
+  protected:
     MetaCollectionElement(const Types::UniversalLabel& label, CollectionSizeLimits limits,
                           Types::Identifiers::Identifier dataType,
                           Types::Identifiers::Identifier dataSubType);
     MetaCollectionElement(const MetaCollectionElement& other);
 
-private:
+  private:
     CollectionSizeLimits sizeLimits_;
     Types::Identifiers::Identifier dataSubType_;
 };
@@ -101,7 +101,8 @@ class VELMAR_SDK_API MetaSimpleElement : public MetaElement, public MetaValueHol
 class VELMAR_SDK_API MetaCollection : public MetaCollectionElement, public MetaValueHolder {
     VELMAR_SDK_CLASS_ALLOCATION
     MetaCollection(const Types::UniversalLabel& label, CollectionSizeLimits limits,
-                   Types::Identifiers::Identifier dataType, Types::Identifiers::Identifier dataSubType);
+                   Types::Identifiers::Identifier dataType,
+                   Types::Identifiers::Identifier dataSubType);
     MetaCollection(const MetaCollection& other);
     using MetaCollectionElement::operator=;
     using MetaValueHolder::operator=;
@@ -122,7 +123,8 @@ class VELMAR_SDK_API MetaReferenceElement : public MetaElement, public MetaRefer
     void accept(Visitors::MetaElementVisitor& visitor) const override;
 };
 
-class VELMAR_SDK_API MetaReferenceCollection : public MetaCollectionElement, public MetaReferenceHolder {
+class VELMAR_SDK_API MetaReferenceCollection : public MetaCollectionElement,
+                                               public MetaReferenceHolder {
     VELMAR_SDK_CLASS_ALLOCATION
     MetaReferenceCollection(const Types::UniversalLabel& label, CollectionSizeLimits limits,
                             const KeyVector& targetSets, Types::Identifiers::Identifier dataType,

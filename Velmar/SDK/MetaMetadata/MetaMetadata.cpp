@@ -22,7 +22,8 @@ PropertyMap::~PropertyMap() = default;
 void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
     WString key(name != nullptr ? name : u"");
     WString text(value != nullptr ? value : u"");
-    auto it = std::find_if(properties_.begin(), properties_.end(), [&](const auto& p) { return p.first == key; });
+    auto it = std::find_if(properties_.begin(), properties_.end(),
+                           [&](const auto& p) { return p.first == key; });
     if (it != properties_.end()) {
         it->second = std::move(text);
     } else {
@@ -40,11 +41,12 @@ const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
 }
 
 bool PropertyMap::hasProperty(const XMLCh* name) const {
-    return name != nullptr &&
-           std::any_of(properties_.begin(), properties_.end(), [&](const auto& p) { return p.first == name; });
+    return name != nullptr && std::any_of(properties_.begin(), properties_.end(),
+                                          [&](const auto& p) { return p.first == name; });
 }
 
-MetaElement::MetaElement(const Types::UniversalLabel& label, Types::Identifiers::Identifier dataType)
+MetaElement::MetaElement(const Types::UniversalLabel& label,
+                         Types::Identifiers::Identifier dataType)
     : universalLabel_(label), dataType_(dataType) {}
 MetaElement::MetaElement(const MetaElement& other) = default;
 MetaElement& MetaElement::operator=(const MetaElement& other) {
@@ -54,7 +56,9 @@ MetaElement& MetaElement::operator=(const MetaElement& other) {
     return *this;
 }
 
-MetaValueHolder& MetaValueHolder::operator=(const MetaValueHolder&) { return *this; }
+MetaValueHolder& MetaValueHolder::operator=(const MetaValueHolder&) {
+    return *this;
+}
 MetaValueHolder::~MetaValueHolder() = default;
 
 MetaReferenceHolder::MetaReferenceHolder(const KeyVector& targetSets) : targetSets_(targetSets) {}
@@ -65,7 +69,8 @@ MetaReferenceHolder& MetaReferenceHolder::operator=(const MetaReferenceHolder& o
     return *this;
 }
 
-MetaCollectionElement::MetaCollectionElement(const Types::UniversalLabel& label, CollectionSizeLimits limits,
+MetaCollectionElement::MetaCollectionElement(const Types::UniversalLabel& label,
+                                             CollectionSizeLimits limits,
                                              Types::Identifiers::Identifier dataType,
                                              Types::Identifiers::Identifier dataSubType)
     : MetaElement(label, dataType), sizeLimits_(limits), dataSubType_(dataSubType) {}
@@ -77,28 +82,39 @@ MetaCollectionElement& MetaCollectionElement::operator=(const MetaCollectionElem
     return *this;
 }
 
-MetaSimpleElement::MetaSimpleElement(const Types::UniversalLabel& label, Types::Identifiers::Identifier dataType)
+MetaSimpleElement::MetaSimpleElement(const Types::UniversalLabel& label,
+                                     Types::Identifiers::Identifier dataType)
     : MetaElement(label, dataType) {}
 MetaSimpleElement::MetaSimpleElement(const MetaSimpleElement& other) = default;
 MetaSimpleElement& MetaSimpleElement::operator=(const MetaSimpleElement& other) {
     MetaElement::operator=(other);
     return *this;
 }
-void MetaSimpleElement::accept(Visitors::NonConstMetaElementVisitor& visitor) { visitor.visit(*this); }
-void MetaSimpleElement::accept(Visitors::MetaElementVisitor& visitor) const { visitor.visit(*this); }
+void MetaSimpleElement::accept(Visitors::NonConstMetaElementVisitor& visitor) {
+    visitor.visit(*this);
+}
+void MetaSimpleElement::accept(Visitors::MetaElementVisitor& visitor) const {
+    visitor.visit(*this);
+}
 
 MetaCollection::MetaCollection(const Types::UniversalLabel& label, CollectionSizeLimits limits,
-                               Types::Identifiers::Identifier dataType, Types::Identifiers::Identifier dataSubType)
+                               Types::Identifiers::Identifier dataType,
+                               Types::Identifiers::Identifier dataSubType)
     : MetaCollectionElement(label, limits, dataType, dataSubType) {}
 MetaCollection::MetaCollection(const MetaCollection& other) = default;
 MetaCollection& MetaCollection::operator=(const MetaCollection& other) {
     MetaCollectionElement::operator=(other);
     return *this;
 }
-void MetaCollection::accept(Visitors::NonConstMetaElementVisitor& visitor) { visitor.visit(*this); }
-void MetaCollection::accept(Visitors::MetaElementVisitor& visitor) const { visitor.visit(*this); }
+void MetaCollection::accept(Visitors::NonConstMetaElementVisitor& visitor) {
+    visitor.visit(*this);
+}
+void MetaCollection::accept(Visitors::MetaElementVisitor& visitor) const {
+    visitor.visit(*this);
+}
 
-MetaReferenceElement::MetaReferenceElement(const Types::UniversalLabel& label, const KeyVector& targetSets,
+MetaReferenceElement::MetaReferenceElement(const Types::UniversalLabel& label,
+                                           const KeyVector& targetSets,
                                            Types::Identifiers::Identifier dataType)
     : MetaElement(label, dataType), MetaReferenceHolder(targetSets) {}
 MetaReferenceElement::MetaReferenceElement(const MetaReferenceElement& other) = default;
@@ -107,30 +123,47 @@ MetaReferenceElement& MetaReferenceElement::operator=(const MetaReferenceElement
     MetaReferenceHolder::operator=(other);
     return *this;
 }
-void MetaReferenceElement::accept(Visitors::NonConstMetaElementVisitor& visitor) { visitor.visit(*this); }
-void MetaReferenceElement::accept(Visitors::MetaElementVisitor& visitor) const { visitor.visit(*this); }
+void MetaReferenceElement::accept(Visitors::NonConstMetaElementVisitor& visitor) {
+    visitor.visit(*this);
+}
+void MetaReferenceElement::accept(Visitors::MetaElementVisitor& visitor) const {
+    visitor.visit(*this);
+}
 
-MetaReferenceCollection::MetaReferenceCollection(const Types::UniversalLabel& label, CollectionSizeLimits limits,
-                                                 const KeyVector& targetSets, Types::Identifiers::Identifier dataType,
+MetaReferenceCollection::MetaReferenceCollection(const Types::UniversalLabel& label,
+                                                 CollectionSizeLimits limits,
+                                                 const KeyVector& targetSets,
+                                                 Types::Identifiers::Identifier dataType,
                                                  Types::Identifiers::Identifier dataSubType)
-    : MetaCollectionElement(label, limits, dataType, dataSubType), MetaReferenceHolder(targetSets) {}
+    : MetaCollectionElement(label, limits, dataType, dataSubType),
+      MetaReferenceHolder(targetSets) {}
 MetaReferenceCollection::MetaReferenceCollection(const MetaReferenceCollection& other) = default;
 MetaReferenceCollection& MetaReferenceCollection::operator=(const MetaReferenceCollection& other) {
     MetaCollectionElement::operator=(other);
     MetaReferenceHolder::operator=(other);
     return *this;
 }
-void MetaReferenceCollection::accept(Visitors::NonConstMetaElementVisitor& visitor) { visitor.visit(*this); }
-void MetaReferenceCollection::accept(Visitors::MetaElementVisitor& visitor) const { visitor.visit(*this); }
+void MetaReferenceCollection::accept(Visitors::NonConstMetaElementVisitor& visitor) {
+    visitor.visit(*this);
+}
+void MetaReferenceCollection::accept(Visitors::MetaElementVisitor& visitor) const {
+    visitor.visit(*this);
+}
 
 namespace Visitors {
 
 MetaElementVisitor::~MetaElementVisitor() = default;
 NonConstMetaElementVisitor::~NonConstMetaElementVisitor() = default;
 
-void NullMetaElementVisitor::visit(const MetaCollectionElement& e) { visit(static_cast<const MetaElement&>(e)); }
-void NullMetaElementVisitor::visit(const MetaSimpleElement& e) { visit(static_cast<const MetaElement&>(e)); }
-void NullMetaElementVisitor::visit(const MetaCollection& e) { visit(static_cast<const MetaCollectionElement&>(e)); }
+void NullMetaElementVisitor::visit(const MetaCollectionElement& e) {
+    visit(static_cast<const MetaElement&>(e));
+}
+void NullMetaElementVisitor::visit(const MetaSimpleElement& e) {
+    visit(static_cast<const MetaElement&>(e));
+}
+void NullMetaElementVisitor::visit(const MetaCollection& e) {
+    visit(static_cast<const MetaCollectionElement&>(e));
+}
 void NullMetaElementVisitor::visit(const MetaReferenceElement& e) {
     visit(static_cast<const MetaElement&>(e));
     visit(static_cast<const MetaReferenceHolder&>(e));
@@ -140,9 +173,15 @@ void NullMetaElementVisitor::visit(const MetaReferenceCollection& e) {
     visit(static_cast<const MetaReferenceHolder&>(e));
 }
 
-void NullNonConstMetaElementVisitor::visit(MetaCollectionElement& e) { visit(static_cast<MetaElement&>(e)); }
-void NullNonConstMetaElementVisitor::visit(MetaSimpleElement& e) { visit(static_cast<MetaElement&>(e)); }
-void NullNonConstMetaElementVisitor::visit(MetaCollection& e) { visit(static_cast<MetaCollectionElement&>(e)); }
+void NullNonConstMetaElementVisitor::visit(MetaCollectionElement& e) {
+    visit(static_cast<MetaElement&>(e));
+}
+void NullNonConstMetaElementVisitor::visit(MetaSimpleElement& e) {
+    visit(static_cast<MetaElement&>(e));
+}
+void NullNonConstMetaElementVisitor::visit(MetaCollection& e) {
+    visit(static_cast<MetaCollectionElement&>(e));
+}
 void NullNonConstMetaElementVisitor::visit(MetaReferenceElement& e) {
     visit(static_cast<MetaElement&>(e));
     visit(static_cast<MetaReferenceHolder&>(e));
@@ -158,10 +197,16 @@ AbstractMetaAttributeVisitor::~AbstractMetaAttributeVisitor() = default;
 AbstractMetaAttribute::~AbstractMetaAttribute() = default;
 
 MetaAttribute::MetaAttribute(const MetaElement& element, AttributeRequiredStatus::Status status,
-                             Templates::auto_ptr<const Types::BaseType> defaultValue, const Types::LocalTag* localTag)
-    : element_(&element), status_(status), defaultValue_(std::move(defaultValue)), localTag_(localTag) {}
+                             Templates::auto_ptr<const Types::BaseType> defaultValue,
+                             const Types::LocalTag* localTag)
+    : element_(&element),
+      status_(status),
+      defaultValue_(std::move(defaultValue)),
+      localTag_(localTag) {}
 MetaAttribute::~MetaAttribute() = default;
-void MetaAttribute::accept(AbstractMetaAttributeVisitor& visitor) const { visitor.visit(*this); }
+void MetaAttribute::accept(AbstractMetaAttributeVisitor& visitor) const {
+    visitor.visit(*this);
+}
 
 AttributeRequiredStatus& AttributeRequiredStatus::instance() {
     static AttributeRequiredStatus status;
@@ -193,6 +238,8 @@ const XMLCh* AttributeRequiredStatus::statusToString(Status status) const {
 MetaMetadataSet::MetaMetadataSet(const KLV::Key& key) : key_(key) {}
 MetaMetadataSet::MetaMetadataSet(const MetaMetadataSet& other) = default;
 MetaMetadataSet::~MetaMetadataSet() = default;
-void MetaMetadataSet::addMetaAttribute(MetaAttributePtr attribute) { attributes_.push_back(std::move(attribute)); }
+void MetaMetadataSet::addMetaAttribute(MetaAttributePtr attribute) {
+    attributes_.push_back(std::move(attribute));
+}
 
 }  // namespace Velmar::SDK::MetaMetadata

@@ -27,7 +27,7 @@ class VELMAR_SDK_API MetaMetadataSet : public PropertyMap {
     std::size_t attributeCount() const { return attributes_.size(); }
     const MetaAttribute& attribute(std::size_t index) const { return *attributes_.at(index); }
 
-private:
+  private:
     KLV::Key key_;
     Templates::vector<MetaAttributePtr> attributes_;
 };

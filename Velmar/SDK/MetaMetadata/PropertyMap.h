@@ -12,7 +12,7 @@ namespace Velmar::SDK::MetaMetadata {
 // Named text properties in the order they were first added. Adding a name again replaces its
 // value in place; asking for a name not held gives the empty text, never null.
 class VELMAR_SDK_API PropertyMap {
-public:
+  public:
     PropertyMap();
     PropertyMap(const PropertyMap& other);
     virtual PropertyMap& operator=(const PropertyMap& other);
@@ -25,7 +25,7 @@ public:
     const WString& propertyName(std::size_t index) const { return properties_.at(index).first; }
     const WString& propertyValue(std::size_t index) const { return properties_.at(index).second; }
 
-private:
+  private:
     Templates::vector<std::pair<WString, WString>> properties_;
 };
 

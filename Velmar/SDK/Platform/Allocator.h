@@ -11,7 +11,7 @@ namespace Velmar::SDK::Platform {
 // toolkit's containers while their storage still comes from the toolkit.
 template <class T, class RawAllocator = malloc_alloc>
 class VELMAR_SDK_API Allocator {
-public:
+  public:
     using value_type = T;
     template <class U>
     struct rebind {

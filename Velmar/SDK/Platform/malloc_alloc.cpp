@@ -27,6 +27,8 @@ void malloc_alloc::deallocate(void* pointer, std::size_t size) noexcept {
     std::free(pointer);
 }
 
-std::size_t malloc_alloc::bytesInUse() noexcept { return inUse.load(std::memory_order_relaxed); }
+std::size_t malloc_alloc::bytesInUse() noexcept {
+    return inUse.load(std::memory_order_relaxed);
+}
 
 }  // namespace Velmar::SDK::Platform

@@ -10,7 +10,7 @@ namespace Velmar::SDK::Platform {
 // bytes it has handed out and not yet been given back can be counted: a balance that does not
 // return to where it was reveals a leak or a deallocation told the wrong size.
 class VELMAR_SDK_API malloc_alloc {
-public:
+  public:
     static void* allocate(std::size_t size);  // throws std::bad_alloc
     static void deallocate(void* pointer, std::size_t size) noexcept;
 

@@ -23,7 +23,7 @@ struct LockedCounter {
 // release deletes the object and frees the count.
 template <class T, class Counter = LockedCounter>
 class SharedPtr {
-public:
+  public:
     SharedPtr() noexcept = default;
 
     explicit SharedPtr(T* object) : object_(object) {
@@ -44,7 +44,8 @@ public:
         }
     }
     SharedPtr(SharedPtr&& other) noexcept
-        : object_(std::exchange(other.object_, nullptr)), count_(std::exchange(other.count_, nullptr)) {}
+        : object_(std::exchange(other.object_, nullptr)),
+          count_(std::exchange(other.count_, nullptr)) {}
 
     SharedPtr& operator=(SharedPtr other) noexcept {
         std::swap(object_, other.object_);
@@ -58,9 +59,11 @@ public:
     T& operator*() const noexcept { return *object_; }
     T* operator->() const noexcept { return object_; }
     explicit operator bool() const noexcept { return object_ != nullptr; }
-    int useCount() const noexcept { return count_ == nullptr ? 0 : __atomic_load_n(count_, __ATOMIC_ACQUIRE); }
+    int useCount() const noexcept {
+        return count_ == nullptr ? 0 : __atomic_load_n(count_, __ATOMIC_ACQUIRE);
+    }
 
-private:
+  private:
     void release() noexcept {
         if (count_ != nullptr && Counter::decrement(*count_) == 0) {
             delete object_;

@@ -20,7 +20,8 @@ using basic_string = std::basic_string<C, Traits, Platform::Allocator<C, RawAllo
 
 }  // namespace Templates
 
-using WString = Templates::basic_string<XMLCh, Templates::char_traits<XMLCh>, Platform::malloc_alloc>;
+using WString =
+    Templates::basic_string<XMLCh, Templates::char_traits<XMLCh>, Platform::malloc_alloc>;
 using String = Templates::basic_string<char, Templates::char_traits<char>, Platform::malloc_alloc>;
 
 }  // namespace Velmar::SDK

@@ -12,6 +12,7 @@ namespace Velmar::SDK::Templates {
 // operator[] of an absent key inserts a value-initialised (null) entry.
 template <class Key, class Value, class Compare = std::less<Key>,
           class RawAllocator = Platform::malloc_alloc>
-using map = std::map<Key, Value, Compare, Platform::Allocator<std::pair<const Key, Value>, RawAllocator>>;
+using map =
+    std::map<Key, Value, Compare, Platform::Allocator<std::pair<const Key, Value>, RawAllocator>>;
 
 }  // namespace Velmar::SDK::Templates

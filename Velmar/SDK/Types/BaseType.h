@@ -11,7 +11,7 @@
 namespace Velmar::SDK::Types {
 
 class VELMAR_SDK_API BaseType : public Visitors::Visitable {
-public:
+  public:
     ~BaseType() override;
     virtual void serialize(DataIO::DataSink& sink) const = 0;
 };
@@ -19,7 +19,7 @@ public:
 // A single value. It keeps its serialised bytes, which is what rawBuffer, serializedSize and
 // serialize give, and which identifier classes index directly.
 class VELMAR_SDK_API SimpleDataType : public BaseType {
-public:
+  public:
     ~SimpleDataType() override;
     void serialize(DataIO::DataSink& sink) const override;
     virtual const unsigned char* rawBuffer() const;
@@ -28,7 +28,7 @@ public:
 
     std::size_t byteCount() const { return bytes_.size(); }
 
-protected:
+  protected:
     SimpleDataType() = default;
     SimpleDataType(const SimpleDataType&) = default;
     SimpleDataType& operator=(const SimpleDataType&) = default;
@@ -49,10 +49,14 @@ protected:
 // visited as itself (a Length as a Length, not as the Int64 it derives from).
 template <class Derived, class Base>
 class VELMAR_SDK_API ValueClass : public Base {
-public:
+  public:
     using Base::Base;
-    void accept(Visitors::NonConstVisitor& visitor) override { visitor.visit(static_cast<Derived&>(*this)); }
-    void accept(Visitors::Visitor& visitor) const override { visitor.visit(static_cast<const Derived&>(*this)); }
+    void accept(Visitors::NonConstVisitor& visitor) override {
+        visitor.visit(static_cast<Derived&>(*this));
+    }
+    void accept(Visitors::Visitor& visitor) const override {
+        visitor.visit(static_cast<const Derived&>(*this));
+    }
     Templates::auto_ptr<SimpleDataType> clone() const override {
         return Templates::auto_ptr<SimpleDataType>(new Derived(static_cast<const Derived&>(*this)));
     }

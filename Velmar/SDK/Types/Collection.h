@@ -6,7 +6,7 @@ namespace Velmar::SDK::Types {
 
 // An ordered collection of values. Items may be empty (a value text without a text form).
 class VELMAR_SDK_API Collection : public BaseType {
-public:
+  public:
     ~Collection() override;
     // Item count and item size hint (4 bytes each, big-endian), then the items' bytes.
     void serialize(DataIO::DataSink& sink) const override;
@@ -19,11 +19,11 @@ public:
     // The size hint the collection was made with: 0 means items of no fixed size.
     int itemSize() const { return itemSize_; }
 
-protected:
+  protected:
     explicit Collection(int itemSize);
     Collection(const Collection& other);
 
-private:
+  private:
     Templates::vector<Templates::auto_ptr<SimpleDataType>> items_;
     int itemSize_;
 };

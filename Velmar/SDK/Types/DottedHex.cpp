@@ -8,9 +8,12 @@ namespace Velmar::SDK::Types {
 namespace {
 
 int hexDigit(XMLCh c) {
-    if (c >= u'0' && c <= u'9') return c - u'0';
-    if (c >= u'a' && c <= u'f') return c - u'a' + 10;
-    if (c >= u'A' && c <= u'F') return c - u'A' + 10;
+    if (c >= u'0' && c <= u'9')
+        return c - u'0';
+    if (c >= u'a' && c <= u'f')
+        return c - u'a' + 10;
+    if (c >= u'A' && c <= u'F')
+        return c - u'A' + 10;
     return -1;
 }
 
@@ -38,7 +41,8 @@ void readDottedHex(const XMLCh* text, unsigned char* bytes, std::size_t byteCoun
     bool valid = true;
     for (; text[length] != 0 && valid; ++length) {
         const std::size_t position = length % 3;
-        valid = length < expected && (position == 2 ? text[length] == u'.' : hexDigit(text[length]) >= 0);
+        valid = length < expected &&
+                (position == 2 ? text[length] == u'.' : hexDigit(text[length]) >= 0);
     }
     if (!valid || length != expected) {
         WString message = Utils::stringToWstring(className);
@@ -50,7 +54,8 @@ void readDottedHex(const XMLCh* text, unsigned char* bytes, std::size_t byteCoun
         VELMAR_SDK_THROW(Exceptions::InvalidTextRepresentation, message.c_str());
     }
     for (std::size_t i = 0; i < byteCount; ++i) {
-        bytes[i] = static_cast<unsigned char>(hexDigit(text[3 * i]) << 4 | hexDigit(text[3 * i + 1]));
+        bytes[i] =
+            static_cast<unsigned char>(hexDigit(text[3 * i]) << 4 | hexDigit(text[3 * i + 1]));
     }
 }
 

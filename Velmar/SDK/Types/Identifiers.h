@@ -6,7 +6,9 @@
 namespace Velmar::SDK::Types::Identifiers {
 
 // Data type identifiers. Unknown (24) is what a name that is no data type gives.
-enum Identifier {
+// A fixed underlying type: any int is a value, so identifiers out of range can be tested, not
+// merely be undefined.
+enum Identifier : int {
     Array = 0,
     Batch = 1,
     Boolean = 2,

@@ -16,8 +16,14 @@ class VELMAR_SDK_API LocalTag : public ValueClass<LocalTag, SimpleDataType> {
     unsigned short value() const { return static_cast<unsigned short>(bytes_[0] << 8 | bytes_[1]); }
 };
 
-inline bool operator==(const LocalTag& a, const LocalTag& b) { return a.value() == b.value(); }
-inline bool operator!=(const LocalTag& a, const LocalTag& b) { return a.value() != b.value(); }
-inline bool operator<(const LocalTag& a, const LocalTag& b) { return a.value() < b.value(); }
+inline bool operator==(const LocalTag& a, const LocalTag& b) {
+    return a.value() == b.value();
+}
+inline bool operator!=(const LocalTag& a, const LocalTag& b) {
+    return a.value() != b.value();
+}
+inline bool operator<(const LocalTag& a, const LocalTag& b) {
+    return a.value() < b.value();
+}
 
 }  // namespace Velmar::SDK::Types

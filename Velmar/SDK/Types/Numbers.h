@@ -7,12 +7,12 @@ namespace Velmar::SDK::Types {
 // A number held as given and serialised big-endian in its own width.
 template <class Derived, class T>
 class VELMAR_SDK_API NumberValue : public ValueClass<Derived, SimpleDataType> {
-public:
+  public:
     using value_type = T;
     explicit NumberValue(T value) : value_(value) { this->setBigEndian(value); }
     T value() const { return value_; }
 
-private:
+  private:
     T value_;
 };
 
@@ -64,7 +64,7 @@ class VELMAR_SDK_API Boolean : public ValueClass<Boolean, SimpleDataType> {
     explicit Boolean(bool value);
     bool value() const { return value_; }
 
-private:
+  private:
     bool value_;
 };
 
@@ -75,7 +75,7 @@ class VELMAR_SDK_API Rational : public ValueClass<Rational, SimpleDataType> {
     int numerator() const { return numerator_; }
     int denominator() const { return denominator_; }
 
-private:
+  private:
     int numerator_;
     int denominator_;
 };

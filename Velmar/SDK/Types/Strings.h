@@ -11,7 +11,7 @@ class VELMAR_SDK_API UTF16 : public ValueClass<UTF16, SimpleDataType> {
     explicit UTF16(unsigned short value);
     XMLCh value() const { return value_; }
 
-private:
+  private:
     XMLCh value_;
 };
 
@@ -20,7 +20,7 @@ class VELMAR_SDK_API UTF16String : public ValueClass<UTF16String, SimpleDataType
     explicit UTF16String(const XMLCh* text);
     const WString& value() const { return value_; }
 
-private:
+  private:
     WString value_;
 };
 
@@ -30,7 +30,7 @@ class VELMAR_SDK_API UTF8String : public ValueClass<UTF8String, SimpleDataType> 
     explicit UTF8String(const XMLCh* text);
     const String& value() const { return value_; }
 
-private:
+  private:
     String value_;
 };
 
@@ -40,7 +40,7 @@ class VELMAR_SDK_API ISO7String : public ValueClass<ISO7String, SimpleDataType> 
     explicit ISO7String(const char* text);
     const String& value() const { return value_; }
 
-private:
+  private:
     String value_;
 };
 
@@ -49,7 +49,7 @@ class VELMAR_SDK_API ISO8String : public ValueClass<ISO8String, SimpleDataType> 
     explicit ISO8String(const char* text);
     const String& value() const { return value_; }
 
-private:
+  private:
     String value_;
 };
 

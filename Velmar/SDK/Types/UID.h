@@ -8,7 +8,7 @@ namespace Velmar::SDK::Types {
 
 // An identifier of fixed size, read from and written to its dotted hexadecimal text form.
 class VELMAR_SDK_API UID : public SimpleDataType {
-public:
+  public:
     ~UID() override;
     virtual unsigned char& operator[](int index);  // std::out_of_range outside 0 .. size()-1
     virtual unsigned char operator[](int index) const;
@@ -16,7 +16,7 @@ public:
     // Lowercase digits, so that a key made from a label's text equals it byte for byte.
     virtual WString toString(StringRepresentationEncodingType encoding) const;
 
-protected:
+  protected:
     // Refuses any text that is not exactly byteCount dotted bytes, naming className.
     UID(const XMLCh* text, StringRepresentationEncodingType encoding, std::size_t byteCount,
         const char* className);
@@ -24,13 +24,15 @@ protected:
 
 VELMAR_SDK_API bool operator==(const UID& a, const UID& b);
 VELMAR_SDK_API bool operator<(const UID& a, const UID& b);
-inline bool operator!=(const UID& a, const UID& b) { return !(a == b); }
+inline bool operator!=(const UID& a, const UID& b) {
+    return !(a == b);
+}
 
-#define VELMAR_SDK_UID_CLASS(ClassName, bytes)                                               \
-    class VELMAR_SDK_API ClassName : public ValueClass<ClassName, UID> {                     \
-        VELMAR_SDK_CLASS_ALLOCATION                                                          \
-        ClassName(const XMLCh* text, StringRepresentationEncodingType encoding)              \
-            : ValueClass(text, encoding, bytes, #ClassName) {}                               \
+#define VELMAR_SDK_UID_CLASS(ClassName, bytes)                                  \
+    class VELMAR_SDK_API ClassName : public ValueClass<ClassName, UID> {        \
+        VELMAR_SDK_CLASS_ALLOCATION                                             \
+        ClassName(const XMLCh* text, StringRepresentationEncodingType encoding) \
+            : ValueClass(text, encoding, bytes, #ClassName) {}                  \
     };
 
 VELMAR_SDK_UID_CLASS(UniversalLabel, 16)

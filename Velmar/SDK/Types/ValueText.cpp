@@ -13,22 +13,36 @@ namespace Velmar::SDK::Types {
 
 namespace {
 
-WString decimal(long long value) { return Utils::stringToWstring(std::to_string(value).c_str()); }
-WString decimal(unsigned long long value) { return Utils::stringToWstring(std::to_string(value).c_str()); }
+WString decimal(long long value) {
+    return Utils::stringToWstring(std::to_string(value).c_str());
+}
+WString decimal(unsigned long long value) {
+    return Utils::stringToWstring(std::to_string(value).c_str());
+}
 
 class TextVisitor : public Visitors::Visitor {
-public:
+  public:
     const char* name = "";
     WString text;
 
     void visit(const Boolean& v) override { set("Boolean", v.value() ? u"true" : u"false"); }
     void visit(const Int8& v) override { set("Int8", decimal(static_cast<long long>(v.value()))); }
-    void visit(const Int16& v) override { set("Int16", decimal(static_cast<long long>(v.value()))); }
-    void visit(const Int32& v) override { set("Int32", decimal(static_cast<long long>(v.value()))); }
+    void visit(const Int16& v) override {
+        set("Int16", decimal(static_cast<long long>(v.value())));
+    }
+    void visit(const Int32& v) override {
+        set("Int32", decimal(static_cast<long long>(v.value())));
+    }
     void visit(const Int64& v) override { set("Int64", decimal(v.value())); }
-    void visit(const UInt8& v) override { set("UInt8", decimal(static_cast<unsigned long long>(v.value()))); }
-    void visit(const UInt16& v) override { set("UInt16", decimal(static_cast<unsigned long long>(v.value()))); }
-    void visit(const UInt32& v) override { set("UInt32", decimal(static_cast<unsigned long long>(v.value()))); }
+    void visit(const UInt8& v) override {
+        set("UInt8", decimal(static_cast<unsigned long long>(v.value())));
+    }
+    void visit(const UInt16& v) override {
+        set("UInt16", decimal(static_cast<unsigned long long>(v.value())));
+    }
+    void visit(const UInt32& v) override {
+        set("UInt32", decimal(static_cast<unsigned long long>(v.value())));
+    }
     void visit(const UInt64& v) override { set("UInt64", decimal(v.value())); }
     void visit(const Length& v) override { set("Length", decimal(v.value())); }
     void visit(const Position& v) override { set("Position", decimal(v.value())); }
@@ -38,7 +52,9 @@ public:
     }
     void visit(const UTF16& v) override { set("UTF16", WString(1, v.value())); }
     void visit(const UTF16String& v) override { set("UTF16String", v.value()); }
-    void visit(const UTF8String& v) override { set("UTF8String", Utils::stringToWstring(v.value().c_str())); }
+    void visit(const UTF8String& v) override {
+        set("UTF8String", Utils::stringToWstring(v.value().c_str()));
+    }
     void visit(const ISO7String& v) override { set("ISO7String", latin1(v.value())); }
     void visit(const ISO8String& v) override { set("ISO8String", latin1(v.value())); }
     void visit(const UniversalLabel& v) override { set("UniversalLabel", v.toString(Dotted)); }
@@ -50,7 +66,7 @@ public:
     void visit(const Array& v) override { set("Array", items(v)); }
     void visit(const Batch& v) override { set("Batch", items(v)); }
 
-private:
+  private:
     void set(const char* typeName, WString valueText) {
         name = typeName;
         text = std::move(valueText);

@@ -24,21 +24,30 @@ Visitors::Visitable::~Visitable() = default;
 BaseType::~BaseType() = default;
 SimpleDataType::~SimpleDataType() = default;
 
-void SimpleDataType::serialize(DataIO::DataSink& sink) const { sink.write(bytes_.data(), bytes_.size()); }
-const unsigned char* SimpleDataType::rawBuffer() const { return bytes_.data(); }
+void SimpleDataType::serialize(DataIO::DataSink& sink) const {
+    sink.write(bytes_.data(), bytes_.size());
+}
+const unsigned char* SimpleDataType::rawBuffer() const {
+    return bytes_.data();
+}
 unsigned short SimpleDataType::serializedSize() const {
     // A local set's two-byte length field cannot say more.
     return bytes_.size() > 0xFFFF ? 0xFFFF : static_cast<unsigned short>(bytes_.size());
 }
 
-Boolean::Boolean(bool value) : value_(value) { setBigEndian<unsigned char>(value ? 1 : 0); }
+Boolean::Boolean(bool value) : value_(value) {
+    setBigEndian<unsigned char>(value ? 1 : 0);
+}
 
-Rational::Rational(int numerator, int denominator) : numerator_(numerator), denominator_(denominator) {
+Rational::Rational(int numerator, int denominator)
+    : numerator_(numerator), denominator_(denominator) {
     setBigEndian((static_cast<unsigned long long>(static_cast<unsigned>(numerator)) << 32) |
                  static_cast<unsigned>(denominator));
 }
 
-UTF16::UTF16(unsigned short value) : value_(static_cast<XMLCh>(value)) { setBigEndian(value); }
+UTF16::UTF16(unsigned short value) : value_(static_cast<XMLCh>(value)) {
+    setBigEndian(value);
+}
 
 UTF16String::UTF16String(const XMLCh* text) : value_(text != nullptr ? text : u"") {
     bytes_.reserve(value_.size() * 2);
@@ -60,15 +69,22 @@ ISO8String::ISO8String(const char* text) : value_(text != nullptr ? text : "") {
     setBytes(reinterpret_cast<const unsigned char*>(value_.data()), value_.size());
 }
 
-UID::UID(const XMLCh* text, StringRepresentationEncodingType, std::size_t byteCount, const char* className) {
+UID::UID(const XMLCh* text, StringRepresentationEncodingType, std::size_t byteCount,
+         const char* className) {
     bytes_.resize(byteCount);
     readDottedHex(text, bytes_.data(), byteCount, className);
 }
 UID::~UID() = default;
 
-unsigned char& UID::operator[](int index) { return bytes_.at(static_cast<std::size_t>(index)); }
-unsigned char UID::operator[](int index) const { return bytes_.at(static_cast<std::size_t>(index)); }
-unsigned short UID::size() const { return static_cast<unsigned short>(bytes_.size()); }
+unsigned char& UID::operator[](int index) {
+    return bytes_.at(static_cast<std::size_t>(index));
+}
+unsigned char UID::operator[](int index) const {
+    return bytes_.at(static_cast<std::size_t>(index));
+}
+unsigned short UID::size() const {
+    return static_cast<unsigned short>(bytes_.size());
+}
 WString UID::toString(StringRepresentationEncodingType) const {
     return writeDottedHex(bytes_.data(), bytes_.size());
 }
@@ -90,8 +106,12 @@ LocalTag::LocalTag(const XMLCh* text, StringRepresentationEncodingType) {
                          "LocalTag cannot read \"00.00\": 00.00 is not a local tag");
     }
 }
-unsigned short LocalTag::size() const { return 2; }
-WString LocalTag::toString(StringRepresentationEncodingType) const { return writeDottedHex(bytes_.data(), 2); }
+unsigned short LocalTag::size() const {
+    return 2;
+}
+WString LocalTag::toString(StringRepresentationEncodingType) const {
+    return writeDottedHex(bytes_.data(), 2);
+}
 
 Collection::Collection(int itemSize) : itemSize_(itemSize) {}
 Collection::Collection(const Collection& other) : BaseType(other), itemSize_(other.itemSize_) {
@@ -102,7 +122,9 @@ Collection::Collection(const Collection& other) : BaseType(other), itemSize_(oth
 }
 Collection::~Collection() = default;
 
-void Collection::append(Templates::auto_ptr<SimpleDataType> item) { items_.push_back(std::move(item)); }
+void Collection::append(Templates::auto_ptr<SimpleDataType> item) {
+    items_.push_back(std::move(item));
+}
 
 void Collection::serialize(DataIO::DataSink& sink) const {
     unsigned char header[8];
@@ -129,14 +151,26 @@ std::size_t Collection::serializedSize() const {
 }
 
 Array::Array(int itemSize) : Collection(itemSize) {}
-void Array::accept(Visitors::NonConstVisitor& visitor) { visitor.visit(*this); }
-void Array::accept(Visitors::Visitor& visitor) const { visitor.visit(*this); }
-Templates::auto_ptr<Collection> Array::clone() const { return Templates::auto_ptr<Collection>(new Array(*this)); }
+void Array::accept(Visitors::NonConstVisitor& visitor) {
+    visitor.visit(*this);
+}
+void Array::accept(Visitors::Visitor& visitor) const {
+    visitor.visit(*this);
+}
+Templates::auto_ptr<Collection> Array::clone() const {
+    return Templates::auto_ptr<Collection>(new Array(*this));
+}
 
 Batch::Batch(int itemSize) : Collection(itemSize) {}
-void Batch::accept(Visitors::NonConstVisitor& visitor) { visitor.visit(*this); }
-void Batch::accept(Visitors::Visitor& visitor) const { visitor.visit(*this); }
-Templates::auto_ptr<Collection> Batch::clone() const { return Templates::auto_ptr<Collection>(new Batch(*this)); }
+void Batch::accept(Visitors::NonConstVisitor& visitor) {
+    visitor.visit(*this);
+}
+void Batch::accept(Visitors::Visitor& visitor) const {
+    visitor.visit(*this);
+}
+Templates::auto_ptr<Collection> Batch::clone() const {
+    return Templates::auto_ptr<Collection>(new Batch(*this));
+}
 
 }  // namespace Types
 }  // namespace Velmar::SDK

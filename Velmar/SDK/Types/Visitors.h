@@ -34,7 +34,7 @@ namespace Visitors {
 
 // One visit per concrete value class; accept calls the one for the object's own class.
 class VELMAR_SDK_API Visitor {
-public:
+  public:
     virtual ~Visitor();
     virtual void visit(const Boolean&) = 0;
     virtual void visit(const Int8&) = 0;
@@ -64,7 +64,7 @@ public:
 };
 
 class VELMAR_SDK_API NonConstVisitor {
-public:
+  public:
     virtual ~NonConstVisitor();
     virtual void visit(Boolean&) = 0;
     virtual void visit(Int8&) = 0;
@@ -95,7 +95,7 @@ public:
 
 // Root of the value classes: what a visitor can be handed.
 class VELMAR_SDK_API Visitable {
-public:
+  public:
     virtual ~Visitable();
     virtual void accept(NonConstVisitor& visitor) = 0;
     virtual void accept(Visitor& visitor) const = 0;

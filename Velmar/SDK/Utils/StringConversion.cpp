@@ -46,7 +46,11 @@ WString Utils::stringToWstring(const char* text) {
     const auto* p = reinterpret_cast<const unsigned char*>(text);
     while (*p != 0) {
         unsigned char lead = *p;
-        int trail = lead < 0x80 ? 0 : (lead >> 5) == 0x6 ? 1 : (lead >> 4) == 0xE ? 2 : (lead >> 3) == 0x1E ? 3 : -1;
+        int trail = lead < 0x80           ? 0
+                    : (lead >> 5) == 0x6  ? 1
+                    : (lead >> 4) == 0xE  ? 2
+                    : (lead >> 3) == 0x1E ? 3
+                                          : -1;
         if (trail < 0) {
             out.push_back(static_cast<XMLCh>(kReplacement));
             ++p;
@@ -58,7 +62,8 @@ WString Utils::stringToWstring(const char* text) {
             c = (c << 6) | (p[i] & 0x3F);
         }
         static constexpr char32_t kMinimum[] = {0, 0x80, 0x800, 0x10000};
-        bool valid = i == trail + 1 && c >= kMinimum[trail] && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
+        bool valid =
+            i == trail + 1 && c >= kMinimum[trail] && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
         appendUtf16(out, valid ? c : kReplacement);
         p += i;
     }
@@ -78,7 +83,8 @@ String Utils::toUtf8(const XMLCh* text, std::size_t length) {
     out.reserve(length);
     for (std::size_t i = 0; i < length; ++i) {
         char32_t c = text[i];
-        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
             c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
             ++i;
         } else if (c >= 0xD800 && c <= 0xDFFF) {
@@ -97,6 +103,8 @@ String Utils::toUtf8(const XMLCh* text) {
     return toUtf8(text, length);
 }
 
-WString Platform::stringToWstring(const char* text) { return Utils::stringToWstring(text); }
+WString Platform::stringToWstring(const char* text) {
+    return Utils::stringToWstring(text);
+}
 
 }  // namespace Velmar::SDK

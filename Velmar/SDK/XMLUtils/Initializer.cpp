@@ -22,6 +22,8 @@ Initializer& Initializer::instance() {
     return initializer;
 }
 
-xercesc::DOMImplementation* Initializer::domImplementation() const { return implementation_; }
+xercesc::DOMImplementation* Initializer::domImplementation() const {
+    return implementation_;
+}
 
 }  // namespace Velmar::SDK::XMLUtils

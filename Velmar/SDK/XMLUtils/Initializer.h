@@ -8,14 +8,14 @@ namespace Velmar::SDK::XMLUtils {
 // shut down when the process ends. Neither library's start-up is thread-safe, so the first use
 // must not race with another thread's first use of either library.
 class Initializer {
-public:
+  public:
     static Initializer& instance();
 
     virtual ~Initializer();
     // The DOM implementation that loaders make their parsers from.
     virtual xercesc::DOMImplementation* domImplementation() const;
 
-private:
+  private:
     Initializer();
     xercesc::DOMImplementation* implementation_ = nullptr;
 };

@@ -6,13 +6,13 @@ namespace Velmar::SDK::XMLUtils {
 
 // A 16-bit copy of a text given as 16-bit or as 8-bit (UTF-8) text, for handing to the DOM.
 class UnicodeString {
-public:
+  public:
     explicit UnicodeString(const XMLCh* text);
     explicit UnicodeString(const char* text);
 
     const XMLCh* utf16() const { return text_.c_str(); }
 
-private:
+  private:
     WString text_;
 };
 

@@ -24,16 +24,18 @@ namespace Velmar::SDK::XMLUtils {
 
 namespace {
 
-using WStringStream = std::basic_ostringstream<XMLCh, std::char_traits<XMLCh>, Platform::Allocator<XMLCh>>;
+using WStringStream =
+    std::basic_ostringstream<XMLCh, std::char_traits<XMLCh>, Platform::Allocator<XMLCh>>;
 
 // The readable form of a class name: "class " and the name qualified by the library's
 // versioned namespace, whatever the compiler's own spelling.
 template <class T>
 WString readableTypeName() {
     int status = 0;
-    std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(typeid(T).name(), nullptr, nullptr, &status),
-                                                std::free);
-    return Utils::stringToWstring((std::string("class ") + (status == 0 ? name.get() : typeid(T).name())).c_str());
+    std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(typeid(T).name(), nullptr, nullptr, &status), std::free);
+    return Utils::stringToWstring(
+        (std::string("class ") + (status == 0 ? name.get() : typeid(T).name())).c_str());
 }
 
 template <class T>
@@ -64,25 +66,50 @@ WString describeException(const xercesc::DOMException& e) {
          << Utils::stringToWstring(std::to_string(static_cast<int>(e.code)).c_str()) << u")";
     return WString(text.str().c_str());
 }
-WString describeException(const xercesc::UTFDataFormatException& e) { return describeXercesException(e); }
-WString describeException(const xercesc::SAXException& e) { return describeXercesException(e); }
-WString describeException(const xercesc::XMLException& e) { return describeXercesException(e); }
-WString describeException(const xalanc::XalanXPathException& e) { return describeEngineException("XalanXPathException", e); }
-WString describeException(const xalanc::XSLException& e) { return describeEngineException("XSLException", e); }
+WString describeException(const xercesc::UTFDataFormatException& e) {
+    return describeXercesException(e);
+}
+WString describeException(const xercesc::SAXException& e) {
+    return describeXercesException(e);
+}
+WString describeException(const xercesc::XMLException& e) {
+    return describeXercesException(e);
+}
+WString describeException(const xalanc::XalanXPathException& e) {
+    return describeEngineException("XalanXPathException", e);
+}
+WString describeException(const xalanc::XSLException& e) {
+    return describeEngineException("XSLException", e);
+}
 WString describeException(const xalanc::XalanDOMException& e) {
     WStringStream text;
     text << u"XalanDOMException:: DOM error("
-         << Utils::stringToWstring(std::to_string(static_cast<int>(e.getExceptionCode())).c_str()) << u")";
+         << Utils::stringToWstring(std::to_string(static_cast<int>(e.getExceptionCode())).c_str())
+         << u")";
     return WString(text.str().c_str());
 }
 
-void throwParseError(const xercesc::DOMException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xercesc::UTFDataFormatException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xercesc::SAXException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xercesc::XMLException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xalanc::XalanXPathException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xalanc::XSLException& e) { throwDescribed(e, __FILE__, __LINE__); }
-void throwParseError(const xalanc::XalanDOMException& e) { throwDescribed(e, __FILE__, __LINE__); }
+void throwParseError(const xercesc::DOMException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xercesc::UTFDataFormatException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xercesc::SAXException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xercesc::XMLException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xalanc::XalanXPathException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xalanc::XSLException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
+void throwParseError(const xalanc::XalanDOMException& e) {
+    throwDescribed(e, __FILE__, __LINE__);
+}
 
 void translateCurrentException(const char* sourceFile, int sourceLine) {
     // Derived classes before their bases.

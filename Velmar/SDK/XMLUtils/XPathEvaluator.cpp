@@ -20,7 +20,8 @@ struct NamespaceResolver::Bindings : xalanc::PrefixResolver {
     std::map<xalanc::XalanDOMString, xalanc::XalanDOMString> uris;
     xalanc::XalanDOMString baseUri;
 
-    const xalanc::XalanDOMString* getNamespaceForPrefix(const xalanc::XalanDOMString& prefix) const override {
+    const xalanc::XalanDOMString* getNamespaceForPrefix(
+        const xalanc::XalanDOMString& prefix) const override {
         auto it = uris.find(prefix);
         return it == uris.end() ? nullptr : &it->second;
     }
@@ -36,7 +37,8 @@ void NamespaceResolver::addNamespaceBinding(const XMLCh* prefix, const XMLCh* ur
 }
 
 const XMLCh* NamespaceResolver::lookupNamespaceURI(const XMLCh* prefix) const {
-    const auto* uri = bindings_->getNamespaceForPrefix(xalanc::XalanDOMString(prefix != nullptr ? prefix : u""));
+    const auto* uri =
+        bindings_->getNamespaceForPrefix(xalanc::XalanDOMString(prefix != nullptr ? prefix : u""));
     return uri == nullptr ? nullptr : uri->c_str();
 }
 
@@ -45,14 +47,17 @@ namespace {
 // The engine reports compile problems through its construction context before throwing; the
 // library must stay silent, so the report is dropped and only the exception counts.
 class QuietConstructionContext : public xalanc::XPathConstructionContextDefault {
-public:
+  public:
     using XPathConstructionContextDefault::XPathConstructionContextDefault;
     void problem(eSource, eClassification, const xalanc::XalanDOMString&, const xalanc::Locator*,
                  const xalanc::XalanNode*) override {}
-    void problem(eSource, eClassification, const xalanc::XalanDOMString&, const xalanc::XalanNode*) override {}
+    void problem(eSource, eClassification, const xalanc::XalanDOMString&,
+                 const xalanc::XalanNode*) override {}
 };
 
-xalanc::MemoryManager& memoryManager() { return xalanc::XalanMemMgrs::getDefaultXercesMemMgr(); }
+xalanc::MemoryManager& memoryManager() {
+    return xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
+}
 
 }  // namespace
 
@@ -62,7 +67,8 @@ struct XPathExpression::Compiled {
     const xalanc::PrefixResolver& resolver;
 };
 
-XPathExpression::XPathExpression(std::unique_ptr<Compiled> compiled) : compiled_(std::move(compiled)) {}
+XPathExpression::XPathExpression(std::unique_ptr<Compiled> compiled)
+    : compiled_(std::move(compiled)) {}
 XPathExpression::~XPathExpression() = default;
 
 struct XPathEvaluator::Engine {
@@ -90,15 +96,18 @@ XPathEvaluator::XPathEvaluator(const xercesc::DOMDocument& document)
 
 XPathEvaluator::~XPathEvaluator() = default;
 
-NamespaceResolver* XPathEvaluator::createNSResolver() { return &engine_->resolvers.emplace_back(); }
+NamespaceResolver* XPathEvaluator::createNSResolver() {
+    return &engine_->resolvers.emplace_back();
+}
 
-Templates::auto_ptr<XPathExpression> XPathEvaluator::createExpression(const XMLCh* query,
-                                                                     const NamespaceResolver* resolver) {
+Templates::auto_ptr<XPathExpression> XPathEvaluator::createExpression(
+    const XMLCh* query, const NamespaceResolver* resolver) {
     const NamespaceResolver& bindings = resolver != nullptr ? *resolver : engine_->noBindings;
     auto compiled = std::make_unique<XPathExpression::Compiled>(*bindings.bindings_);
-    engine_->processor.initXPath(compiled->xpath, engine_->constructionContext,
-                                 xalanc::XalanDOMString(query != nullptr ? query : u"", memoryManager()),
-                                 *bindings.bindings_);
+    engine_->processor.initXPath(
+        compiled->xpath, engine_->constructionContext,
+        xalanc::XalanDOMString(query != nullptr ? query : u"", memoryManager()),
+        *bindings.bindings_);
     return Templates::auto_ptr<XPathExpression>(new XPathExpression(std::move(compiled)));
 }
 
@@ -109,8 +118,8 @@ void XPathEvaluator::evaluate(const XPathExpression& expression, const xercesc::
         engineContext = engine_->wrapper->mapNode(context);
     }
     xalanc::NodeRefList nodes(memoryManager());
-    engine_->evaluator.selectNodeList(nodes, engine_->domSupport, engineContext, expression.compiled_->xpath,
-                                      expression.compiled_->resolver);
+    engine_->evaluator.selectNodeList(nodes, engine_->domSupport, engineContext,
+                                      expression.compiled_->xpath, expression.compiled_->resolver);
     const auto count = nodes.getLength();
     for (xalanc::NodeRefList::size_type i = 0; i < count; ++i) {
         results.push_back(const_cast<xercesc::DOMNode*>(engine_->wrapper->mapNode(nodes.item(i))));

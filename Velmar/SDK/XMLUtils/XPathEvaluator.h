@@ -14,7 +14,7 @@ namespace Velmar::SDK::XMLUtils {
 // Prefix-to-URI bindings that compiled queries resolve their prefixes against. Binding a prefix
 // again replaces its URI.
 class NamespaceResolver {
-public:
+  public:
     NamespaceResolver();
     ~NamespaceResolver();
     NamespaceResolver(const NamespaceResolver&) = delete;
@@ -24,7 +24,7 @@ public:
     // Null when the prefix is not bound.
     const XMLCh* lookupNamespaceURI(const XMLCh* prefix) const;
 
-private:
+  private:
     friend class XPathEvaluator;
     struct Bindings;
     std::unique_ptr<Bindings> bindings_;
@@ -32,10 +32,10 @@ private:
 
 // A compiled query; valid as long as the evaluator that compiled it.
 class XPathExpression {
-public:
+  public:
     ~XPathExpression();
 
-private:
+  private:
     friend class XPathEvaluator;
     struct Compiled;
     explicit XPathExpression(std::unique_ptr<Compiled> compiled);
@@ -49,7 +49,7 @@ using NodeList = Templates::vector<xercesc::DOMNode*>;
 // document is released. The engine's failures leave as its own exceptions (xalanc::XSLException
 // and derived), and it writes nothing to standard output or error.
 class XPathEvaluator {
-public:
+  public:
     explicit XPathEvaluator(const xercesc::DOMDocument& document);
     ~XPathEvaluator();
     XPathEvaluator(const XPathEvaluator&) = delete;
@@ -59,14 +59,16 @@ public:
     NamespaceResolver* createNSResolver();
 
     // Compiles a query; without a resolver, no prefix resolves.
-    Templates::auto_ptr<XPathExpression> createExpression(const XMLCh* query, const NamespaceResolver* resolver);
+    Templates::auto_ptr<XPathExpression> createExpression(const XMLCh* query,
+                                                          const NamespaceResolver* resolver);
 
     // Appends the result nodes, in document order, to results. The result must be a node set.
-    void evaluate(const XPathExpression& expression, const xercesc::DOMNode* context, NodeList& results);
+    void evaluate(const XPathExpression& expression, const xercesc::DOMNode* context,
+                  NodeList& results);
 
     const xercesc::DOMDocument& document() const { return document_; }
 
-private:
+  private:
     struct Engine;
     const xercesc::DOMDocument& document_;
     std::unique_ptr<Engine> engine_;

@@ -41,7 +41,9 @@ constexpr XMLSize_t kEntityExpansionLimit = 10000;
     throw Exceptions::ParseError(message.c_str(), __FILE__, line);
 }
 
-std::string narrow(const XMLCh* text) { return std::string(Utils::toUtf8(text).c_str()); }
+std::string narrow(const XMLCh* text) {
+    return std::string(Utils::toUtf8(text).c_str());
+}
 
 bool sameText(const XMLCh* a, const XMLCh* b) {
     return a != nullptr && b != nullptr && xercesc::XMLString::equals(a, b);
@@ -50,16 +52,18 @@ bool sameText(const XMLCh* a, const XMLCh* b) {
 // A scheme of two letters or more ("http:", "file:"); "C:" is a drive, not a scheme.
 bool isUrl(const std::string& location) {
     std::size_t i = 0;
-    while (i < location.size() && (std::isalnum(static_cast<unsigned char>(location[i])) || location[i] == '+' ||
-                                   location[i] == '-' || location[i] == '.')) {
+    while (i < location.size() &&
+           (std::isalnum(static_cast<unsigned char>(location[i])) || location[i] == '+' ||
+            location[i] == '-' || location[i] == '.')) {
         ++i;
     }
-    return i >= 2 && i < location.size() && location[i] == ':' && std::isalpha(static_cast<unsigned char>(location[0]));
+    return i >= 2 && i < location.size() && location[i] == ':' &&
+           std::isalpha(static_cast<unsigned char>(location[0]));
 }
 
 // Keeps the first problem the parser reports and stops the parse there.
 class ErrorCollector : public xercesc::DOMErrorHandler {
-public:
+  public:
     void reset() {
         failed = false;
         message.clear();
@@ -88,14 +92,15 @@ public:
 // External entities are never fetched: each is recorded and read as empty, and the parse is
 // then refused.
 class RefusingResolver : public xercesc::DOMLSResourceResolver {
-public:
-    xercesc::DOMLSInput* resolveResource(const XMLCh*, const XMLCh*, const XMLCh*, const XMLCh* systemId,
-                                         const XMLCh*) override {
+  public:
+    xercesc::DOMLSInput* resolveResource(const XMLCh*, const XMLCh*, const XMLCh*,
+                                         const XMLCh* systemId, const XMLCh*) override {
         if (refused.empty()) {
             refused = narrow(systemId);
         }
         static const XMLByte kNothing[] = {0};
-        return new xercesc::Wrapper4InputSource(new xercesc::MemBufInputSource(kNothing, 0, systemId, false), true);
+        return new xercesc::Wrapper4InputSource(
+            new xercesc::MemBufInputSource(kNothing, 0, systemId, false), true);
     }
     std::string refused;
 };
@@ -106,14 +111,15 @@ struct ParserRelease {
 using OwnedParser = std::unique_ptr<xercesc::DOMLSParser, ParserRelease>;
 
 class Aggregation {
-public:
+  public:
     // The main file is read with the caller's parser, whose document it becomes; included files
     // with a parser of our own, whose documents go with this object.
     explicit Aggregation(xercesc::DOMLSParser& parser)
         : parser_(parser),
-          includeParser_(static_cast<xercesc::DOMImplementationLS*>(
-                             xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"))
-                             ->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr)) {
+          includeParser_(
+              static_cast<xercesc::DOMImplementationLS*>(
+                  xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"))
+                  ->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr)) {
         security_.setEntityExpansionLimit(kEntityExpansionLimit);
         configure(parser_);
         configure(*includeParser_);
@@ -122,9 +128,12 @@ public:
     // The caller's parser outlives this object: it must not keep pointers to our handlers.
     ~Aggregation() {
         xercesc::DOMConfiguration* config = parser_.getDomConfig();
-        config->setParameter(XMLUni::fgDOMErrorHandler, static_cast<xercesc::DOMErrorHandler*>(nullptr));
-        config->setParameter(XMLUni::fgDOMResourceResolver, static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
-        config->setParameter(XMLUni::fgXercesSecurityManager, static_cast<xercesc::SecurityManager*>(nullptr));
+        config->setParameter(XMLUni::fgDOMErrorHandler,
+                             static_cast<xercesc::DOMErrorHandler*>(nullptr));
+        config->setParameter(XMLUni::fgDOMResourceResolver,
+                             static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
+        config->setParameter(XMLUni::fgXercesSecurityManager,
+                             static_cast<xercesc::SecurityManager*>(nullptr));
     }
 
     void configure(xercesc::DOMLSParser& parser) {
@@ -139,12 +148,15 @@ public:
         config->setParameter(XMLUni::fgDOMComments, true);
         config->setParameter(XMLUni::fgDOMCDATASections, false);
         config->setParameter(XMLUni::fgXercesSecurityManager, &security_);
-        config->setParameter(XMLUni::fgDOMErrorHandler, static_cast<xercesc::DOMErrorHandler*>(&errors_));
-        config->setParameter(XMLUni::fgDOMResourceResolver, static_cast<xercesc::DOMLSResourceResolver*>(&resolver_));
+        config->setParameter(XMLUni::fgDOMErrorHandler,
+                             static_cast<xercesc::DOMErrorHandler*>(&errors_));
+        config->setParameter(XMLUni::fgDOMResourceResolver,
+                             static_cast<xercesc::DOMLSResourceResolver*>(&resolver_));
     }
 
     xercesc::DOMDocument* run(const fs::path& path) {
-        xercesc::DOMDocument* document = parse(parser_, path, fs::path());  // the caller's parser releases it
+        xercesc::DOMDocument* document =
+            parse(parser_, path, fs::path());  // the caller's parser releases it
         root_ = document->getDocumentElement();
         read_.insert(identity(path));
         for (DOMElement* child : topLevelElements(root_)) {
@@ -157,10 +169,11 @@ public:
         return document;
     }
 
-private:
+  private:
     static std::vector<DOMElement*> topLevelElements(DOMElement* root) {
         std::vector<DOMElement*> children;
-        for (DOMElement* child = root->getFirstElementChild(); child != nullptr; child = child->getNextElementSibling()) {
+        for (DOMElement* child = root->getFirstElementChild(); child != nullptr;
+             child = child->getNextElementSibling()) {
             children.push_back(child);
         }
         return children;
@@ -171,7 +184,8 @@ private:
             return nullptr;
         }
         const XMLCh* name = element->getLocalName();
-        if (!sameText(name, u"include") && !sameText(name, u"redefine") && !sameText(name, u"import")) {
+        if (!sameText(name, u"include") && !sameText(name, u"redefine") &&
+            !sameText(name, u"import")) {
             return nullptr;
         }
         const XMLCh* location = element->getAttribute(u"schemaLocation");
@@ -192,7 +206,8 @@ private:
             fail("Refusing to read \"" + text + "\" included from \"" + includingFile.string() +
                  "\": only local files are read");
         }
-        fs::path path = fs::path(text).is_absolute() ? fs::path(text) : includingFile.parent_path() / text;
+        fs::path path =
+            fs::path(text).is_absolute() ? fs::path(text) : includingFile.parent_path() / text;
         path = path.lexically_normal();
         if (!read_.insert(identity(path)).second) {
             return;
@@ -213,11 +228,13 @@ private:
         xercesc::DOMNamedNodeMap* attributes = includedRoot->getAttributes();
         for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
             const DOMNode* attribute = attributes->item(i);
-            if (!sameText(attribute->getNamespaceURI(), kXmlnsNamespace) || !sameText(attribute->getPrefix(), u"xmlns")) {
+            if (!sameText(attribute->getNamespaceURI(), kXmlnsNamespace) ||
+                !sameText(attribute->getPrefix(), u"xmlns")) {
                 continue;
             }
             if (!root_->hasAttributeNS(kXmlnsNamespace, attribute->getLocalName())) {
-                root_->setAttributeNS(kXmlnsNamespace, attribute->getNodeName(), attribute->getNodeValue());
+                root_->setAttributeNS(kXmlnsNamespace, attribute->getNodeName(),
+                                      attribute->getNodeValue());
             }
         }
     }
@@ -225,7 +242,8 @@ private:
     // "path", or "path" (included from "other") for an included file.
     static std::string describe(const fs::path& path, const fs::path& includedFrom) {
         std::string text = "\"" + path.string() + "\"";
-        return includedFrom.empty() ? text : text + " (included from \"" + includedFrom.string() + "\")";
+        return includedFrom.empty() ? text
+                                    : text + " (included from \"" + includedFrom.string() + "\")";
     }
 
     static std::vector<XMLByte> readFile(const fs::path& path, const std::string& where) {
@@ -243,14 +261,16 @@ private:
         if (!in.is_open()) {
             fail("Cannot read schema file " + where + ": " + std::strerror(errno));
         }
-        std::vector<XMLByte> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        std::vector<XMLByte> bytes((std::istreambuf_iterator<char>(in)),
+                                   std::istreambuf_iterator<char>());
         if (in.bad()) {
             fail("Cannot read schema file " + where + ": read error");
         }
         return bytes;
     }
 
-    xercesc::DOMDocument* parse(xercesc::DOMLSParser& parser, const fs::path& path, const fs::path& includedFrom) {
+    xercesc::DOMDocument* parse(xercesc::DOMLSParser& parser, const fs::path& path,
+                                const fs::path& includedFrom) {
         const std::string where = describe(path, includedFrom);
         const std::vector<XMLByte> bytes = readFile(path, where);
         const WString systemId = Utils::stringToWstring(path.c_str());
@@ -268,8 +288,8 @@ private:
             thrown = narrow(e.getMessage());
         }
         if (errors_.failed) {
-            fail("Cannot parse schema file " + where + " at line " + std::to_string(errors_.line) + ", column " +
-                 std::to_string(errors_.column) + ": " + errors_.message);
+            fail("Cannot parse schema file " + where + " at line " + std::to_string(errors_.line) +
+                 ", column " + std::to_string(errors_.column) + ": " + errors_.message);
         }
         if (!thrown.empty()) {
             fail("Cannot parse schema file " + where + ": " + thrown);
@@ -282,7 +302,8 @@ private:
         if (root == nullptr) {
             fail("Cannot parse schema file " + where + ": no root element");
         }
-        if (!sameText(root->getNamespaceURI(), kSchemaNamespace) || !sameText(root->getLocalName(), u"schema")) {
+        if (!sameText(root->getNamespaceURI(), kSchemaNamespace) ||
+            !sameText(root->getLocalName(), u"schema")) {
             fail("Schema file " + where + " has the root element <" + narrow(root->getTagName()) +
                  ">, not an XML Schema xs:schema element");
         }
@@ -313,7 +334,8 @@ private:
         std::set<DOMNode*> parents;
         for (DOMNode* section : sections) {
             DOMNode* parent = section->getParentNode();
-            parent->replaceChild(document->createTextNode(section->getNodeValue()), section)->release();
+            parent->replaceChild(document->createTextNode(section->getNodeValue()), section)
+                ->release();
             parents.insert(parent);
         }
         for (DOMNode* parent : parents) {

@@ -18,7 +18,7 @@ namespace Velmar::SDK::XMLUtils {
 // entity expansion is bounded. Any failure is a ParseError naming the file (and the line and
 // column where the parser gives them).
 class XSDAggregator {
-public:
+  public:
     XSDAggregator(const XMLCh* folder, const XMLCh* fileName);
     ~XSDAggregator();
     XSDAggregator(const XSDAggregator&) = delete;
@@ -28,7 +28,7 @@ public:
     // configured for reading schemas as a side effect.
     xercesc::DOMDocument* createStandAloneSchemaDocument(xercesc::DOMLSParser& parser);
 
-private:
+  private:
     WString folder_;
     WString fileName_;
 };

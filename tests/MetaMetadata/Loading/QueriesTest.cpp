@@ -14,12 +14,12 @@
 #include "support/TestSupport.h"
 
 using namespace Velmar::SDK;
-using Velmar::SDK::MetaMetadata::Loading::ElementList;
-using Velmar::SDK::MetaMetadata::Loading::Prefixes;
-using Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl;
 using testing_support::schema;
 using testing_support::utf8;
 using testing_support::wide;
+using Velmar::SDK::MetaMetadata::Loading::ElementList;
+using Velmar::SDK::MetaMetadata::Loading::Prefixes;
+using Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl;
 
 namespace {
 
@@ -29,7 +29,7 @@ constexpr const char* kSchemaNamespace = "http://www.w3.org/2001/XMLSchema";
 // A loader state with a schema document attached and its namespaces set up, as the driver
 // leaves it before the passes run.
 class Schema {
-public:
+  public:
     explicit Schema(const std::string& text) {
         const auto file = temp_.write("schema.xsd", text);
         XMLUtils::XSDAggregator aggregator(wide(temp_.path().string()).c_str(), u"schema.xsd");
@@ -58,7 +58,7 @@ public:
         return result;
     }
 
-private:
+  private:
     testing_support::TempDir temp_;
     Templates::auto_ptr<XSDDictionaryLoaderImpl> impl_{new XSDDictionaryLoaderImpl};
 };
@@ -87,13 +87,20 @@ TEST(Namespaces, BindFfAndEveryPrefixTheRootDeclaresFirstDeclarationGivingTheDef
         std::vector<std::string> resolvable;
     };
     const Case cases[] = {
-        {"xmlns:ff=\"" + std::string(kFileFormat) + "\"", {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}}, {"ff"}},
-        {"xmlns:fmt=\"" + std::string(kFileFormat) + "\"", {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}}, {"ff", "fmt"}},
-        {"xmlns:a=\"urn:x\" xmlns:b=\"urn:x\"", {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}, {"urn:x", "a"}}, {"a", "b"}},
+        {"xmlns:ff=\"" + std::string(kFileFormat) + "\"",
+         {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}},
+         {"ff"}},
+        {"xmlns:fmt=\"" + std::string(kFileFormat) + "\"",
+         {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}},
+         {"ff", "fmt"}},
+        {"xmlns:a=\"urn:x\" xmlns:b=\"urn:x\"",
+         {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}, {"urn:x", "a"}},
+         {"a", "b"}},
         {"xmlns=\"urn:default\"", {{kFileFormat, "ff"}, {kSchemaNamespace, "xs"}}, {"ff"}},
     };
     for (const Case& c : cases) {
-        Schema loaded(std::string("<xs:schema ") + xs + " " + c.rootAttributes + "><xs:element name=\"E\"/></xs:schema>");
+        Schema loaded(std::string("<xs:schema ") + xs + " " + c.rootAttributes +
+                      "><xs:element name=\"E\"/></xs:schema>");
         EXPECT_EQ(loaded.prefixes(), c.defaults) << c.rootAttributes;
         for (const std::string& prefix : c.resolvable) {
             // A bound prefix compiles; the query finds nothing, as no element is in that namespace.
@@ -101,7 +108,9 @@ TEST(Namespaces, BindFfAndEveryPrefixTheRootDeclaresFirstDeclarationGivingTheDef
         }
     }
     Schema loaded(schema("<xs:element name=\"E\"/>"));
-    EXPECT_NE(translatedFailure([&] { loaded.names(u"./zz:E"); }).find("XalanXPathException:: The prefix 'zz' is not declared"),
+    EXPECT_NE(translatedFailure([&] {
+                  loaded.names(u"./zz:E");
+              }).find("XalanXPathException:: The prefix 'zz' is not declared"),
               std::string::npos);
 }
 
@@ -114,7 +123,9 @@ TEST(Namespaces, ADocumentWithoutRootIsRefused) {
         impl->setUpNamespaces(empty);
         ADD_FAILURE();
     } catch (const Exceptions::ParseError& e) {
-        EXPECT_EQ(utf8(e.message()), "document -> getDocumentElement (): Unable to retrieve root element from document!");
+        EXPECT_EQ(
+            utf8(e.message()),
+            "document -> getDocumentElement (): Unable to retrieve root element from document!");
     }
     impl.reset();
     empty->release();
@@ -128,15 +139,19 @@ TEST(Queries, AllResultsComeInDocumentOrderWithNullForNonElements) {
         <xs:element name="C" type="ff:Ref"/>)"));
     EXPECT_EQ(loaded.names(u"./xs:element"), (std::vector<std::string>{"A", "B", "C"}));
     EXPECT_EQ(loaded.names(u"./xs:element[@type='Ref']"), (std::vector<std::string>{"A"}));
-    EXPECT_EQ(loaded.names(u"./xs:element[@type!='Ref']"), (std::vector<std::string>{"C"})) << "no type, no match";
-    EXPECT_EQ(loaded.names(u"/xs:schema//xs:element"), (std::vector<std::string>{"A", "Inner", "B", "C"}));
-    EXPECT_EQ(loaded.names(u"./xs:element/@name"), (std::vector<std::string>{"null", "null", "null"}));
+    EXPECT_EQ(loaded.names(u"./xs:element[@type!='Ref']"), (std::vector<std::string>{"C"}))
+        << "no type, no match";
+    EXPECT_EQ(loaded.names(u"/xs:schema//xs:element"),
+              (std::vector<std::string>{"A", "Inner", "B", "C"}));
+    EXPECT_EQ(loaded.names(u"./xs:element/@name"),
+              (std::vector<std::string>{"null", "null", "null"}));
     EXPECT_TRUE(loaded.names(u"./xs:attribute").empty());
 
     ElementList list{nullptr};
     loaded->selectElements(u"./xs:complexType", loaded->rootElement(), list);
     ASSERT_EQ(list.size(), 2u) << "results are appended";
-    EXPECT_EQ(loaded.names(u"./xs:sequence/xs:element", list[1]), (std::vector<std::string>{"Inner"}));
+    EXPECT_EQ(loaded.names(u"./xs:sequence/xs:element", list[1]),
+              (std::vector<std::string>{"Inner"}));
 }
 
 TEST(Queries, FirstResultGivesTheFirstNodeOrNone) {
@@ -162,26 +177,34 @@ TEST(Queries, FirstResultGivesTheFirstNodeOrNone) {
     // Without the bindings "xs" is unknown; the engine's complaint becomes the load's error and
     // nothing is printed.
     testing::internal::CaptureStderr();
-    const std::string failure = translatedFailure([&] { text(u"./xs:annotation", Prefixes::None); });
+    const std::string failure =
+        translatedFailure([&] { text(u"./xs:annotation", Prefixes::None); });
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(failure.rfind("XalanXPathException:: The prefix 'xs' is not declared", 0), 0u) << failure;
-    EXPECT_NE(translatedFailure([&] { text(u"count(./*)"); }).find("XalanXPathException:: "), std::string::npos);
-    EXPECT_NE(translatedFailure([&] { text(u"./xs:element["); }).find("XalanXPathException:: "), std::string::npos);
+    EXPECT_EQ(failure.rfind("XalanXPathException:: The prefix 'xs' is not declared", 0), 0u)
+        << failure;
+    EXPECT_NE(translatedFailure([&] { text(u"count(./*)"); }).find("XalanXPathException:: "),
+              std::string::npos);
+    EXPECT_NE(translatedFailure([&] { text(u"./xs:element["); }).find("XalanXPathException:: "),
+              std::string::npos);
 }
 
 TEST(Queries, TextHelpers) {
     const std::pair<const char16_t*, const char16_t*> localParts[] = {
-        {u"ff:Foo", u"Foo"}, {u"Foo", u"Foo"}, {u"a:b:c", u"b:c"}, {u"x:", u""}, {u"", u""}, {u":x", u"x"}};
+        {u"ff:Foo", u"Foo"}, {u"Foo", u"Foo"}, {u"a:b:c", u"b:c"},
+        {u"x:", u""},        {u"", u""},       {u":x", u"x"}};
     for (const auto& [name, local] : localParts) {
-        EXPECT_EQ(utf8(XSDDictionaryLoaderImpl::localPart(WString(name))), utf8(local)) << utf8(name);
+        EXPECT_EQ(utf8(XSDDictionaryLoaderImpl::localPart(WString(name))), utf8(local))
+            << utf8(name);
     }
     EXPECT_EQ(utf8(XSDDictionaryLoaderImpl::toWString(u" as written ")), " as written ");
     EXPECT_EQ(XSDDictionaryLoaderImpl::toWString(nullptr).size(), 0u);
     try {
-        XSDDictionaryLoaderImpl::checkFailed("!namespaceURI.empty ()", WString(u"Couldn't retrieve node's NamespaceURI: "), 42);
+        XSDDictionaryLoaderImpl::checkFailed(
+            "!namespaceURI.empty ()", WString(u"Couldn't retrieve node's NamespaceURI: "), 42);
         ADD_FAILURE();
     } catch (const Exceptions::ParseError& e) {
-        EXPECT_EQ(utf8(e.message()), "!namespaceURI.empty (): Couldn't retrieve node's NamespaceURI: ");
+        EXPECT_EQ(utf8(e.message()),
+                  "!namespaceURI.empty (): Couldn't retrieve node's NamespaceURI: ");
         EXPECT_EQ(e.sourceLine(), 42);
         EXPECT_EQ(e.errorCode(), 33);
     }

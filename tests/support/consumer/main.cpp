@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
         std::cerr << Utils::toUtf8(e.what()).c_str() << "\n";
         return 1;
     }
-    std::cout << dictionary.metaElementCount() << " elements, " << dictionary.metaMetadataSetCount() << " sets\n";
+    std::cout << dictionary.metaElementCount() << " elements, " << dictionary.metaMetadataSetCount()
+              << " sets\n";
     return 0;
 }

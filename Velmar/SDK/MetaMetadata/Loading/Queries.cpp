@@ -17,8 +17,8 @@ constexpr const XMLCh* kFileFormatNamespace = u"urn:SMPTE:MXF:file_format";
 void XSDDictionaryLoaderImpl::setUpNamespaces(xercesc::DOMDocument* document) {
     xercesc::DOMElement* root = document->getDocumentElement();
     if (root == nullptr) {
-        checkFailed("document -> getDocumentElement ()", WString(u"Unable to retrieve root element from document!"),
-                    __LINE__);
+        checkFailed("document -> getDocumentElement ()",
+                    WString(u"Unable to retrieve root element from document!"), __LINE__);
     }
     namespace2PrefixMap_.emplace(WString(kFileFormatNamespace), WString(u"ff"));
     nsResolver_->addNamespaceBinding(XMLUtils::UnicodeString("ff").utf16(),
@@ -38,12 +38,15 @@ void XSDDictionaryLoaderImpl::setUpNamespaces(xercesc::DOMDocument* document) {
     }
 }
 
-xercesc::DOMElement* XSDDictionaryLoaderImpl::rootElement() const { return document_->getDocumentElement(); }
+xercesc::DOMElement* XSDDictionaryLoaderImpl::rootElement() const {
+    return document_->getDocumentElement();
+}
 
 void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::DOMNode* context,
                                              ElementList& list, Prefixes prefixes) {
     XMLUtils::UnicodeString text(query);
-    auto expression = evaluator_->createExpression(text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
+    auto expression = evaluator_->createExpression(
+        text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
     XMLUtils::NodeList nodes;
     evaluator_->evaluate(*expression, context, nodes);
     for (xercesc::DOMNode* node : nodes) {
@@ -51,10 +54,12 @@ void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::
     }
 }
 
-FirstResult XSDDictionaryLoaderImpl::selectFirst(const XMLCh* query, const xercesc::DOMNode* context,
+FirstResult XSDDictionaryLoaderImpl::selectFirst(const XMLCh* query,
+                                                 const xercesc::DOMNode* context,
                                                  Prefixes prefixes) {
     XMLUtils::UnicodeString text(query);
-    auto expression = evaluator_->createExpression(text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
+    auto expression = evaluator_->createExpression(
+        text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
     XMLUtils::NodeList nodes;
     evaluator_->evaluate(*expression, context, nodes);
     return FirstResult(nodes.empty() ? nullptr : nodes.front());

@@ -10,7 +10,9 @@ namespace Velmar::SDK::MetaMetadata::Loading {
 
 XSDDictionaryLoader::XSDDictionaryLoader() : impl_(new XSDDictionaryLoaderImpl) {}
 
-XSDDictionaryLoader::~XSDDictionaryLoader() { delete impl_; }
+XSDDictionaryLoader::~XSDDictionaryLoader() {
+    delete impl_;
+}
 
 XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& other) {
     if (this != &other) {
@@ -35,22 +37,34 @@ void XSDDictionaryLoader::load(const XMLCh* path, Dictionary& dictionary) {
     impl_->loadDictionary(folder, normalised, dictionary);
 }
 
-void XSDDictionaryLoader::loadMetaElementDocumentation(bool load) { impl_->loadMetaElementDocumentation_ = load; }
+void XSDDictionaryLoader::loadMetaElementDocumentation(bool load) {
+    impl_->loadMetaElementDocumentation_ = load;
+}
 void XSDDictionaryLoader::loadMetaElementLengthDescription(bool load) {
     impl_->loadMetaElementLengthDescription_ = load;
 }
-void XSDDictionaryLoader::loadAbstractGroups(bool load) { impl_->loadAbstractGroups_ = load; }
+void XSDDictionaryLoader::loadAbstractGroups(bool load) {
+    impl_->loadAbstractGroups_ = load;
+}
 
-void* XSDDictionaryLoader::operator new(std::size_t size) { return Platform::malloc_alloc::allocate(size); }
-void* XSDDictionaryLoader::operator new[](std::size_t size) { return Platform::malloc_alloc::allocate(size); }
+void* XSDDictionaryLoader::operator new(std::size_t size) {
+    return Platform::malloc_alloc::allocate(size);
+}
+void* XSDDictionaryLoader::operator new[](std::size_t size) {
+    return Platform::malloc_alloc::allocate(size);
+}
 void XSDDictionaryLoader::operator delete(void* pointer, std::size_t size) noexcept {
     Platform::malloc_alloc::deallocate(pointer, size);
 }
 void XSDDictionaryLoader::operator delete[](void* pointer, std::size_t size) noexcept {
     Platform::malloc_alloc::deallocate(pointer, size);
 }
-void* XSDDictionaryLoader::operator new(std::size_t, void* where) noexcept { return where; }
-void* XSDDictionaryLoader::operator new[](std::size_t, void* where) noexcept { return where; }
+void* XSDDictionaryLoader::operator new(std::size_t, void* where) noexcept {
+    return where;
+}
+void* XSDDictionaryLoader::operator new[](std::size_t, void* where) noexcept {
+    return where;
+}
 void XSDDictionaryLoader::operator delete(void*, void*) noexcept {}
 void XSDDictionaryLoader::operator delete[](void*, void*) noexcept {}
 

@@ -22,7 +22,7 @@ class XSDDictionaryLoaderImpl;
 // failure is an exception of the Exceptions::BaseException family; what the dictionary
 // received before it stays there. One loader must not be used by two threads at once.
 class VELMAR_SDK_API XSDDictionaryLoader {
-public:
+  public:
     XSDDictionaryLoader();
     ~XSDDictionaryLoader();
     XSDDictionaryLoader(const XSDDictionaryLoader&) = delete;
@@ -46,7 +46,7 @@ public:
     static void operator delete(void* pointer, void* where) noexcept;
     static void operator delete[](void* pointer, void* where) noexcept;
 
-private:
+  private:
     XSDDictionaryLoaderImpl* impl_;
 };
 

@@ -13,10 +13,11 @@
 namespace Velmar::SDK::MetaMetadata::Loading {
 
 XSDDictionaryLoaderImpl::XSDDictionaryLoaderImpl() {
-    auto* implementation =
-        static_cast<xercesc::DOMImplementationLS*>(XMLUtils::Initializer::instance().domImplementation());
-    parser_.reset(implementation->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr,
-                                                 xercesc::XMLPlatformUtils::fgMemoryManager, nullptr));
+    auto* implementation = static_cast<xercesc::DOMImplementationLS*>(
+        XMLUtils::Initializer::instance().domImplementation());
+    parser_.reset(
+        implementation->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr,
+                                       xercesc::XMLPlatformUtils::fgMemoryManager, nullptr));
     Initializer::instance();
 }
 
@@ -43,7 +44,8 @@ void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
     nsResolver_ = evaluator_->createNSResolver();
 }
 
-void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName, Dictionary& dictionary) {
+void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
+                                             Dictionary& dictionary) {
     schemaFolder_ = std::move(folder);
     schemaFileName_ = std::move(fileName);
     if (!firstLoad_) {

@@ -25,12 +25,12 @@ using ElementList = Templates::vector<xercesc::DOMElement*>;
 
 // The first item of a query's result.
 class FirstResult {
-public:
+  public:
     explicit FirstResult(xercesc::DOMNode* node) : node_(node) {}
     bool isNode() const { return node_ != nullptr; }
     xercesc::DOMNode* getNodeValue() const { return node_; }
 
-private:
+  private:
     xercesc::DOMNode* node_;
 };
 
@@ -62,7 +62,8 @@ class XSDDictionaryLoaderImpl {
     xercesc::DOMElement* rootElement() const;
     void selectElements(const XMLCh* query, const xercesc::DOMNode* context, ElementList& list,
                         Prefixes prefixes = Prefixes::Bound);
-    FirstResult selectFirst(const XMLCh* query, const xercesc::DOMNode* context, Prefixes prefixes = Prefixes::Bound);
+    FirstResult selectFirst(const XMLCh* query, const xercesc::DOMNode* context,
+                            Prefixes prefixes = Prefixes::Bound);
     static WString localPart(WString qualifiedName);
     static WString toWString(const XMLCh* text);
     [[noreturn]] static void checkFailed(const char* condition, const WString& message, int line);

@@ -6,7 +6,7 @@ namespace Velmar::SDK::MetaMetadata::Visitors {
 
 // One visit per element class; an element's accept calls the one for its own class.
 class VELMAR_SDK_API MetaElementVisitor {
-public:
+  public:
     virtual ~MetaElementVisitor();
     virtual void visit(const MetaElement& element) = 0;
     virtual void visit(const MetaCollectionElement& element) = 0;
@@ -18,7 +18,7 @@ public:
 };
 
 class VELMAR_SDK_API NonConstMetaElementVisitor {
-public:
+  public:
     virtual ~NonConstMetaElementVisitor();
     virtual void visit(MetaElement& element) = 0;
     virtual void visit(MetaCollectionElement& element) = 0;
@@ -32,7 +32,7 @@ public:
 // Does nothing, except that a derived class's visit hands the element on to the visits of its
 // bases, so that overriding the visit of a base also catches the classes derived from it.
 class VELMAR_SDK_API NullMetaElementVisitor : public MetaElementVisitor {
-public:
+  public:
     void visit(const MetaElement&) override {}
     void visit(const MetaCollectionElement& element) override;
     void visit(const MetaReferenceHolder&) override {}
@@ -43,7 +43,7 @@ public:
 };
 
 class VELMAR_SDK_API NullNonConstMetaElementVisitor : public NonConstMetaElementVisitor {
-public:
+  public:
     void visit(MetaElement&) override {}
     void visit(MetaCollectionElement& element) override;
     void visit(MetaReferenceHolder&) override {}
@@ -56,23 +56,23 @@ public:
 // Gives the visited element as a T, or null when it is not one.
 template <class T>
 class GetMetaElementVisitor : public NullMetaElementVisitor {
-public:
+  public:
     using NullMetaElementVisitor::visit;
     void visit(const T& element) override { result_ = &element; }
     virtual const T* result() const { return result_; }
 
-private:
+  private:
     const T* result_ = nullptr;
 };
 
 template <class T>
 class GetNonConstMetaElementVisitor : public NullNonConstMetaElementVisitor {
-public:
+  public:
     using NullNonConstMetaElementVisitor::visit;
     void visit(T& element) override { result_ = &element; }
     virtual T* result() const { return result_; }
 
-private:
+  private:
     T* result_ = nullptr;
 };
 

@@ -9,8 +9,8 @@ namespace Velmar::SDK::Types::Factories {
 namespace {
 [[noreturn]] void refuse(const char* what, Identifiers::Identifier identifier) {
     const char* name = Identifiers::identifierToString(identifier);
-    std::string message = std::string("Not a ") + what + " data type: " +
-                          std::to_string(static_cast<int>(identifier)) + " (" +
+    std::string message = std::string("Not a ") + what +
+                          " data type: " + std::to_string(static_cast<int>(identifier)) + " (" +
                           (name != nullptr ? name : "unknown") + ")";
     VELMAR_SDK_THROW(Exceptions::UnsupportedDataType, message.c_str());
 }
@@ -33,14 +33,16 @@ bool BaseTypeFactory::isCollectionType(Identifiers::Identifier identifier) const
     return identifier == Identifiers::Array || identifier == Identifiers::Batch;
 }
 
-Identifiers::Identifier BaseTypeFactory::validateSimpleType(Identifiers::Identifier identifier) const {
+Identifiers::Identifier BaseTypeFactory::validateSimpleType(
+    Identifiers::Identifier identifier) const {
     if (!isSimpleType(identifier)) {
         refuse("simple", identifier);
     }
     return identifier;
 }
 
-Identifiers::Identifier BaseTypeFactory::validateCollectionType(Identifiers::Identifier identifier) const {
+Identifiers::Identifier BaseTypeFactory::validateCollectionType(
+    Identifiers::Identifier identifier) const {
     if (!isCollectionType(identifier)) {
         refuse("collection", identifier);
     }

@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Sets up a Debian 12 machine for this project (installing only the packages it lacks), builds,
+# and then runs what was asked:
+#   demo      the inspector on the bundled sample dictionary (the default)
+#   test      the whole test suite
+#   sanitize  the whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+packages=(g++ cmake make pkg-config binutils libxerces-c-dev libxalan-c-dev libgtest-dev)
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo=sudo
+  echo "Installing ${missing[*]}"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
+fi
+
+jobs=$(nproc)
+# Warnings fail the build in CI.
+strict=()
+[ -n "${CI:-}" ] && strict=(-DVELMAR_WERROR=ON)
+build() {
+  local dir=$1
+  shift
+  cmake -S . -B "$dir" "${strict[@]}" "$@" > /dev/null
+  cmake --build "$dir" -j "$jobs"
+}
+
+case "${1:-demo}" in
+  demo)
+    build build
+    ./build/tools/xsddict summary samples/mxf-header.xsd
+    ;;
+  test)
+    build build
+    ctest --test-dir build --output-on-failure -j "$jobs"
+    ;;
+  sanitize)
+    build build-sanitize -DCMAKE_BUILD_TYPE=Debug -DVELMAR_SANITIZE=address,undefined
+    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1 \
+      UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+      ctest --test-dir build-sanitize --output-on-failure -j "$jobs"
+    ;;
+  *)
+    echo "usage: $0 [demo|test|sanitize]" >&2
+    exit 2
+    ;;
+esac
