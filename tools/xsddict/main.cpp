@@ -2,12 +2,14 @@
 #include <cxxabi.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "Dump.h"
 #include "Inspector.h"
+#include "Show.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
@@ -17,35 +19,53 @@ namespace {
 
 namespace SDK = Velmar::SDK;
 
-constexpr int kLoadFailed = 1;
+constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 const char* const kUsageText =
-    "usage: xsddict COMMAND [ARGUMENTS]\n"
+    "usage: xsddict COMMAND [OPTIONS] FILE.xsd [ARGUMENTS]\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata written as an XML Schema and reports\n"
     "what it holds.\n"
     "\n"
     "commands:\n"
-    "  summary FILE.xsd   counts of elements by kind, sets, attributes, local tags and\n"
-    "                     default values\n"
-    "  --help             this text\n"
+    "  summary FILE.xsd         counts of elements by kind, sets, attributes, local tags and\n"
+    "                           default values\n"
+    "  dump FILE.xsd            everything loaded, as JSON\n"
+    "  show FILE.xsd WHAT       one element or set, found by XML tag name, name, universal\n"
+    "                           label or key (06.0e.2b.34...), or local tag (3c.0a)\n"
+    "  --help                   this text\n"
     "\n"
-    "exit status: 0 success, 1 the dictionary did not load, 2 usage error\n";
+    "options:\n"
+    "  --documentation          also load each declaration's documentation\n"
+    "  --length-description     also load each declaration's \"Length\" annotation\n"
+    "\n"
+    "exit status: 0 success, 1 the dictionary did not load or WHAT was not found,\n"
+    "2 usage error\n";
+
+struct Arguments {
+    std::string command;
+    std::vector<std::string> positional;
+    bool documentation = false;
+    bool lengthDescription = false;
+};
 
 // The exception's own class without its namespaces: "ParseError".
 std::string className(const SDK::Exceptions::BaseException& e) {
     int status = 0;
     std::unique_ptr<char, void (*)(void*)> name(
         abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status), std::free);
-    std::string full = status == 0 ? name.get() : typeid(e).name();
+    const std::string full = status == 0 ? name.get() : typeid(e).name();
     const auto colon = full.rfind("::");
     return colon == std::string::npos ? full : full.substr(colon + 2);
 }
 
-bool load(const std::string& path, SDK::MetaMetadata::Dictionary& dictionary) {
+bool load(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
+    const std::string& path = arguments.positional.front();
     try {
         SDK::MetaMetadata::Loading::XSDDictionaryLoader loader;
+        loader.loadMetaElementDocumentation(arguments.documentation);
+        loader.loadMetaElementLengthDescription(arguments.lengthDescription);
         loader.load(SDK::Utils::stringToWstring(path.c_str()).c_str(), dictionary);
         return true;
     } catch (const SDK::Exceptions::BaseException& e) {
@@ -66,24 +86,51 @@ int usage(const std::string& problem) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
+    Arguments arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::cout << kUsageText;
+            return EXIT_SUCCESS;
+        } else if (argument == "--documentation") {
+            arguments.documentation = true;
+        } else if (argument == "--length-description") {
+            arguments.lengthDescription = true;
+        } else if (argument.size() > 1 && argument[0] == '-') {
+            return usage("unknown option \"" + argument + "\"");
+        } else if (arguments.command.empty()) {
+            arguments.command = argument;
+        } else {
+            arguments.positional.push_back(argument);
+        }
+    }
+    const std::size_t wanted = arguments.command == "summary" || arguments.command == "dump" ? 1
+                               : arguments.command == "show"                                 ? 2
+                                                                                             : 0;
+    if (arguments.command.empty()) {
         return usage("no command given");
     }
-    const std::string command = argv[1];
-    if (command == "--help" || command == "-h" || command == "help") {
-        std::cout << kUsageText;
-        return EXIT_SUCCESS;
+    if (wanted == 0) {
+        return usage("unknown command \"" + arguments.command + "\"");
     }
-    if (command == "summary") {
-        if (argc != 3) {
-            return usage("summary takes one schema file");
-        }
-        SDK::MetaMetadata::Dictionary dictionary;
-        if (!load(argv[2], dictionary)) {
-            return kLoadFailed;
-        }
-        xsddict::printSummary(argv[2], xsddict::count(dictionary), std::cout);
-        return EXIT_SUCCESS;
+    if (arguments.positional.size() != wanted) {
+        return usage(arguments.command + (wanted == 1 ? " takes one schema file"
+                                                      : " takes a schema file and what to show"));
     }
-    return usage("unknown command \"" + command + "\"");
+
+    SDK::MetaMetadata::Dictionary dictionary;
+    if (!load(arguments, dictionary)) {
+        return kFailed;
+    }
+    const std::string& schema = arguments.positional.front();
+    if (arguments.command == "summary") {
+        xsddict::printSummary(schema, xsddict::count(dictionary), std::cout);
+    } else if (arguments.command == "dump") {
+        xsddict::writeDump(schema, dictionary, std::cout);
+    } else if (!xsddict::show(dictionary, arguments.positional[1], std::cout)) {
+        std::cerr << "xsddict: " << schema << ": no element or set \"" << arguments.positional[1]
+                  << "\"\n";
+        return kFailed;
+    }
+    return std::cout.flush() ? EXIT_SUCCESS : kFailed;
 }

@@ -42,13 +42,18 @@ xercesc::DOMElement* XSDDictionaryLoaderImpl::rootElement() const {
     return document_->getDocumentElement();
 }
 
-void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::DOMNode* context,
-                                             ElementList& list, Prefixes prefixes) {
+void XSDDictionaryLoaderImpl::selectNodes(const XMLCh* query, const xercesc::DOMNode* context,
+                                          XMLUtils::NodeList& nodes, Prefixes prefixes) {
     XMLUtils::UnicodeString text(query);
     auto expression = evaluator_->createExpression(
         text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
-    XMLUtils::NodeList nodes;
     evaluator_->evaluate(*expression, context, nodes);
+}
+
+void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::DOMNode* context,
+                                             ElementList& list, Prefixes prefixes) {
+    XMLUtils::NodeList nodes;
+    selectNodes(query, context, nodes, prefixes);
     for (xercesc::DOMNode* node : nodes) {
         list.push_back(dynamic_cast<xercesc::DOMElement*>(node));
     }
@@ -57,11 +62,8 @@ void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::
 FirstResult XSDDictionaryLoaderImpl::selectFirst(const XMLCh* query,
                                                  const xercesc::DOMNode* context,
                                                  Prefixes prefixes) {
-    XMLUtils::UnicodeString text(query);
-    auto expression = evaluator_->createExpression(
-        text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
     XMLUtils::NodeList nodes;
-    evaluator_->evaluate(*expression, context, nodes);
+    selectNodes(query, context, nodes, prefixes);
     return FirstResult(nodes.empty() ? nullptr : nodes.front());
 }
 
@@ -74,6 +76,19 @@ WString XSDDictionaryLoaderImpl::toWString(const XMLCh* text) {
     WString result;
     XMLUtils::utf16ToWstring(text, result);
     return result;
+}
+
+xercesc::DOMNode* XSDDictionaryLoaderImpl::requiredNode(const FirstResult& result,
+                                                        const char* missing, const WString& where,
+                                                        int line) {
+    if (!result.isNode()) {
+        WString message = u"No ";
+        message += Platform::stringToWstring(missing);
+        message += u" ";
+        message += where;
+        throw Exceptions::ParseError(message.c_str(), __FILE__, line);
+    }
+    return result.getNodeValue();
 }
 
 void XSDDictionaryLoaderImpl::checkFailed(const char* condition, const WString& message, int line) {

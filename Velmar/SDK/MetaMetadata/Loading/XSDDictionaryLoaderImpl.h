@@ -62,11 +62,47 @@ class XSDDictionaryLoaderImpl {
     xercesc::DOMElement* rootElement() const;
     void selectElements(const XMLCh* query, const xercesc::DOMNode* context, ElementList& list,
                         Prefixes prefixes = Prefixes::Bound);
+    // All results as nodes, for queries that select attributes or text.
+    void selectNodes(const XMLCh* query, const xercesc::DOMNode* context, XMLUtils::NodeList& nodes,
+                     Prefixes prefixes = Prefixes::Bound);
     FirstResult selectFirst(const XMLCh* query, const xercesc::DOMNode* context,
                             Prefixes prefixes = Prefixes::Bound);
     static WString localPart(WString qualifiedName);
     static WString toWString(const XMLCh* text);
     [[noreturn]] static void checkFailed(const char* condition, const WString& message, int line);
+    // The node of a first result that must have one; otherwise a ParseError saying what was
+    // missing on which declaration.
+    static xercesc::DOMNode* requiredNode(const FirstResult& result, const char* missing,
+                                          const WString& where, int line);
+
+    // Element discovery and descriptive properties.
+    Templates::auto_ptr<Types::UniversalLabel> declarationUniversalLabel(
+        const xercesc::DOMElement* declaration);
+    static void checkULDesignator(WString designator);
+    Templates::auto_ptr<KLV::Key> declarationKey(const xercesc::DOMElement* declaration);
+    static WString nameAttribute(const xercesc::DOMElement* declaration);
+    WString namespaceURIAnnotation(const xercesc::DOMNode* node);
+    void addDescriptiveProperties(const xercesc::DOMElement* declaration, PropertyMap& target);
+    void addMetaElementProperties(const xercesc::DOMElement* declaration, MetaElement& element);
+
+    // Meta-element construction.
+    Templates::auto_ptr<MetaElement> createMetaElement(Dictionary& dictionary,
+                                                       const xercesc::DOMElement* declaration);
+    void determineDataTypes(const xercesc::DOMElement* declaration,
+                            Types::Identifiers::Identifier& dataType,
+                            Types::Identifiers::Identifier& dataSubType);
+    WString contentBaseType(const xercesc::DOMElement* declaration);
+    static void referenceDataTypes(WString baseName, Types::Identifiers::Identifier& dataType,
+                                   Types::Identifiers::Identifier& dataSubType);
+    Types::Identifiers::Identifier collectionSubDataType(const xercesc::DOMElement* declaration);
+    Templates::auto_ptr<Types::LocalTag> declarationLocalTag(
+        const xercesc::DOMElement* declaration);
+
+    // Reference targets.
+    using NameList = Templates::vector<WString>;
+    void collectReferenceTargetNames(const xercesc::DOMElement* declaration, NameList& names);
+    void addSubstitutionGroupMembers(const xercesc::DOMDocument* document, NameList& names);
+    void referenceTargetKeys(const NameList& names, KeyVector& keys) const;
 
     // Passes, in the driver's order.
     void collectMetaElementDeclarations(ElementList& declarations);

@@ -1,0 +1,65 @@
+// The sets a reference may point to: the choice of its anonymous type, widened breadth-first
+// through substitution groups, then turned into set keys.
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/UnicodeString.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+void XSDDictionaryLoaderImpl::collectReferenceTargetNames(const xercesc::DOMElement* declaration,
+                                                          NameList& names) {
+    XMLUtils::NodeList refs;
+    selectNodes(u"./*/*/*/xs:choice/xs:element/@ref", declaration, refs);
+    for (const xercesc::DOMNode* ref : refs) {
+        names.push_back(localPart(toWString(ref->getNodeValue())));
+    }
+    addSubstitutionGroupMembers(declaration->getOwnerDocument(), names);
+}
+
+void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocument* document,
+                                                          NameList& names) {
+    // The members are the same for every name, so they are selected once per walk.
+    ElementList members;
+    selectElements(
+        u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
+        document, members);
+    struct Member {
+        WString group;
+        WString name;
+    };
+    Templates::vector<Member> groups;
+    groups.reserve(members.size());
+    for (const xercesc::DOMElement* member : members) {
+        groups.push_back({localPart(toWString(member->getAttribute(
+                              XMLUtils::UnicodeString("substitutionGroup").utf16()))),
+                          nameAttribute(member)});
+    }
+
+    // A name is listed some levels below the choice. In groups without cycles no name lies
+    // deeper than there are members, so a deeper one can only come from a cycle and is not
+    // expanded: the walk ends, and acyclic schemas give what an unguarded walk gives.
+    Templates::vector<std::size_t> levels(names.size(), 0);
+    for (std::size_t position = 0; position < names.size(); ++position) {
+        if (levels[position] > groups.size()) {
+            continue;
+        }
+        const WString name = names[position];  // the list grows below
+        const std::size_t level = levels[position] + 1;
+        for (const Member& member : groups) {
+            if (member.group == name) {
+                names.push_back(member.name);
+                levels.push_back(level);
+            }
+        }
+    }
+}
+
+void XSDDictionaryLoaderImpl::referenceTargetKeys(const NameList& names, KeyVector& keys) const {
+    for (const WString& name : names) {
+        const auto key = setName2KeyMap_.find(name);
+        if (key != setName2KeyMap_.end()) {
+            keys.push_back(*key->second);
+        }
+    }
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading
