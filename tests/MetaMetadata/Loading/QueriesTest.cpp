@@ -11,7 +11,7 @@
 #include "Velmar/SDK/XMLUtils/Initializer.h"
 #include "Velmar/SDK/XMLUtils/Utils.h"
 #include "Velmar/SDK/XMLUtils/XSDAggregator.h"
-#include "support/TestSupport.h"
+#include "support/LoadedSchema.h"
 
 using namespace Velmar::SDK;
 using testing_support::schema;
@@ -26,22 +26,14 @@ namespace {
 constexpr const char* kFileFormat = "urn:SMPTE:MXF:file_format";
 constexpr const char* kSchemaNamespace = "http://www.w3.org/2001/XMLSchema";
 
-// A loader state with a schema document attached and its namespaces set up, as the driver
-// leaves it before the passes run.
-class Schema {
+// The harness with the helpers these tests read results through.
+class Schema : public testing_support::LoadedSchema {
   public:
-    explicit Schema(const std::string& text) {
-        const auto file = temp_.write("schema.xsd", text);
-        XMLUtils::XSDAggregator aggregator(wide(temp_.path().string()).c_str(), u"schema.xsd");
-        impl_->attachDocument(aggregator.createStandAloneSchemaDocument(*impl_->parser_));
-        impl_->setUpNamespaces(impl_->document_);
-    }
-    XSDDictionaryLoaderImpl& operator*() { return *impl_; }
-    XSDDictionaryLoaderImpl* operator->() { return impl_.get(); }
+    using LoadedSchema::LoadedSchema;
 
     std::map<std::string, std::string> prefixes() {
         std::map<std::string, std::string> result;
-        for (const auto& [uri, prefix] : impl_->namespace2PrefixMap_) {
+        for (const auto& [uri, prefix] : (**this).namespace2PrefixMap_) {
             result[utf8(uri)] = utf8(prefix);
         }
         return result;
@@ -50,17 +42,13 @@ class Schema {
     // The names of the elements a query selects, "null" for non-element results.
     std::vector<std::string> names(const XMLCh* query, const xercesc::DOMNode* context = nullptr) {
         ElementList list;
-        impl_->selectElements(query, context != nullptr ? context : impl_->rootElement(), list);
+        (*this)->selectElements(query, context != nullptr ? context : (*this)->rootElement(), list);
         std::vector<std::string> result;
         for (const auto* element : list) {
             result.push_back(element == nullptr ? "null" : utf8(element->getAttribute(u"name")));
         }
         return result;
     }
-
-  private:
-    testing_support::TempDir temp_;
-    Templates::auto_ptr<XSDDictionaryLoaderImpl> impl_{new XSDDictionaryLoaderImpl};
 };
 
 // What an engine failure looks like once the driver has translated it.
