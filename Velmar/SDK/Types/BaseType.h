@@ -45,6 +45,13 @@ class VELMAR_SDK_API SimpleDataType : public BaseType {
     Templates::vector<unsigned char> bytes_;
 };
 
+// The same class holding the same value (collections: the same size hint and equal items,
+// empty where the other's is empty).
+VELMAR_SDK_API bool operator==(const BaseType& a, const BaseType& b);
+inline bool operator!=(const BaseType& a, const BaseType& b) {
+    return !(a == b);
+}
+
 // Gives a concrete class its double dispatch and its clone, so that every class in the tree is
 // visited as itself (a Length as a Length, not as the Int64 it derives from).
 template <class Derived, class Base>

@@ -10,7 +10,9 @@
 #include "Velmar/SDK/Types/UID.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <typeinfo>
 
 namespace Velmar::SDK {
 
@@ -33,6 +35,31 @@ const unsigned char* SimpleDataType::rawBuffer() const {
 unsigned short SimpleDataType::serializedSize() const {
     // A local set's two-byte length field cannot say more.
     return bytes_.size() > 0xFFFF ? 0xFFFF : static_cast<unsigned short>(bytes_.size());
+}
+
+bool operator==(const BaseType& a, const BaseType& b) {
+    if (typeid(a) != typeid(b)) {
+        return false;
+    }
+    if (const auto* simple = dynamic_cast<const SimpleDataType*>(&a)) {
+        const auto& other = static_cast<const SimpleDataType&>(b);
+        return simple->byteCount() == other.byteCount() &&
+               std::equal(simple->rawBuffer(), simple->rawBuffer() + simple->byteCount(),
+                          other.rawBuffer());
+    }
+    const auto& x = static_cast<const Collection&>(a);
+    const auto& y = static_cast<const Collection&>(b);
+    if (x.size() != y.size() || x.itemSize() != y.itemSize()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const SimpleDataType* p = x.item(i);
+        const SimpleDataType* q = y.item(i);
+        if ((p == nullptr) != (q == nullptr) || (p != nullptr && *p != *q)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 Boolean::Boolean(bool value) : value_(value) {

@@ -104,6 +104,18 @@ class XSDDictionaryLoaderImpl {
     void addSubstitutionGroupMembers(const xercesc::DOMDocument* document, NameList& names);
     void referenceTargetKeys(const NameList& names, KeyVector& keys) const;
 
+    // Default value texts. They use no loader state.
+    static Templates::auto_ptr<Types::BaseType> parseValue(
+        Types::Identifiers::Identifier dataType, Types::Identifiers::Identifier dataSubType,
+        WString text);
+    static void splitValueList(WString text, NameList& items);
+    static Templates::auto_ptr<Types::BaseType> parseRational(WString text);
+    static Templates::auto_ptr<Types::BaseType> parseArray(Types::Identifiers::Identifier itemType,
+                                                           WString text);
+    static Templates::auto_ptr<Types::BaseType> parseBatch(Types::Identifiers::Identifier itemType,
+                                                           WString text);
+    static int collectionElementSize(Types::Identifiers::Identifier itemType);
+
     // Passes, in the driver's order.
     void collectMetaElementDeclarations(ElementList& declarations);
     void collectSetDeclarations(ElementList& declarations);
