@@ -2,6 +2,7 @@
 
 #include <iomanip>
 #include <ostream>
+#include <sstream>
 
 #include "Inspector.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
@@ -96,16 +97,19 @@ void showSet(const MM::MetaMetadataSet& set, std::ostream& out) {
     for (std::size_t i = 0; i < set.attributeCount(); ++i) {
         const MM::MetaAttribute& attribute = set.attribute(i);
         const MM::MetaElement& element = attribute.metaElement();
-        out << "    " << std::right << std::setw(3) << i << "  " << std::left << std::setw(28)
-            << title(element, element.universalLabel().toString(Types::Dotted)) << std::setw(7)
-            << (attribute.localTag() != nullptr
-                    ? text(attribute.localTag()->toString(Types::Dotted))
-                    : "-")
-            << std::setw(13) << text(status.statusToString(attribute.requiredStatus()));
+        std::ostringstream line;
+        line << "    " << std::right << std::setw(3) << i << "  " << std::left << std::setw(28)
+             << title(element, element.universalLabel().toString(Types::Dotted)) << std::setw(7)
+             << (attribute.localTag() != nullptr
+                     ? text(attribute.localTag()->toString(Types::Dotted))
+                     : "-")
+             << std::setw(13) << text(status.statusToString(attribute.requiredStatus()));
         if (attribute.defaultValue() != nullptr) {
-            out << "default " << text(Types::valueText(*attribute.defaultValue()));
+            line << "default " << text(Types::valueText(*attribute.defaultValue()));
         }
-        out << "\n";
+        std::string shown = line.str();
+        shown.erase(shown.find_last_not_of(' ') + 1);
+        out << shown << "\n";
     }
 }
 

@@ -1,10 +1,117 @@
 // Set discovery through the reference declarations, and the set pass along each base chain.
+#include <algorithm>
+
+#include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 
-void XSDDictionaryLoaderImpl::collectSetDeclarations(ElementList&) {}
+void XSDDictionaryLoaderImpl::collectRefDeclarations(ElementList& declarations) {
+    selectElements(u"./xs:element[@type='Ref']", rootElement(), declarations);
+    selectElements(u"./xs:element[@type='ff:Ref']", rootElement(), declarations);
+}
 
-void XSDDictionaryLoaderImpl::loadMetaMetadataSets(Dictionary&, ElementList) {}
+void XSDDictionaryLoaderImpl::collectSetDeclarations(ElementList& declarations) {
+    ElementList references;
+    collectRefDeclarations(references);
+    for (const xercesc::DOMElement* reference : references) {
+        const WString setName = localPart(toWString(
+            reference->getAttribute(XMLUtils::UnicodeString("substitutionGroup").utf16())));
+        FirstResult set =
+            selectFirst((u"./xs:element[@name='" + setName + u"']").c_str(), rootElement());
+        if (set.isNode()) {
+            declarations.push_back(static_cast<xercesc::DOMElement*>(set.getNodeValue()));
+        }
+    }
+}
+
+void XSDDictionaryLoaderImpl::loadMetaMetadataSets(Dictionary& dictionary,
+                                                   ElementList declarations) {
+    const std::size_t count = declarations.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        Templates::auto_ptr<MetaMetadataSet> set = createMetaMetadataSet(declarations[i]);
+        if (set) {
+            dictionary.addMetaMetadataSet(set->key(), *set);
+        }
+    }
+}
+
+Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadataSet(
+    const xercesc::DOMElement* declaration) {
+    Templates::auto_ptr<KLV::Key> key = declarationKey(declaration);
+    if (!key) {
+        return nullptr;
+    }
+    Templates::auto_ptr<MetaMetadataSet> set(new MetaMetadataSet(*key));
+    ElementList members;
+    collectAttributeDeclarations(members, typeAttribute(declaration), nameAttribute(declaration));
+    for (std::size_t position = 0; position < members.size(); ++position) {
+        Templates::auto_ptr<MetaAttribute> attribute =
+            createMetaAttribute(members[position], static_cast<std::uint32_t>(position));
+        if (attribute) {
+            set->addMetaAttribute(MetaAttributePtr(std::move(attribute)));
+        }
+    }
+    addDescriptiveProperties(declaration, *set);
+    return set;
+}
+
+WString XSDDictionaryLoaderImpl::typeAttribute(const xercesc::DOMElement* declaration) {
+    return toWString(declaration->getAttribute(XMLUtils::UnicodeString("type").utf16()));
+}
+
+void XSDDictionaryLoaderImpl::collectAttributeDeclarations(ElementList& members, WString typeName,
+                                                           const WString& setName) {
+    // Walks down to the deepest base first, so that every base's members come before those of
+    // the types derived from it. XML Schema forbids circular derivation, but a file may have one.
+    Templates::vector<WString> chain;
+    Templates::vector<const xercesc::DOMElement*> levels;
+    WString name = localPart(std::move(typeName));
+    WString usedAs =
+        setName.empty() ? WString(u"the type of a set") : u"the type of set " + setName;
+    for (;;) {
+        if (std::find(chain.begin(), chain.end(), name) != chain.end()) {
+            WString message = u"Circular base type chain: ";
+            for (const WString& link : chain) {
+                message += link + u" -> ";
+            }
+            message += name;
+            VELMAR_SDK_THROW(Exceptions::ParseError, message.c_str());
+        }
+        const xercesc::DOMElement* complexType = findComplexType(name, usedAs);
+        chain.push_back(name);
+        levels.push_back(complexType);
+        const WString base = baseTypeName(complexType);
+        if (base.empty()) {
+            break;
+        }
+        usedAs = u"the base of " + name;
+        name = localPart(base);
+    }
+    for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+        collectMemberDeclarations(*level, members);
+    }
+}
+
+xercesc::DOMElement* XSDDictionaryLoaderImpl::findComplexType(const WString& name,
+                                                              const WString& usedAs) {
+    const WString where = u"named \"" + name + u"\" (" + usedAs + u")";
+    return static_cast<xercesc::DOMElement*>(requiredNode(
+        selectFirst((u"/xs:schema/xs:complexType[@name='" + name + u"']").c_str(), rootElement()),
+        "top-level complexType", where, __LINE__));
+}
+
+WString XSDDictionaryLoaderImpl::baseTypeName(const xercesc::DOMElement* complexType) {
+    FirstResult base = selectFirst(u"./*/*/@base", complexType);
+    return base.isNode() ? toWString(base.getNodeValue()->getNodeValue()) : WString();
+}
+
+void XSDDictionaryLoaderImpl::collectMemberDeclarations(const xercesc::DOMElement* complexType,
+                                                        ElementList& members) {
+    // Elements before attributes, each in document order, wherever they are nested.
+    selectElements(u".//xs:element", complexType, members);
+    selectElements(u".//xs:attribute", complexType, members);
+}
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

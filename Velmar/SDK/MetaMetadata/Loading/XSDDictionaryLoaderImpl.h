@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include <xercesc/dom/DOMDocument.hpp>
@@ -103,6 +104,30 @@ class XSDDictionaryLoaderImpl {
     void collectReferenceTargetNames(const xercesc::DOMElement* declaration, NameList& names);
     void addSubstitutionGroupMembers(const xercesc::DOMDocument* document, NameList& names);
     void referenceTargetKeys(const NameList& names, KeyVector& keys) const;
+
+    // Set discovery and the base chain of each set.
+    void collectRefDeclarations(ElementList& declarations);
+    Templates::auto_ptr<MetaMetadataSet> createMetaMetadataSet(
+        const xercesc::DOMElement* declaration);
+    static WString typeAttribute(const xercesc::DOMElement* declaration);
+    // The set's name only goes into messages.
+    void collectAttributeDeclarations(ElementList& members, WString typeName,
+                                      const WString& setName = WString());
+    xercesc::DOMElement* findComplexType(const WString& name, const WString& usedAs);
+    WString baseTypeName(const xercesc::DOMElement* complexType);
+    void collectMemberDeclarations(const xercesc::DOMElement* complexType, ElementList& members);
+
+    // Attributes.
+    Templates::auto_ptr<MetaAttribute> createMetaAttribute(const xercesc::DOMElement* member,
+                                                           std::uint32_t position);
+    static WString refAttribute(const xercesc::DOMElement* declaration);
+    AttributeRequiredStatus::Status requiredStatus(const xercesc::DOMElement* member);
+    WString distinguishedValueText(const xercesc::DOMElement* member);
+    WString requiresSemanticsValidationText(const xercesc::DOMElement* member);
+    static Templates::auto_ptr<Types::BaseType> parseDefaultValue(WString text,
+                                                                  const MetaElement& element);
+    static Templates::auto_ptr<Types::BaseType> parseCollectionDefaultValue(
+        WString text, const MetaCollectionElement& element);
 
     // Default value texts. They use no loader state.
     static Templates::auto_ptr<Types::BaseType> parseValue(

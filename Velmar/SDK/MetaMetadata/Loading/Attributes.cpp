@@ -1,0 +1,95 @@
+// One member declaration of a set turned into a MetaAttribute: its element, required status,
+// local tag, default value and properties.
+#include <string>
+
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/UnicodeString.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+namespace {
+
+WString annotationText(XSDDictionaryLoaderImpl& loader, const XMLCh* query,
+                       const xercesc::DOMElement* member) {
+    FirstResult text = loader.selectFirst(query, member);
+    return text.isNode() ? XSDDictionaryLoaderImpl::toWString(text.getNodeValue()->getNodeValue())
+                         : WString();
+}
+
+}  // namespace
+
+Templates::auto_ptr<MetaAttribute> XSDDictionaryLoaderImpl::createMetaAttribute(
+    const xercesc::DOMElement* member, std::uint32_t position) {
+    const auto known = name2MetaElementMap_.find(localPart(refAttribute(member)));
+    if (known == name2MetaElementMap_.end()) {
+        return nullptr;  // a local declaration, or a reference to no registered element
+    }
+    const MetaElement& element = *known->second;
+    const AttributeRequiredStatus::Status status = requiredStatus(member);
+    const WString defaultText = distinguishedValueText(member);
+    const auto tag = metaElement2LocalTagMap_.find(&element);
+    const Types::LocalTag* localTag = tag != metaElement2LocalTagMap_.end() ? tag->second : nullptr;
+
+    Visitors::GetMetaElementVisitor<MetaCollectionElement> collection;
+    element.accept(collection);
+    Templates::auto_ptr<const Types::BaseType> defaultValue;
+    if (!defaultText.empty()) {
+        defaultValue = collection.result() != nullptr
+                           ? parseCollectionDefaultValue(defaultText, *collection.result())
+                           : parseDefaultValue(defaultText, element);
+    }
+
+    Templates::auto_ptr<MetaAttribute> attribute(
+        new MetaAttribute(collection.result() != nullptr ? *collection.result() : element, status,
+                          std::move(defaultValue), localTag));
+    attribute->addProperty(u"SchemaIndex",
+                           Utils::stringToWstring(std::to_string(position).c_str()).c_str());
+    attribute->addProperty(u"RequiresSemanticsValidation",
+                           requiresSemanticsValidationText(member).c_str());
+    const WString uri = namespaceURIAnnotation(member);
+    if (!uri.empty()) {
+        attribute->addProperty(u"XMLNamespaceURI", uri.c_str());
+    }
+    return attribute;
+}
+
+WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declaration) {
+    return toWString(declaration->getAttribute(XMLUtils::UnicodeString(u"ref").utf16()));
+}
+
+AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
+    const xercesc::DOMElement* member) {
+    FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
+    const WString where = u"on member " + refAttribute(member) + u" of " +
+                          (owner.isNode() ? toWString(owner.getNodeValue()->getNodeValue())
+                                          : WString(u"an anonymous type"));
+    xercesc::DOMNode* use =
+        requiredNode(selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member),
+                     "\"use\" annotation", where, __LINE__);
+    return AttributeRequiredStatus::instance().stringToStatus(use->getNodeValue());
+}
+
+WString XSDDictionaryLoaderImpl::distinguishedValueText(const xercesc::DOMElement* member) {
+    return annotationText(
+        *this, u"./xs:annotation/xs:appinfo[@source='Distinguished Value']/text()", member);
+}
+
+WString XSDDictionaryLoaderImpl::requiresSemanticsValidationText(
+    const xercesc::DOMElement* member) {
+    return annotationText(
+        *this, u"./xs:annotation/xs:appinfo[@source='RequiresSemanticsValidation']/text()", member);
+}
+
+Templates::auto_ptr<Types::BaseType> XSDDictionaryLoaderImpl::parseDefaultValue(
+    WString text, const MetaElement& element) {
+    return parseValue(element.dataType(), Types::Identifiers::Unknown, std::move(text));
+}
+
+Templates::auto_ptr<Types::BaseType> XSDDictionaryLoaderImpl::parseCollectionDefaultValue(
+    WString text, const MetaCollectionElement& element) {
+    return parseValue(element.dataType(), element.dataSubType(), std::move(text));
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading
