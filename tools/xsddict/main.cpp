@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "Check.h"
 #include "Dump.h"
 #include "Inspector.h"
 #include "Show.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
-#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace {
@@ -21,6 +22,7 @@ namespace SDK = Velmar::SDK;
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+constexpr int kFindings = 3;
 
 const char* const kUsageText =
     "usage: xsddict COMMAND [OPTIONS] FILE.xsd [ARGUMENTS]\n"
@@ -32,6 +34,9 @@ const char* const kUsageText =
     "  summary FILE.xsd         counts of elements by kind, sets, attributes, local tags and\n"
     "                           default values\n"
     "  dump FILE.xsd            everything loaded, as JSON\n"
+    "  check FILE.xsd           what an author would want to know: labels or local tags\n"
+    "                           given twice, references to no set, members naming no\n"
+    "                           element, sets without a UL Designator\n"
     "  show FILE.xsd WHAT       one element or set, found by XML tag name, name, universal\n"
     "                           label or key (06.0e.2b.34...), or local tag (3c.0a)\n"
     "  --help                   this text\n"
@@ -41,7 +46,7 @@ const char* const kUsageText =
     "  --length-description     also load each declaration's \"Length\" annotation\n"
     "\n"
     "exit status: 0 success, 1 the dictionary did not load or WHAT was not found,\n"
-    "2 usage error\n";
+    "2 usage error, 3 check found something\n";
 
 struct Arguments {
     std::string command;
@@ -60,12 +65,13 @@ std::string className(const SDK::Exceptions::BaseException& e) {
     return colon == std::string::npos ? full : full.substr(colon + 2);
 }
 
-bool load(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
+// The loader's own state is kept, so that check can ask it what it passed over.
+bool load(const Arguments& arguments, SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl& loader,
+          SDK::MetaMetadata::Dictionary& dictionary) {
     const std::string& path = arguments.positional.front();
     try {
-        SDK::MetaMetadata::Loading::XSDDictionaryLoader loader;
-        loader.loadMetaElementDocumentation(arguments.documentation);
-        loader.loadMetaElementLengthDescription(arguments.lengthDescription);
+        loader.loadMetaElementDocumentation_ = arguments.documentation;
+        loader.loadMetaElementLengthDescription_ = arguments.lengthDescription;
         loader.load(SDK::Utils::stringToWstring(path.c_str()).c_str(), dictionary);
         return true;
     } catch (const SDK::Exceptions::BaseException& e) {
@@ -104,9 +110,11 @@ int main(int argc, char** argv) {
             arguments.positional.push_back(argument);
         }
     }
-    const std::size_t wanted = arguments.command == "summary" || arguments.command == "dump" ? 1
-                               : arguments.command == "show"                                 ? 2
-                                                                                             : 0;
+    const std::size_t wanted = arguments.command == "summary" || arguments.command == "dump" ||
+                                       arguments.command == "check"
+                                   ? 1
+                               : arguments.command == "show" ? 2
+                                                             : 0;
     if (arguments.command.empty()) {
         return usage("no command given");
     }
@@ -119,7 +127,9 @@ int main(int argc, char** argv) {
     }
 
     SDK::MetaMetadata::Dictionary dictionary;
-    if (!load(arguments, dictionary)) {
+    SDK::Templates::auto_ptr<SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl> loader(
+        new SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl);
+    if (!load(arguments, *loader, dictionary)) {
         return kFailed;
     }
     const std::string& schema = arguments.positional.front();
@@ -127,6 +137,13 @@ int main(int argc, char** argv) {
         xsddict::printSummary(schema, xsddict::count(dictionary), std::cout);
     } else if (arguments.command == "dump") {
         xsddict::writeDump(schema, dictionary, std::cout);
+    } else if (arguments.command == "check") {
+        const std::vector<std::string> findings = xsddict::check(*loader, dictionary);
+        for (const std::string& finding : findings) {
+            std::cout << finding << "\n";
+        }
+        std::cout << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
+        return findings.empty() ? EXIT_SUCCESS : kFindings;
     } else if (!xsddict::show(dictionary, arguments.positional[1], std::cout)) {
         std::cerr << "xsddict: " << schema << ": no element or set \"" << arguments.positional[1]
                   << "\"\n";

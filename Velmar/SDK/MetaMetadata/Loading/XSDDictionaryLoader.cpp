@@ -1,8 +1,5 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 
-#include <algorithm>
-
-#include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
 
@@ -28,13 +25,7 @@ XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& o
 }
 
 void XSDDictionaryLoader::load(const XMLCh* path, Dictionary& dictionary) {
-    if (path == nullptr) {
-        VELMAR_SDK_THROW(Exceptions::ParseError, "Null schema path");
-    }
-    WString normalised(path);
-    std::replace(normalised.begin(), normalised.end(), u'\\', u'/');
-    WString folder = XSDDictionaryLoaderImpl::splitSchemaPath(normalised);
-    impl_->loadDictionary(folder, normalised, dictionary);
+    impl_->load(path, dictionary);
 }
 
 void XSDDictionaryLoader::loadMetaElementDocumentation(bool load) {

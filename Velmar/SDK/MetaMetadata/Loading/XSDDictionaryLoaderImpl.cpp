@@ -1,6 +1,8 @@
 // The loader's frame: construction, path handling and the driver that runs the passes.
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 
+#include <algorithm>
+
 #include <xercesc/dom/DOMImplementationLS.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -26,6 +28,16 @@ XSDDictionaryLoaderImpl::~XSDDictionaryLoaderImpl() {
         delete entry.second;
         entry.second = nullptr;
     }
+}
+
+void XSDDictionaryLoaderImpl::load(const XMLCh* path, Dictionary& dictionary) {
+    if (path == nullptr) {
+        VELMAR_SDK_THROW(Exceptions::ParseError, "Null schema path");
+    }
+    WString normalised(path);
+    std::replace(normalised.begin(), normalised.end(), u'\\', u'/');
+    WString folder = splitSchemaPath(normalised);
+    loadDictionary(folder, normalised, dictionary);
 }
 
 WString XSDDictionaryLoaderImpl::splitSchemaPath(WString& path) {

@@ -53,7 +53,8 @@ class XSDDictionaryLoaderImpl {
     XSDDictionaryLoaderImpl(const XSDDictionaryLoaderImpl&) = delete;
     XSDDictionaryLoaderImpl& operator=(const XSDDictionaryLoaderImpl&) = delete;
 
-    // Frame and driver.
+    // Frame and driver. load normalises and splits the path, then runs the driver.
+    void load(const XMLCh* path, Dictionary& dictionary);
     static WString splitSchemaPath(WString& path);
     void loadDictionary(WString folder, WString fileName, Dictionary& dictionary);
 
