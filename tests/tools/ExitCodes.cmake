@@ -37,3 +37,20 @@ if(NOT last_output MATCHES "Documentation +Unique identifier")
 endif()
 expect(1 show ${SAMPLE} NoSuchThing)
 expect(2 dump --frobnicate ${SAMPLE})
+
+# check reports each kind of finding once, and exits 3 when there is any.
+expect(3 check ${TOOLS}/fixtures/findings.xsd)
+string(REPLACE "\n" ";" lines "${last_output}")
+set(expected
+  "label given twice: 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 is First and again Again"
+  "local tag given twice: 10.01 is First and again Second"
+  "reference to no set: the targets of Dangling name no set"
+  "member naming no element: ff:Missing of set S is skipped"
+  "member without ref: Local of set S is a local declaration and is skipped"
+  "set without a UL Designator: Unlabelled is skipped"
+  "6 findings"
+  "")
+if(NOT lines STREQUAL expected)
+  message(FATAL_ERROR "unexpected findings:\n${last_output}")
+endif()
+expect(0 check ${SAMPLE})
