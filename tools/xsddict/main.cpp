@@ -1,7 +1,9 @@
 // xsddict: loads a dictionary schema and reports what the Dictionary holds.
 #include <cxxabi.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -10,6 +12,7 @@
 #include "Check.h"
 #include "Dump.h"
 #include "Inspector.h"
+#include "RegisterImport.h"
 #include "Show.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
@@ -39,6 +42,11 @@ const char* const kUsageText =
     "                           element, sets without a UL Designator\n"
     "  show FILE.xsd WHAT       one element or set, found by XML tag name, name, universal\n"
     "                           label or key (06.0e.2b.34...), or local tag (3c.0a)\n"
+    "  import-registers DIR -o FILE.xsd\n"
+    "                           a dictionary made from the SMPTE register snapshots in DIR\n"
+    "                           (Elements.xml, Groups.xml, Types.xml); prints what it made\n"
+    "                           and what it could not express. --copies N writes every\n"
+    "                           declaration N times under new names and labels\n"
     "  --help                   this text\n"
     "\n"
     "options:\n"
@@ -51,6 +59,8 @@ const char* const kUsageText =
 struct Arguments {
     std::string command;
     std::vector<std::string> positional;
+    std::string output;
+    int copies = 1;
     bool documentation = false;
     bool lengthDescription = false;
 };
@@ -89,6 +99,45 @@ int usage(const std::string& problem) {
     return kUsage;
 }
 
+// The dictionary goes to a scratch file first, so that a failure never leaves half a file.
+int importRegisters(const Arguments& arguments) {
+    const std::string& folder = arguments.positional.front();
+    const std::string scratch = arguments.output + ".partial";
+    try {
+        const xsddict::Registers registers = xsddict::readRegisters(folder);
+        xsddict::ImportReport report;
+        {
+            std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
+            if (!out) {
+                throw std::runtime_error("cannot write " + scratch);
+            }
+            report = xsddict::writeDictionary(registers, out, arguments.copies);
+            out.close();
+            if (!out) {
+                throw std::runtime_error("cannot write " + scratch);
+            }
+        }
+        if (std::rename(scratch.c_str(), arguments.output.c_str()) != 0) {
+            throw std::runtime_error("cannot rename " + scratch + " to " + arguments.output);
+        }
+        std::cout << "wrote " << arguments.output << "\n"
+                  << "elements: " << report.elements << " (simple " << report.simple << ", collection "
+                  << report.collections << ", reference " << report.references << ", referenceCollection "
+                  << report.referenceCollections << ")\n"
+                  << "sets: " << report.sets << "\nattributes: " << report.members
+                  << "\nlocal tags: " << report.localTags << "\ndefault values: " << report.defaults << "\n"
+                  << "not expressed: " << report.skipped.size() << "\n";
+        for (const std::string& line : report.skipped) {
+            std::cout << "  " << line << "\n";
+        }
+        return EXIT_SUCCESS;
+    } catch (const std::exception& e) {
+        std::remove(scratch.c_str());
+        std::cerr << "xsddict: " << folder << ": " << e.what() << "\n";
+        return kFailed;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -102,6 +151,16 @@ int main(int argc, char** argv) {
             arguments.documentation = true;
         } else if (argument == "--length-description") {
             arguments.lengthDescription = true;
+        } else if ((argument == "-o" || argument == "--copies") && i + 1 < argc) {
+            const std::string value = argv[++i];
+            if (argument == "-o") {
+                arguments.output = value;
+            } else if (value.find_first_not_of("0123456789") != std::string::npos || value.empty() ||
+                       value.size() > 4 || std::stoi(value) < 1) {
+                return usage("--copies takes a number from 1 to 9999");
+            } else {
+                arguments.copies = std::stoi(value);
+            }
         } else if (argument.size() > 1 && argument[0] == '-') {
             return usage("unknown option \"" + argument + "\"");
         } else if (arguments.command.empty()) {
@@ -117,6 +176,12 @@ int main(int argc, char** argv) {
                                                              : 0;
     if (arguments.command.empty()) {
         return usage("no command given");
+    }
+    if (arguments.command == "import-registers") {
+        if (arguments.positional.size() != 1 || arguments.output.empty()) {
+            return usage("import-registers takes a register folder and -o FILE.xsd");
+        }
+        return importRegisters(arguments);
     }
     if (wanted == 0) {
         return usage("unknown command \"" + arguments.command + "\"");

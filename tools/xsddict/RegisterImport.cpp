@@ -1,0 +1,499 @@
+#include "RegisterImport.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <set>
+#include <stdexcept>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/HandlerBase.hpp>
+
+#include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/Initializer.h"
+
+namespace xsddict {
+
+namespace SDK = Velmar::SDK;
+
+namespace {
+
+// --- Reading --------------------------------------------------------------------------------
+
+std::string text(const XMLCh* value) { return SDK::Utils::toUtf8(value).c_str(); }
+
+const xercesc::DOMElement* child(const xercesc::DOMElement* parent, const char* localName) {
+    const SDK::WString wanted = SDK::Utils::stringToWstring(localName);
+    for (auto* e = parent->getFirstElementChild(); e != nullptr; e = e->getNextElementSibling()) {
+        if (wanted == e->getLocalName()) {
+            return e;
+        }
+    }
+    return nullptr;
+}
+
+std::string childText(const xercesc::DOMElement* parent, const char* localName) {
+    const xercesc::DOMElement* e = child(parent, localName);
+    return e == nullptr ? std::string() : text(e->getTextContent());
+}
+
+void forEachChild(const xercesc::DOMElement* parent, const char* localName,
+                  const std::function<void(const xercesc::DOMElement*)>& visit) {
+    const SDK::WString wanted = SDK::Utils::stringToWstring(localName);
+    for (auto* e = parent != nullptr ? parent->getFirstElementChild() : nullptr; e != nullptr;
+         e = e->getNextElementSibling()) {
+        if (wanted == e->getLocalName()) {
+            visit(e);
+        }
+    }
+}
+
+// Calls back for every LEAF entry of a register file.
+void readEntries(const std::string& path, const std::function<void(const xercesc::DOMElement*)>& visit) {
+    xercesc::XercesDOMParser parser;
+    parser.setDoNamespaces(true);
+    parser.setLoadExternalDTD(false);
+    parser.setDisableDefaultEntityResolution(true);
+    xercesc::HandlerBase errors;
+    parser.setErrorHandler(&errors);
+    try {
+        parser.parse(path.c_str());
+    } catch (const xercesc::SAXParseException& e) {
+        throw std::runtime_error(path + ":" + std::to_string(e.getLineNumber()) + ": " + text(e.getMessage()));
+    } catch (const xercesc::XMLException& e) {
+        throw std::runtime_error(path + ": " + text(e.getMessage()));
+    }
+    const xercesc::DOMDocument* document = parser.getDocument();
+    const xercesc::DOMElement* root = document != nullptr ? document->getDocumentElement() : nullptr;
+    if (root == nullptr || child(root, "Entries") == nullptr) {
+        throw std::runtime_error(path + ": not a register (no Entries)");
+    }
+    forEachChild(child(root, "Entries"), "Entry", [&](const xercesc::DOMElement* entry) {
+        if (childText(entry, "Kind") == "LEAF") {
+            visit(entry);
+        }
+    });
+}
+
+// --- Types ----------------------------------------------------------------------------------
+
+// What an element's register type becomes in the dictionary.
+struct Mapped {
+    enum Kind { None, Simple, Values, Reference, References } kind = None;
+    std::string type;      // data type name; for Values the item type
+    std::string base;      // Array or Batch, or one of the six reference kinds
+    std::string target;    // UL of the group a reference points to
+    std::string itemName;  // the register's name of the item type, for the item element
+    std::string reason;    // why it cannot be expressed
+};
+
+Mapped none(const std::string& reason) {
+    Mapped m;
+    m.reason = reason;
+    return m;
+}
+
+Mapped simple(const std::string& type) {
+    Mapped m;
+    m.kind = Mapped::Simple;
+    m.type = type;
+    return m;
+}
+
+Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0) {
+    const auto found = registers.types.find(ul);
+    if (found == registers.types.end()) {
+        return none("its type " + ul + " is not in the types register");
+    }
+    if (depth > 16) {
+        return none("its type renames itself in a circle");
+    }
+    const Registers::Type& t = found->second;
+    const std::string& s = t.symbol;
+    static const std::map<std::string, std::string> kAliases = {
+        {"PositionType", "Position"}, {"LengthType", "Length"}, {"UMID", "UMID32"},     {"PackageIDType", "UMID32"},
+        {"TimeStamp", "Timestamp"},   {"AUID", "AUID"},         {"Rational", "Rational"}, {"VersionType", "VersionType"},
+        {"DateStruct", "DateStruct"}, {"TimeStruct", "TimeStruct"}, {"UUID", "UUID"},   {"RGBALayout", "RGBALayout"},
+        {"Boolean", "Boolean"},       {"Character", "UTF16"},   {"UTF16String", "UTF16String"},
+        {"ISO7", "ISO7String"},       {"UTF8String", "UTF8String"}};
+    if (const auto alias = kAliases.find(s); alias != kAliases.end()) {
+        return simple(alias->second);
+    }
+    const std::string& kind = t.kind;
+    if (kind == "Integer") {
+        const bool isFloat = s.find("Float") != std::string::npos;
+        const bool isSigned = t.qualifiers.find("isSigned") != std::string::npos;
+        if (isFloat) {
+            return t.size == "4" ? simple("Float32")
+                   : t.size == "8" ? simple("Float64")
+                                   : none("its type " + s + " is a " + t.size + "-byte float, which has no data type");
+        }
+        if (t.size == "1" || t.size == "2" || t.size == "4" || t.size == "8") {
+            const int bits = std::stoi(t.size) * 8;
+            return simple((isSigned ? "Int" : "UInt") + std::to_string(bits));
+        }
+        return none("its type " + s + " is a " + t.size + "-byte integer, which has no data type");
+    }
+    if (kind == "Rename") {
+        return mapType(registers, t.baseType, depth + 1);
+    }
+    if (kind == "Record") return simple("Record");
+    if (kind == "FixedArray") return simple("FixedArray");
+    if (kind == "Stream") return simple("Stream");
+    if (kind == "Indirect") return simple("Indirect");
+    if (kind == "Opaque") return simple("Opaque");
+    if (kind == "Enumeration") {
+        const auto base = registers.types.find(t.baseType);
+        return simple(base != registers.types.end() && base->second.symbol == "AUID" ? "ExtendibleEnumeration"
+                                                                                      : "Enumeration");
+    }
+    if (kind == "Character") {
+        return none("its type " + s + " is an 8-bit character, which has no data type");
+    }
+    if (kind == "String") {
+        return none("its type " + s + " is a string of no known character set");
+    }
+    if (kind == "StrongReference" || kind == "WeakReference") {
+        Mapped m;
+        m.kind = Mapped::Reference;
+        m.base = kind == "StrongReference" ? "StrongRefHolder" : "WeakRefHolder";
+        m.target = t.baseType;
+        return m;
+    }
+    if (kind == "VariableArray" || kind == "Set") {
+        const bool array = kind == "VariableArray";
+        Mapped item = mapType(registers, t.baseType, depth + 1);
+        if (item.kind == Mapped::Reference) {
+            item.kind = Mapped::References;
+            item.base = (item.base == "StrongRefHolder" ? "StrongRef" : "WeakRef") + std::string(array ? "Array" : "Batch");
+            return item;
+        }
+        if (item.kind != Mapped::Simple) {
+            return none("its type " + s + " is a collection of " +
+                        (item.kind == Mapped::None ? "items that cannot be expressed (" + item.reason + ")"
+                                                   : "collections, which cannot be expressed"));
+        }
+        Mapped m;
+        m.kind = Mapped::Values;
+        m.base = array ? "Array" : "Batch";
+        m.type = item.type;
+        const auto itemType = registers.types.find(t.baseType);
+        m.itemName = itemType != registers.types.end() ? itemType->second.symbol : "Item";
+        return m;
+    }
+    return none("its type " + s + " is of kind " + kind + ", which has no data type");
+}
+
+// --- Writing --------------------------------------------------------------------------------
+
+std::string escape(const std::string& value) {
+    std::string out;
+    out.reserve(value.size());
+    for (const char c : value) {
+        switch (c) {
+            case '&': out += "&amp;"; break;
+            case '<': out += "&lt;"; break;
+            case '>': out += "&gt;"; break;
+            case '"': out += "&quot;"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+// "urn:smpte:ul:060e2b34.01010101.01011502.00000000" as 16 bytes, or empty.
+std::vector<unsigned> ulBytes(const std::string& urn) {
+    std::string hex;
+    for (char c : urn.substr(urn.rfind(':') + 1)) {
+        if (std::isxdigit(static_cast<unsigned char>(c))) hex += c;
+    }
+    std::vector<unsigned> bytes;
+    if (hex.size() != 32) return bytes;
+    for (int i = 0; i < 16; ++i) bytes.push_back(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
+    return bytes;
+}
+
+std::string dotted(std::vector<unsigned> bytes) {
+    std::string out;
+    char pair[4];
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        std::snprintf(pair, sizeof pair, "%02x", bytes[i] & 0xFF);
+        out += (i ? "." : "") + std::string(pair);
+    }
+    return out;
+}
+
+bool isInteger(const std::string& type) { return type.find("Int") != std::string::npos; }
+
+bool isDecimal(const std::string& value) {
+    const std::size_t start = !value.empty() && value[0] == '-' ? 1 : 0;
+    return value.size() > start && value.find_first_not_of("0123456789", start) == std::string::npos;
+}
+
+constexpr const char* kFileFormat = "urn:SMPTE:MXF:file_format";
+
+class Writer {
+public:
+    Writer(const Registers& registers, std::ostream& out) : r_(registers), out_(out) {}
+
+    ImportReport write(int copies) {
+        plan();
+        out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+             << "<!-- A dictionary in the registered-data convention, made by xsddict import-registers from the\n"
+             << "     public SMPTE register snapshots" << (copies > 1 ? ", every declaration written " + std::to_string(copies) + " times" : "")
+             << ". -->\n"
+             << "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" xmlns:ff=\"" << kFileFormat << "\"";
+        for (const auto& [uri, prefix] : prefixes_) {
+            out_ << "\n           xmlns:" << prefix << "=\"" << escape(uri) << "\"";
+        }
+        out_ << ">\n"
+             << "  <xs:complexType name=\"StrongRefHolder\"/>\n  <xs:complexType name=\"WeakRefHolder\"/>\n"
+             << "  <xs:complexType name=\"StrongRefArray\"/>\n  <xs:complexType name=\"StrongRefBatch\"/>\n"
+             << "  <xs:complexType name=\"WeakRefArray\"/>\n  <xs:complexType name=\"WeakRefBatch\"/>\n"
+             << "  <xs:complexType name=\"Array\"/>\n  <xs:complexType name=\"Batch\"/>\n"
+             << "  <xs:simpleType name=\"Ref\"><xs:restriction base=\"xs:string\"/></xs:simpleType>\n";
+        for (int copy = 0; copy < copies; ++copy) {
+            copy_ = copy;
+            for (const auto& element : elements_) writeElement(element);
+            for (const auto& group : r_.groups) writeGroup(group);
+        }
+        out_ << "</xs:schema>\n";
+        report_.elements *= copies;
+        report_.simple *= copies;
+        report_.collections *= copies;
+        report_.references *= copies;
+        report_.referenceCollections *= copies;
+        report_.sets *= copies;
+        report_.members *= copies;
+        report_.defaults *= copies;
+        return report_;
+    }
+
+private:
+    struct Planned {
+        const Registers::Element* element;
+        Mapped mapped;
+        std::string name;
+    };
+
+    void skip(const std::string& line) { report_.skipped.push_back(line); }
+
+    // Names, prefixes, tags and mappings, decided once for every copy.
+    void plan() {
+        for (const auto& group : r_.groups) {
+            for (const auto& record : group.records) {
+                // Tags are hexadecimal without leading zeros: "08" is 00.08.
+                if (!record.localTag.empty() && record.localTag.size() <= 4) {
+                    tags_[record.ul] = std::string(4 - record.localTag.size(), '0') + record.localTag;
+                } else if (!record.localTag.empty()) {
+                    skip("local tag " + record.localTag + " of member " + record.ul + " in group " + group.symbol +
+                         ": more than two bytes");
+                }
+            }
+        }
+        std::set<std::string> used;
+        for (const auto& element : r_.elements) {
+            if (element.type.empty()) {
+                skip("element " + element.symbol + ": the register gives it no type");
+                continue;
+            }
+            Mapped mapped = mapType(r_, element.type);
+            if (mapped.kind == Mapped::None) {
+                skip("element " + element.symbol + ": " + mapped.reason);
+                continue;
+            }
+            if ((mapped.kind == Mapped::Reference || mapped.kind == Mapped::References) && groupByUl(mapped.target) == nullptr) {
+                skip("element " + element.symbol + ": its target group " + mapped.target + " is not in the groups register");
+                continue;
+            }
+            std::string name = element.symbol;
+            for (int n = 2; used.count(name) != 0; ++n) name = element.symbol + "_" + std::to_string(n);
+            if (name != element.symbol) {
+                skip("element " + element.symbol + " of " + element.nameSpace + ": the symbol is taken, written as " + name);
+            }
+            used.insert(name);
+            prefixFor(element.nameSpace);
+            elementNames_[element.ul] = name;
+            elements_.push_back({&element, mapped, name});
+            ++report_.elements;
+            ++(mapped.kind == Mapped::Simple ? report_.simple
+               : mapped.kind == Mapped::Values ? report_.collections
+               : mapped.kind == Mapped::Reference ? report_.references
+                                                  : report_.referenceCollections);
+            report_.localTags += tags_.count(element.ul);
+        }
+        for (const auto& group : r_.groups) {
+            std::string name = group.symbol;
+            if (used.count(name) != 0) {
+                name += "Group";
+                skip("group " + group.symbol + ": an element has the same symbol, written as " + name);
+            }
+            used.insert(name);
+            prefixFor(group.nameSpace);
+            groupNames_[group.ul] = name;
+        }
+        for (const auto& group : r_.groups) {
+            if (!group.parent.empty() && groupByUl(group.parent) == nullptr) {
+                skip("group " + group.symbol + ": its parent " + group.parent + " is not in the groups register");
+            }
+            for (const auto& record : group.records) {
+                if (elementNames_.count(record.ul) == 0) {
+                    skip("member " + record.ul + " of group " + group.symbol + ": its element was not imported");
+                } else {
+                    ++report_.members;
+                    if (!record.value.empty()) {
+                        if (defaultFits(record)) {
+                            ++report_.defaults;
+                        } else {
+                            skip("value \"" + record.value + "\" of member " + elementNames_[record.ul] + " in group " +
+                                 group.symbol + ": it does not fit the element's type");
+                        }
+                    }
+                }
+            }
+            ++report_.sets;
+        }
+    }
+
+    const Registers::Group* groupByUl(const std::string& ul) const {
+        for (const auto& group : r_.groups) {
+            if (group.ul == ul) return &group;
+        }
+        return nullptr;
+    }
+
+    bool defaultFits(const Registers::Record& record) const {
+        for (const auto& planned : elements_) {
+            if (planned.element->ul == record.ul) {
+                return planned.mapped.kind == Mapped::Simple && isInteger(planned.mapped.type) && isDecimal(record.value);
+            }
+        }
+        return false;
+    }
+
+    const std::string& prefixFor(const std::string& uri) {
+        auto it = prefixes_.find(uri);
+        if (it == prefixes_.end()) {
+            it = prefixes_.emplace(uri, "r" + std::to_string(prefixes_.size() + 1)).first;
+        }
+        return it->second;
+    }
+
+    // Copies get their own names and, through the fourth byte, their own labels and keys.
+    std::string named(const std::string& name) const { return copy_ == 0 ? name : name + "_c" + std::to_string(copy_); }
+    std::string label(const std::string& urn, bool isSet = false, const std::string& klvSyntax = "") const {
+        std::vector<unsigned> bytes = ulBytes(urn);
+        if (bytes.size() != 16) return "";
+        if (isSet && bytes[5] == 0x7f && klvSyntax.find("53") != std::string::npos) bytes[5] = 0x53;
+        bytes[3] += copy_;
+        return dotted(bytes);
+    }
+
+    void annotation(const std::string& ul, const std::string& name, const std::string& nameSpace,
+                    const std::string& definition, const std::string& tag, const std::string& length, bool registered) {
+        out_ << "    <xs:annotation>\n";
+        if (!definition.empty()) out_ << "      <xs:documentation>" << escape(definition) << "</xs:documentation>\n";
+        if (registered) out_ << "      <xs:appinfo source=\"RP210\">true</xs:appinfo>\n";
+        out_ << "      <xs:appinfo source=\"UL Designator\">" << ul << "</xs:appinfo>\n"
+             << "      <xs:appinfo source=\"Name In Specification\">" << escape(name) << "</xs:appinfo>\n";
+        if (tag.size() == 4) out_ << "      <xs:appinfo source=\"Local Tag\">" << tag.substr(0, 2) << "." << tag.substr(2) << "</xs:appinfo>\n";
+        if (!length.empty()) out_ << "      <xs:appinfo source=\"Length\">" << escape(length) << "</xs:appinfo>\n";
+        out_ << "      <xs:appinfo source=\"XMLNamespaceURI\">" << escape(nameSpace) << "</xs:appinfo>\n"
+             << "    </xs:annotation>\n";
+    }
+
+    void writeElement(const Planned& planned) {
+        const Registers::Element& e = *planned.element;
+        const Mapped& m = planned.mapped;
+        const auto tag = tags_.find(e.ul);
+        out_ << "  <xs:element name=\"" << named(planned.name) << "\""
+             << (m.kind == Mapped::Simple ? " type=\"" + m.type + "\"" : "") << ">\n";
+        annotation(label(e.ul), e.name, e.nameSpace, e.definition, tag != tags_.end() ? tag->second : "", e.length, true);
+        if (m.kind != Mapped::Simple) {
+            out_ << "    <xs:complexType><xs:complexContent><xs:extension base=\"" << m.base << "\">";
+            if (m.kind == Mapped::Values) {
+                out_ << "<xs:sequence><xs:element name=\"" << m.itemName << "\" type=\"" << m.type << "\"/></xs:sequence>";
+            } else {
+                out_ << "<xs:choice><xs:element ref=\"ff:" << named(groupNames_.at(m.target)) << "\"/></xs:choice>";
+            }
+            out_ << "</xs:extension></xs:complexContent></xs:complexType>\n";
+        }
+        out_ << "  </xs:element>\n";
+    }
+
+    void writeGroup(const Registers::Group& g) {
+        const std::string name = named(groupNames_.at(g.ul));
+        const auto parent = groupNames_.find(g.parent);
+        const bool hasParent = !g.parent.empty() && parent != groupNames_.end();
+        // A group belongs to its parent's substitution group, so references to the parent reach it.
+        out_ << "  <xs:element name=\"" << name << "\" type=\"" << name << "_t\""
+             << (hasParent ? " substitutionGroup=\"ff:" + named(parent->second) + "\"" : "")
+             << (g.concrete ? "" : " abstract=\"true\"") << ">\n";
+        annotation(label(g.ul, true, g.klvSyntax), g.name, g.nameSpace, g.definition, "", "", false);
+        out_ << "  </xs:element>\n"
+             << "  <xs:element name=\"Ref_" << name << "\" type=\"ff:Ref\" substitutionGroup=\"ff:" << name << "\"/>\n"
+             << "  <xs:complexType name=\"" << name << "_t\">\n";
+        if (hasParent) {
+            out_ << "    <xs:complexContent>\n      <xs:extension base=\"ff:" << named(parent->second) << "_t\">\n";
+        }
+        out_ << "        <xs:sequence>\n";
+        for (const auto& record : g.records) {
+            const auto element = elementNames_.find(record.ul);
+            if (element == elementNames_.end()) continue;
+            out_ << "          <xs:element ref=\"ff:" << named(element->second) << "\"><xs:annotation>"
+                 << "<xs:appinfo source=\"use\">" << (record.optional ? "optional" : "required") << "</xs:appinfo>";
+            if (!record.value.empty() && defaultFits(record)) {
+                out_ << "<xs:appinfo source=\"Distinguished Value\">" << escape(record.value) << "</xs:appinfo>";
+            }
+            out_ << "</xs:annotation></xs:element>\n";
+        }
+        out_ << "        </xs:sequence>\n";
+        if (hasParent) out_ << "      </xs:extension>\n    </xs:complexContent>\n";
+        out_ << "  </xs:complexType>\n";
+    }
+
+    const Registers& r_;
+    std::ostream& out_;
+    ImportReport report_;
+    std::vector<Planned> elements_;
+    std::map<std::string, std::string> elementNames_, groupNames_, tags_;
+    std::map<std::string, std::string> prefixes_;
+    int copy_ = 0;
+};
+
+}  // namespace
+
+Registers readRegisters(const std::string& folder) {
+    SDK::XMLUtils::Initializer::instance();
+    Registers registers;
+    readEntries(folder + "/Elements.xml", [&](const xercesc::DOMElement* e) {
+        registers.elements.push_back({childText(e, "UL"), childText(e, "Symbol"), childText(e, "Name"),
+                                      childText(e, "NamespaceName"), childText(e, "Definition"), childText(e, "Type"),
+                                      childText(e, "ValueLength")});
+    });
+    readEntries(folder + "/Groups.xml", [&](const xercesc::DOMElement* e) {
+        Registers::Group group{childText(e, "UL"),          childText(e, "Symbol"), childText(e, "Name"),
+                               childText(e, "NamespaceName"), childText(e, "Definition"), childText(e, "Parent"),
+                               childText(e, "KLVSyntax"),     childText(e, "IsConcrete") != "false", {}};
+        forEachChild(child(e, "Contents"), "Record", [&](const xercesc::DOMElement* record) {
+            group.records.push_back({childText(record, "UL"), childText(record, "LocalTag"), childText(record, "Value"),
+                                     childText(record, "IsOptional") != "false"});
+        });
+        registers.groups.push_back(std::move(group));
+    });
+    readEntries(folder + "/Types.xml", [&](const xercesc::DOMElement* e) {
+        Registers::Type type{childText(e, "UL"),       childText(e, "Symbol"),   childText(e, "TypeKind"),
+                             childText(e, "TypeSize"), childText(e, "BaseType"), childText(e, "TypeQualifiers")};
+        registers.types.emplace(type.ul, type);
+    });
+    return registers;
+}
+
+ImportReport writeDictionary(const Registers& registers, std::ostream& out, int copies) {
+    return Writer(registers, out).write(std::max(copies, 1));
+}
+
+}  // namespace xsddict
