@@ -1,7 +1,13 @@
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
+#include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/DirectPath.h"
+
+#include <atomic>
 #include <list>
 #include <map>
+#include <stdexcept>
+#include <string>
 
 #include <xalanc/PlatformSupport/PrefixResolver.hpp>
 #include <xalanc/XPath/NodeRefList.hpp>
@@ -67,14 +73,13 @@ struct XPathExpression::Compiled {
     const xalanc::PrefixResolver& resolver;
 };
 
-XPathExpression::XPathExpression(std::unique_ptr<Compiled> compiled)
-    : compiled_(std::move(compiled)) {}
+XPathExpression::XPathExpression() = default;
 XPathExpression::~XPathExpression() = default;
 
 struct XPathEvaluator::Engine {
     explicit Engine(const xercesc::DOMDocument& document)
         : liaison(memoryManager()), domSupport(liaison), constructionContext(memoryManager()) {
-        // The whole wrapper with node maps, so that parser nodes map to engine nodes and back.
+        // The whole view with node maps, so that parser nodes map to engine nodes and back.
         wrapperDocument = liaison.createDocument(&document, false, true, true);
         wrapper = liaison.mapDocumentToWrapper(wrapperDocument);
     }
@@ -87,43 +92,117 @@ struct XPathEvaluator::Engine {
     QuietConstructionContext constructionContext;
     xalanc::XPathProcessorImpl processor;
     xalanc::XPathEvaluator evaluator;
-    NamespaceResolver noBindings;
-    std::list<NamespaceResolver> resolvers;
 };
 
-XPathEvaluator::XPathEvaluator(const xercesc::DOMDocument& document)
-    : document_(document), engine_(std::make_unique<Engine>(document)) {}
+namespace {
+std::atomic<XPathEvaluator::Mode> modeForNewEvaluators{XPathEvaluator::Mode::Direct};
 
-XPathEvaluator::~XPathEvaluator() = default;
+std::string describe(const NodeList& nodes) {
+    std::string text = std::to_string(nodes.size()) + " nodes:";
+    for (const xercesc::DOMNode* node : nodes) {
+        text += " " + std::string(Utils::toUtf8(node->getNodeName()).c_str());
+    }
+    return text;
+}
+}  // namespace
 
-NamespaceResolver* XPathEvaluator::createNSResolver() {
-    return &engine_->resolvers.emplace_back();
+void XPathEvaluator::setDefaultMode(Mode mode) {
+    modeForNewEvaluators = mode;
+}
+XPathEvaluator::Mode XPathEvaluator::defaultMode() {
+    return modeForNewEvaluators;
 }
 
-Templates::auto_ptr<XPathExpression> XPathEvaluator::createExpression(
-    const XMLCh* query, const NamespaceResolver* resolver) {
-    const NamespaceResolver& bindings = resolver != nullptr ? *resolver : engine_->noBindings;
-    auto compiled = std::make_unique<XPathExpression::Compiled>(*bindings.bindings_);
-    engine_->processor.initXPath(
-        compiled->xpath, engine_->constructionContext,
-        xalanc::XalanDOMString(query != nullptr ? query : u"", memoryManager()),
-        *bindings.bindings_);
-    return Templates::auto_ptr<XPathExpression>(new XPathExpression(std::move(compiled)));
+XPathEvaluator::XPathEvaluator(const xercesc::DOMDocument& document, Mode mode)
+    : document_(document), mode_(mode), index_(std::make_unique<ChildIndex>()) {}
+
+XPathEvaluator::~XPathEvaluator() {
+    // Expressions compiled by the engine refer to its string pools.
+    expressions_.clear();
+}
+
+XPathEvaluator::Engine& XPathEvaluator::engine() {
+    if (!engine_) {
+        engine_ = std::make_unique<Engine>(document_);
+    }
+    return *engine_;
+}
+
+NamespaceResolver* XPathEvaluator::createNSResolver() {
+    return &resolvers_.emplace_back();
+}
+
+const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
+                                                        const NamespaceResolver* resolver) {
+    WString text(query != nullptr ? query : u"");
+    auto& slot = expressions_[std::make_pair(resolver, text)];
+    if (slot) {
+        return *slot;
+    }
+    auto expression = std::unique_ptr<XPathExpression>(new XPathExpression);
+    expression->text_ = text;
+    if (mode_ != Mode::EngineOnly) {
+        expression->direct_ = DirectPath::compile(text.c_str(), resolver);
+    }
+    if (!expression->direct_ || mode_ != Mode::Direct) {
+        const NamespaceResolver& bindings = resolver != nullptr ? *resolver : noBindings_;
+        auto compiled = std::make_unique<XPathExpression::Compiled>(*bindings.bindings_);
+        Engine& e = engine();
+        try {
+            e.processor.initXPath(compiled->xpath, e.constructionContext,
+                                  xalanc::XalanDOMString(text.c_str(), memoryManager()),
+                                  *bindings.bindings_);
+        } catch (...) {
+            expressions_.erase(std::make_pair(resolver, text));
+            throw;
+        }
+        expression->engine_ = std::move(compiled);
+    }
+    slot = std::move(expression);
+    return *slot;
+}
+
+void XPathEvaluator::evaluateWithEngine(const XPathExpression& expression,
+                                        const xercesc::DOMNode* context, NodeList& results) {
+    Engine& e = engine();
+    xalanc::XalanNode* engineContext = e.wrapperDocument;
+    if (context != nullptr && context != &document_) {
+        engineContext = e.wrapper->mapNode(context);
+    }
+    xalanc::NodeRefList nodes(memoryManager());
+    e.evaluator.selectNodeList(nodes, e.domSupport, engineContext, expression.engine_->xpath,
+                               expression.engine_->resolver);
+    const auto count = nodes.getLength();
+    for (xalanc::NodeRefList::size_type i = 0; i < count; ++i) {
+        results.push_back(const_cast<xercesc::DOMNode*>(e.wrapper->mapNode(nodes.item(i))));
+    }
 }
 
 void XPathEvaluator::evaluate(const XPathExpression& expression, const xercesc::DOMNode* context,
                               NodeList& results) {
-    xalanc::XalanNode* engineContext = engine_->wrapperDocument;
-    if (context != nullptr && context != &document_) {
-        engineContext = engine_->wrapper->mapNode(context);
+    if (!expression.direct_) {
+        evaluateWithEngine(expression, context, results);
+        return;
     }
-    xalanc::NodeRefList nodes(memoryManager());
-    engine_->evaluator.selectNodeList(nodes, engine_->domSupport, engineContext,
-                                      expression.compiled_->xpath, expression.compiled_->resolver);
-    const auto count = nodes.getLength();
-    for (xalanc::NodeRefList::size_type i = 0; i < count; ++i) {
-        results.push_back(const_cast<xercesc::DOMNode*>(engine_->wrapper->mapNode(nodes.item(i))));
+    NodeList direct;
+    if (expression.direct_->absolute() && expression.absoluteResult_) {
+        direct = *expression.absoluteResult_;
+    } else {
+        expression.direct_->evaluate(context != nullptr ? context : &document_, direct, *index_);
+        if (expression.direct_->absolute()) {
+            expression.absoluteResult_ = std::make_unique<NodeList>(direct);
+        }
     }
+    if (mode_ == Mode::Checked) {
+        NodeList engine;
+        evaluateWithEngine(expression, context, engine);
+        if (engine != direct) {
+            throw std::logic_error("the direct path and the XPath engine differ on \"" +
+                                   std::string(Utils::toUtf8(expression.text_.c_str()).c_str()) +
+                                   "\": " + describe(direct) + " against " + describe(engine));
+        }
+    }
+    results.insert(results.end(), direct.begin(), direct.end());
 }
 
 }  // namespace Velmar::SDK::XMLUtils

@@ -1,15 +1,22 @@
 #pragma once
 
 #include <cstddef>
+#include <list>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
+#include "Velmar/SDK/Templates/String.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/vector.h"
 
 namespace Velmar::SDK::XMLUtils {
+
+class DirectPath;
+class ChildIndex;
 
 // Prefix-to-URI bindings that compiled queries resolve their prefixes against. Binding a prefix
 // again replaces its URI.
@@ -30,7 +37,7 @@ class NamespaceResolver {
     std::unique_ptr<Bindings> bindings_;
 };
 
-// A compiled query; valid as long as the evaluator that compiled it.
+// A compiled query, owned by the evaluator that compiled it.
 class XPathExpression {
   public:
     ~XPathExpression();
@@ -38,19 +45,27 @@ class XPathExpression {
   private:
     friend class XPathEvaluator;
     struct Compiled;
-    explicit XPathExpression(std::unique_ptr<Compiled> compiled);
-    std::unique_ptr<Compiled> compiled_;
+    XPathExpression();
+    WString text_;
+    std::unique_ptr<DirectPath> direct_;
+    std::unique_ptr<Compiled> engine_;
+    mutable std::unique_ptr<Templates::vector<xercesc::DOMNode*>> absoluteResult_;
 };
 
 using NodeList = Templates::vector<xercesc::DOMNode*>;
 
-// The XPath engine over one parsed document: the engine reads its own view of the DOM, and
-// result nodes are mapped back to the parser's nodes. It must be destroyed before the
-// document is released. The engine's failures leave as its own exceptions (xalanc::XSLException
-// and derived), and it writes nothing to standard output or error.
+// Queries over one parsed document. Each query text is compiled once. The forms the loader
+// asks are answered by walking the DOM directly (DirectPath); every other query goes to the
+// XPath engine, which reads a view of the DOM of its own, built the first time it is needed.
+// Both give the same nodes; Checked runs both and throws std::logic_error where they differ.
+// Engine failures leave as the engine's exceptions (xalanc::XSLException and derived).
+// Nothing is written to standard output or error. The document must not change while the
+// evaluator is in use, and must outlive it.
 class XPathEvaluator {
   public:
-    explicit XPathEvaluator(const xercesc::DOMDocument& document);
+    enum class Mode { Direct, EngineOnly, Checked };
+
+    explicit XPathEvaluator(const xercesc::DOMDocument& document, Mode mode = defaultMode());
     ~XPathEvaluator();
     XPathEvaluator(const XPathEvaluator&) = delete;
     XPathEvaluator& operator=(const XPathEvaluator&) = delete;
@@ -58,9 +73,9 @@ class XPathEvaluator {
     // An empty resolver owned by the evaluator.
     NamespaceResolver* createNSResolver();
 
-    // Compiles a query; without a resolver, no prefix resolves.
-    Templates::auto_ptr<XPathExpression> createExpression(const XMLCh* query,
-                                                          const NamespaceResolver* resolver);
+    // Compiled once per text and resolver; prefixes resolve at the first compilation. Without
+    // a resolver, no prefix resolves.
+    const XPathExpression& createExpression(const XMLCh* query, const NamespaceResolver* resolver);
 
     // Appends the result nodes, in document order, to results. The result must be a node set.
     void evaluate(const XPathExpression& expression, const xercesc::DOMNode* context,
@@ -68,10 +83,24 @@ class XPathEvaluator {
 
     const xercesc::DOMDocument& document() const { return document_; }
 
+    // The mode of evaluators made from now on; for tests that compare the two ways.
+    static void setDefaultMode(Mode mode);
+    static Mode defaultMode();
+
   private:
     struct Engine;
+    Engine& engine();
+    void evaluateWithEngine(const XPathExpression& expression, const xercesc::DOMNode* context,
+                            NodeList& results);
+
     const xercesc::DOMDocument& document_;
+    Mode mode_;
     std::unique_ptr<Engine> engine_;
+    std::unique_ptr<ChildIndex> index_;
+    std::list<NamespaceResolver> resolvers_;
+    NamespaceResolver noBindings_;
+    std::map<std::pair<const NamespaceResolver*, WString>, std::unique_ptr<XPathExpression>>
+        expressions_;
 };
 
 }  // namespace Velmar::SDK::XMLUtils

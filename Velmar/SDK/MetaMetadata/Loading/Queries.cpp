@@ -45,9 +45,9 @@ xercesc::DOMElement* XSDDictionaryLoaderImpl::rootElement() const {
 void XSDDictionaryLoaderImpl::selectNodes(const XMLCh* query, const xercesc::DOMNode* context,
                                           XMLUtils::NodeList& nodes, Prefixes prefixes) {
     XMLUtils::UnicodeString text(query);
-    auto expression = evaluator_->createExpression(
+    const XMLUtils::XPathExpression& expression = evaluator_->createExpression(
         text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
-    evaluator_->evaluate(*expression, context, nodes);
+    evaluator_->evaluate(expression, context, nodes);
 }
 
 void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::DOMNode* context,
