@@ -17,6 +17,9 @@ VELMAR_SDK_API String wstringToString(const XMLCh* text);
 // UTF-16 to UTF-8 for output; an unpaired surrogate becomes U+FFFD.
 VELMAR_SDK_API String toUtf8(const XMLCh* text);
 VELMAR_SDK_API String toUtf8(const XMLCh* text, std::size_t length);
+inline String toUtf8(const WString& text) {
+    return toUtf8(text.data(), text.size());
+}
 
 }  // namespace Utils
 

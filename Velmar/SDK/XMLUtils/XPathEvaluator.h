@@ -4,7 +4,9 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMNode.hpp>
@@ -57,7 +59,8 @@ using NodeList = Templates::vector<xercesc::DOMNode*>;
 // Queries over one parsed document. Each query text is compiled once. The forms the loader
 // asks are answered by walking the DOM directly (DirectPath); every other query goes to the
 // XPath engine, which reads a view of the DOM of its own, built the first time it is needed.
-// Both give the same nodes; Checked runs both and throws std::logic_error where they differ.
+// Both give the same nodes. Checked runs both, answers with the engine's nodes and records
+// every query on which they differ (checkedDifferences), so that tests can prove the two agree.
 // Engine failures leave as the engine's exceptions (xalanc::XSLException and derived).
 // Nothing is written to standard output or error. The document must not change while the
 // evaluator is in use, and must outlive it.
@@ -86,6 +89,8 @@ class XPathEvaluator {
     // The mode of evaluators made from now on; for tests that compare the two ways.
     static void setDefaultMode(Mode mode);
     static Mode defaultMode();
+    // The differences Checked evaluators found, one line each, since the last call.
+    static std::vector<std::string> takeCheckedDifferences();
 
   private:
     struct Engine;

@@ -17,21 +17,20 @@ void XSDDictionaryLoaderImpl::collectReferenceTargetNames(const xercesc::DOMElem
 
 void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocument* document,
                                                           NameList& names) {
-    // The members are the same for every name, so they are selected once per walk.
-    ElementList members;
-    selectElements(
-        u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
-        document, members);
-    struct Member {
-        WString group;
-        WString name;
-    };
-    Templates::vector<Member> groups;
-    groups.reserve(members.size());
-    for (const xercesc::DOMElement* member : members) {
-        groups.push_back({localPart(toWString(member->getAttribute(
-                              XMLUtils::UnicodeString("substitutionGroup").utf16()))),
-                          nameAttribute(member)});
+    if (!substitutionGroupsRead_) {
+        ElementList members;
+        selectElements(
+            u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
+            document, members);
+        std::size_t count = 0;
+        for (const xercesc::DOMElement* member : members) {
+            const WString group = localPart(toWString(
+                member->getAttribute(XMLUtils::UnicodeString("substitutionGroup").utf16())));
+            substitutionGroups_[group].push_back(nameAttribute(member));
+            ++count;
+        }
+        memberDeclarationCount_ = count;
+        substitutionGroupsRead_ = true;
     }
 
     // A name is listed some levels below the choice. In groups without cycles no name lies
@@ -39,16 +38,17 @@ void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocu
     // expanded: the walk ends, and acyclic schemas give what an unguarded walk gives.
     Templates::vector<std::size_t> levels(names.size(), 0);
     for (std::size_t position = 0; position < names.size(); ++position) {
-        if (levels[position] > groups.size()) {
+        if (levels[position] > memberDeclarationCount_) {
             continue;
         }
-        const WString name = names[position];  // the list grows below
+        const auto group = substitutionGroups_.find(names[position]);
+        if (group == substitutionGroups_.end()) {
+            continue;
+        }
         const std::size_t level = levels[position] + 1;
-        for (const Member& member : groups) {
-            if (member.group == name) {
-                names.push_back(member.name);
-                levels.push_back(level);
-            }
+        for (const WString& member : group->second) {
+            names.push_back(member);
+            levels.push_back(level);
         }
     }
 }

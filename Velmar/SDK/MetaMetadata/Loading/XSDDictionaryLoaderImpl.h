@@ -164,6 +164,11 @@ class XSDDictionaryLoaderImpl {
     bool loadMetaElementDocumentation_ = false;
     bool loadMetaElementLengthDescription_ = false;
     bool loadAbstractGroups_ = false;
+    // The members of each substitution group in document order: the group query gives the
+    // same declarations for every reference, so it is read once per load.
+    Templates::map<WString, Templates::vector<WString>> substitutionGroups_;
+    bool substitutionGroupsRead_ = false;
+    std::size_t memberDeclarationCount_ = 0;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

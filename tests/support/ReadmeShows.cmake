@@ -1,0 +1,6 @@
+file(READ ${README} readme)
+file(READ ${EXAMPLE} example)
+string(FIND "${readme}" "${example}" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "README.md does not show ${EXAMPLE} as it is")
+endif()
