@@ -4,6 +4,8 @@
 #   demo      the inspector on the bundled sample dictionary (the default)
 #   test      the whole test suite
 #   sanitize  the whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer
+#   bench     load cost against the bare parse, at register size and larger (needs the SMPTE
+#             register snapshots in ../shared/registers)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -35,8 +37,13 @@ case "${1:-demo}" in
       UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
       ctest --test-dir build-sanitize --output-on-failure -j "$jobs"
     ;;
+  bench)
+    scripts/ensure-packages.sh libbenchmark-dev
+    build build-bench -DCMAKE_BUILD_TYPE=Release -DVELMAR_BENCH=ON -DBUILD_TESTING=OFF
+    ./build-bench/bench/load_benchmark --benchmark_color=false
+    ;;
   *)
-    echo "usage: $0 [demo|test|sanitize]" >&2
+    echo "usage: $0 [demo|test|sanitize|bench]" >&2
     exit 2
     ;;
 esac

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -261,9 +260,9 @@ class Aggregation {
         if (!in.is_open()) {
             fail("Cannot read schema file " + where + ": " + std::strerror(errno));
         }
-        std::vector<XMLByte> bytes((std::istreambuf_iterator<char>(in)),
-                                   std::istreambuf_iterator<char>());
-        if (in.bad()) {
+        std::vector<XMLByte> bytes(static_cast<std::size_t>(status.st_size));
+        in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        if (in.gcount() != static_cast<std::streamsize>(bytes.size())) {
             fail("Cannot read schema file " + where + ": read error");
         }
         return bytes;

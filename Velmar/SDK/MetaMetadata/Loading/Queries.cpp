@@ -54,8 +54,11 @@ void XSDDictionaryLoaderImpl::selectElements(const XMLCh* query, const xercesc::
                                              ElementList& list, Prefixes prefixes) {
     XMLUtils::NodeList nodes;
     selectNodes(query, context, nodes, prefixes);
+    // The node's type says what a cast would (without comparing type names across libraries).
     for (xercesc::DOMNode* node : nodes) {
-        list.push_back(dynamic_cast<xercesc::DOMElement*>(node));
+        list.push_back(node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE
+                           ? static_cast<xercesc::DOMElement*>(node)
+                           : nullptr);
     }
 }
 
