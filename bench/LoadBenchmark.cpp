@@ -60,14 +60,16 @@ std::size_t load(const fs::path& file) {
 
 void BM_Parse(benchmark::State& state) {
     const fs::path& file = dictionaries.at(static_cast<int>(state.range(0)));
-    for (auto _ : state) parseOnly(file);
+    for (auto _ : state)
+        parseOnly(file);
     state.counters["MB"] = static_cast<double>(fs::file_size(file)) / 1e6;
 }
 
 void BM_Load(benchmark::State& state) {
     const fs::path& file = dictionaries.at(static_cast<int>(state.range(0)));
     std::size_t elements = 0;
-    for (auto _ : state) elements = load(file);
+    for (auto _ : state)
+        elements = load(file);
     state.counters["elements"] = static_cast<double>(elements);
 }
 
@@ -76,7 +78,7 @@ BENCHMARK(BM_Load)->Arg(1)->Arg(2)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond
 
 // Keeps each run's mean real time, by name, for the table.
 class Collector : public benchmark::ConsoleReporter {
-public:
+  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             times[run.run_name.function_name + "/" + run.run_name.args] = run.GetAdjustedRealTime();
@@ -90,7 +92,8 @@ public:
 double ownPeakMegabytes() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) / 1024.0;
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::stod(line.substr(6)) / 1024.0;
     }
     return 0;
 }
@@ -98,7 +101,8 @@ double ownPeakMegabytes() {
 // The peak of a fresh process that parses or loads the file once. (A child's rusage would
 // count the parent's memory from before the exec.)
 double peakMegabytes(const char* self, const char* what, const fs::path& file) {
-    const std::string command = std::string("'") + self + "' --once " + what + " '" + file.string() + "'";
+    const std::string command =
+        std::string("'") + self + "' --once " + what + " '" + file.string() + "'";
     std::unique_ptr<FILE, int (*)(FILE*)> child(popen(command.c_str(), "r"), pclose);
     double peak = 0;
     if (!child || std::fscanf(child.get(), "%lf", &peak) != 1) {
@@ -112,7 +116,8 @@ double peakMegabytes(const char* self, const char* what, const fs::path& file) {
 int main(int argc, char** argv) {
     try {
         if (argc == 4 && std::strcmp(argv[1], "--once") == 0) {
-            std::strcmp(argv[2], "parse") == 0 ? parseOnly(argv[3]) : static_cast<void>(load(argv[3]));
+            std::strcmp(argv[2], "parse") == 0 ? parseOnly(argv[3])
+                                               : static_cast<void>(load(argv[3]));
             std::printf("%.1f\n", ownPeakMegabytes());
             return 0;
         }
@@ -121,7 +126,8 @@ int main(int argc, char** argv) {
             std::cerr << "no register snapshots at " << registers << ": nothing to measure\n";
             return 0;
         }
-        const fs::path folder = fs::temp_directory_path() / ("velmar-bench-" + std::to_string(getpid()));
+        const fs::path folder =
+            fs::temp_directory_path() / ("velmar-bench-" + std::to_string(getpid()));
         fs::create_directories(folder);
         const xsddict::Registers read = xsddict::readRegisters(registers.string());
         std::map<int, xsddict::ImportReport> reports;
@@ -135,8 +141,8 @@ int main(int argc, char** argv) {
         Collector collector;
         benchmark::RunSpecifiedBenchmarks(&collector);
 
-        std::printf("\n%5s %9s %9s %10s %10s %7s %8s %9s %9s %7s\n", "size", "elements", "MB", "parse ms", "load ms",
-                    "ratio", "growth", "parse MB", "load MB", "ratio");
+        std::printf("\n%5s %9s %9s %10s %10s %7s %8s %9s %9s %7s\n", "size", "elements", "MB",
+                    "parse ms", "load ms", "ratio", "growth", "parse MB", "load MB", "ratio");
         const double base = collector.times["BM_Load/1"];
         for (int size : kSizes) {
             const std::string arg = "/" + std::to_string(size);
@@ -145,10 +151,14 @@ int main(int argc, char** argv) {
             const double parseMemory = peakMegabytes(argv[0], "parse", dictionaries[size]);
             const double loadMemory = peakMegabytes(argv[0], "load", dictionaries[size]);
             std::printf("%4dx %9zu %9.1f %10.1f %10.1f %7.2f %7.2fx %9.1f %9.1f %7.2f\n", size,
-                        reports[size].elements, static_cast<double>(fs::file_size(dictionaries[size])) / 1e6, parse,
-                        loaded, loaded / parse, loaded / base, parseMemory, loadMemory, loadMemory / parseMemory);
+                        reports[size].elements,
+                        static_cast<double>(fs::file_size(dictionaries[size])) / 1e6, parse, loaded,
+                        loaded / parse, loaded / base, parseMemory, loadMemory,
+                        loadMemory / parseMemory);
         }
-        std::printf("\ntargets: load/parse <= 2.5 at 1x; peak memory load/parse <= 2.5; 8x size <= 10x time\n");
+        std::printf(
+            "\ntargets: load/parse <= 2.5 at 1x; peak memory load/parse <= 2.5; 8x size <= 10x "
+            "time\n");
         fs::remove_all(folder);
         return 0;
     } catch (const std::exception& e) {

@@ -23,7 +23,9 @@ namespace {
 
 // --- Reading --------------------------------------------------------------------------------
 
-std::string text(const XMLCh* value) { return SDK::Utils::toUtf8(value).c_str(); }
+std::string text(const XMLCh* value) {
+    return SDK::Utils::toUtf8(value).c_str();
+}
 
 const xercesc::DOMElement* child(const xercesc::DOMElement* parent, const char* localName) {
     const SDK::WString wanted = SDK::Utils::stringToWstring(localName);
@@ -52,7 +54,8 @@ void forEachChild(const xercesc::DOMElement* parent, const char* localName,
 }
 
 // Calls back for every LEAF entry of a register file.
-void readEntries(const std::string& path, const std::function<void(const xercesc::DOMElement*)>& visit) {
+void readEntries(const std::string& path,
+                 const std::function<void(const xercesc::DOMElement*)>& visit) {
     xercesc::XercesDOMParser parser;
     parser.setDoNamespaces(true);
     parser.setLoadExternalDTD(false);
@@ -62,12 +65,14 @@ void readEntries(const std::string& path, const std::function<void(const xercesc
     try {
         parser.parse(path.c_str());
     } catch (const xercesc::SAXParseException& e) {
-        throw std::runtime_error(path + ":" + std::to_string(e.getLineNumber()) + ": " + text(e.getMessage()));
+        throw std::runtime_error(path + ":" + std::to_string(e.getLineNumber()) + ": " +
+                                 text(e.getMessage()));
     } catch (const xercesc::XMLException& e) {
         throw std::runtime_error(path + ": " + text(e.getMessage()));
     }
     const xercesc::DOMDocument* document = parser.getDocument();
-    const xercesc::DOMElement* root = document != nullptr ? document->getDocumentElement() : nullptr;
+    const xercesc::DOMElement* root =
+        document != nullptr ? document->getDocumentElement() : nullptr;
     if (root == nullptr || child(root, "Entries") == nullptr) {
         throw std::runtime_error(path + ": not a register (no Entries)");
     }
@@ -113,12 +118,23 @@ Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0)
     }
     const Registers::Type& t = found->second;
     const std::string& s = t.symbol;
-    static const std::map<std::string, std::string> kAliases = {
-        {"PositionType", "Position"}, {"LengthType", "Length"}, {"UMID", "UMID32"},     {"PackageIDType", "UMID32"},
-        {"TimeStamp", "Timestamp"},   {"AUID", "AUID"},         {"Rational", "Rational"}, {"VersionType", "VersionType"},
-        {"DateStruct", "DateStruct"}, {"TimeStruct", "TimeStruct"}, {"UUID", "UUID"},   {"RGBALayout", "RGBALayout"},
-        {"Boolean", "Boolean"},       {"Character", "UTF16"},   {"UTF16String", "UTF16String"},
-        {"ISO7", "ISO7String"},       {"UTF8String", "UTF8String"}};
+    static const std::map<std::string, std::string> kAliases = {{"PositionType", "Position"},
+                                                                {"LengthType", "Length"},
+                                                                {"UMID", "UMID32"},
+                                                                {"PackageIDType", "UMID32"},
+                                                                {"TimeStamp", "Timestamp"},
+                                                                {"AUID", "AUID"},
+                                                                {"Rational", "Rational"},
+                                                                {"VersionType", "VersionType"},
+                                                                {"DateStruct", "DateStruct"},
+                                                                {"TimeStruct", "TimeStruct"},
+                                                                {"UUID", "UUID"},
+                                                                {"RGBALayout", "RGBALayout"},
+                                                                {"Boolean", "Boolean"},
+                                                                {"Character", "UTF16"},
+                                                                {"UTF16String", "UTF16String"},
+                                                                {"ISO7", "ISO7String"},
+                                                                {"UTF8String", "UTF8String"}};
     if (const auto alias = kAliases.find(s); alias != kAliases.end()) {
         return simple(alias->second);
     }
@@ -127,9 +143,10 @@ Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0)
         const bool isFloat = s.find("Float") != std::string::npos;
         const bool isSigned = t.qualifiers.find("isSigned") != std::string::npos;
         if (isFloat) {
-            return t.size == "4" ? simple("Float32")
+            return t.size == "4"   ? simple("Float32")
                    : t.size == "8" ? simple("Float64")
-                                   : none("its type " + s + " is a " + t.size + "-byte float, which has no data type");
+                                   : none("its type " + s + " is a " + t.size +
+                                          "-byte float, which has no data type");
         }
         if (t.size == "1" || t.size == "2" || t.size == "4" || t.size == "8") {
             const int bits = std::stoi(t.size) * 8;
@@ -140,15 +157,21 @@ Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0)
     if (kind == "Rename") {
         return mapType(registers, t.baseType, depth + 1);
     }
-    if (kind == "Record") return simple("Record");
-    if (kind == "FixedArray") return simple("FixedArray");
-    if (kind == "Stream") return simple("Stream");
-    if (kind == "Indirect") return simple("Indirect");
-    if (kind == "Opaque") return simple("Opaque");
+    if (kind == "Record")
+        return simple("Record");
+    if (kind == "FixedArray")
+        return simple("FixedArray");
+    if (kind == "Stream")
+        return simple("Stream");
+    if (kind == "Indirect")
+        return simple("Indirect");
+    if (kind == "Opaque")
+        return simple("Opaque");
     if (kind == "Enumeration") {
         const auto base = registers.types.find(t.baseType);
-        return simple(base != registers.types.end() && base->second.symbol == "AUID" ? "ExtendibleEnumeration"
-                                                                                      : "Enumeration");
+        return simple(base != registers.types.end() && base->second.symbol == "AUID"
+                          ? "ExtendibleEnumeration"
+                          : "Enumeration");
     }
     if (kind == "Character") {
         return none("its type " + s + " is an 8-bit character, which has no data type");
@@ -168,13 +191,15 @@ Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0)
         Mapped item = mapType(registers, t.baseType, depth + 1);
         if (item.kind == Mapped::Reference) {
             item.kind = Mapped::References;
-            item.base = (item.base == "StrongRefHolder" ? "StrongRef" : "WeakRef") + std::string(array ? "Array" : "Batch");
+            item.base = (item.base == "StrongRefHolder" ? "StrongRef" : "WeakRef") +
+                        std::string(array ? "Array" : "Batch");
             return item;
         }
         if (item.kind != Mapped::Simple) {
             return none("its type " + s + " is a collection of " +
-                        (item.kind == Mapped::None ? "items that cannot be expressed (" + item.reason + ")"
-                                                   : "collections, which cannot be expressed"));
+                        (item.kind == Mapped::None
+                             ? "items that cannot be expressed (" + item.reason + ")"
+                             : "collections, which cannot be expressed"));
         }
         Mapped m;
         m.kind = Mapped::Values;
@@ -194,11 +219,20 @@ std::string escape(const std::string& value) {
     out.reserve(value.size());
     for (const char c : value) {
         switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            default: out += c;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -208,11 +242,14 @@ std::string escape(const std::string& value) {
 std::vector<unsigned> ulBytes(const std::string& urn) {
     std::string hex;
     for (char c : urn.substr(urn.rfind(':') + 1)) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) hex += c;
+        if (std::isxdigit(static_cast<unsigned char>(c)))
+            hex += c;
     }
     std::vector<unsigned> bytes;
-    if (hex.size() != 32) return bytes;
-    for (int i = 0; i < 16; ++i) bytes.push_back(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
+    if (hex.size() != 32)
+        return bytes;
+    for (int i = 0; i < 16; ++i)
+        bytes.push_back(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
     return bytes;
 }
 
@@ -226,39 +263,52 @@ std::string dotted(std::vector<unsigned> bytes) {
     return out;
 }
 
-bool isInteger(const std::string& type) { return type.find("Int") != std::string::npos; }
+bool isInteger(const std::string& type) {
+    return type.find("Int") != std::string::npos;
+}
 
 bool isDecimal(const std::string& value) {
     const std::size_t start = !value.empty() && value[0] == '-' ? 1 : 0;
-    return value.size() > start && value.find_first_not_of("0123456789", start) == std::string::npos;
+    return value.size() > start &&
+           value.find_first_not_of("0123456789", start) == std::string::npos;
 }
 
 constexpr const char* kFileFormat = "urn:SMPTE:MXF:file_format";
 
 class Writer {
-public:
+  public:
     Writer(const Registers& registers, std::ostream& out) : r_(registers), out_(out) {}
 
     ImportReport write(int copies) {
         plan();
         out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-             << "<!-- A dictionary in the registered-data convention, made by xsddict import-registers from the\n"
-             << "     public SMPTE register snapshots" << (copies > 1 ? ", every declaration written " + std::to_string(copies) + " times" : "")
+             << "<!-- A dictionary in the registered-data convention, made by xsddict "
+                "import-registers from the\n"
+             << "     public SMPTE register snapshots"
+             << (copies > 1 ? ", every declaration written " + std::to_string(copies) + " times"
+                            : "")
              << ". -->\n"
-             << "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" xmlns:ff=\"" << kFileFormat << "\"";
+             << "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" xmlns:ff=\""
+             << kFileFormat << "\"";
         for (const auto& [uri, prefix] : prefixes_) {
             out_ << "\n           xmlns:" << prefix << "=\"" << escape(uri) << "\"";
         }
         out_ << ">\n"
-             << "  <xs:complexType name=\"StrongRefHolder\"/>\n  <xs:complexType name=\"WeakRefHolder\"/>\n"
-             << "  <xs:complexType name=\"StrongRefArray\"/>\n  <xs:complexType name=\"StrongRefBatch\"/>\n"
-             << "  <xs:complexType name=\"WeakRefArray\"/>\n  <xs:complexType name=\"WeakRefBatch\"/>\n"
+             << "  <xs:complexType name=\"StrongRefHolder\"/>\n  <xs:complexType "
+                "name=\"WeakRefHolder\"/>\n"
+             << "  <xs:complexType name=\"StrongRefArray\"/>\n  <xs:complexType "
+                "name=\"StrongRefBatch\"/>\n"
+             << "  <xs:complexType name=\"WeakRefArray\"/>\n  <xs:complexType "
+                "name=\"WeakRefBatch\"/>\n"
              << "  <xs:complexType name=\"Array\"/>\n  <xs:complexType name=\"Batch\"/>\n"
-             << "  <xs:simpleType name=\"Ref\"><xs:restriction base=\"xs:string\"/></xs:simpleType>\n";
+             << "  <xs:simpleType name=\"Ref\"><xs:restriction "
+                "base=\"xs:string\"/></xs:simpleType>\n";
         for (int copy = 0; copy < copies; ++copy) {
             copy_ = copy;
-            for (const auto& element : elements_) writeElement(element);
-            for (const auto& group : r_.groups) writeGroup(group);
+            for (const auto& element : elements_)
+                writeElement(element);
+            for (const auto& group : r_.groups)
+                writeGroup(group);
         }
         out_ << "</xs:schema>\n";
         report_.elements *= copies;
@@ -272,7 +322,7 @@ public:
         return report_;
     }
 
-private:
+  private:
     struct Planned {
         const Registers::Element* element;
         Mapped mapped;
@@ -287,10 +337,11 @@ private:
             for (const auto& record : group.records) {
                 // Tags are hexadecimal without leading zeros: "08" is 00.08.
                 if (!record.localTag.empty() && record.localTag.size() <= 4) {
-                    tags_[record.ul] = std::string(4 - record.localTag.size(), '0') + record.localTag;
+                    tags_[record.ul] =
+                        std::string(4 - record.localTag.size(), '0') + record.localTag;
                 } else if (!record.localTag.empty()) {
-                    skip("local tag " + record.localTag + " of member " + record.ul + " in group " + group.symbol +
-                         ": more than two bytes");
+                    skip("local tag " + record.localTag + " of member " + record.ul + " in group " +
+                         group.symbol + ": more than two bytes");
                 }
             }
         }
@@ -305,22 +356,26 @@ private:
                 skip("element " + element.symbol + ": " + mapped.reason);
                 continue;
             }
-            if ((mapped.kind == Mapped::Reference || mapped.kind == Mapped::References) && groupByUl(mapped.target) == nullptr) {
-                skip("element " + element.symbol + ": its target group " + mapped.target + " is not in the groups register");
+            if ((mapped.kind == Mapped::Reference || mapped.kind == Mapped::References) &&
+                groupByUl(mapped.target) == nullptr) {
+                skip("element " + element.symbol + ": its target group " + mapped.target +
+                     " is not in the groups register");
                 continue;
             }
             std::string name = element.symbol;
-            for (int n = 2; used.count(name) != 0; ++n) name = element.symbol + "_" + std::to_string(n);
+            for (int n = 2; used.count(name) != 0; ++n)
+                name = element.symbol + "_" + std::to_string(n);
             if (name != element.symbol) {
-                skip("element " + element.symbol + " of " + element.nameSpace + ": the symbol is taken, written as " + name);
+                skip("element " + element.symbol + " of " + element.nameSpace +
+                     ": the symbol is taken, written as " + name);
             }
             used.insert(name);
             prefixFor(element.nameSpace);
             elementNames_[element.ul] = name;
             elements_.push_back({&element, mapped, name});
             ++report_.elements;
-            ++(mapped.kind == Mapped::Simple ? report_.simple
-               : mapped.kind == Mapped::Values ? report_.collections
+            ++(mapped.kind == Mapped::Simple      ? report_.simple
+               : mapped.kind == Mapped::Values    ? report_.collections
                : mapped.kind == Mapped::Reference ? report_.references
                                                   : report_.referenceCollections);
             report_.localTags += tags_.count(element.ul);
@@ -329,7 +384,8 @@ private:
             std::string name = group.symbol;
             if (used.count(name) != 0) {
                 name += "Group";
-                skip("group " + group.symbol + ": an element has the same symbol, written as " + name);
+                skip("group " + group.symbol + ": an element has the same symbol, written as " +
+                     name);
             }
             used.insert(name);
             prefixFor(group.nameSpace);
@@ -337,19 +393,22 @@ private:
         }
         for (const auto& group : r_.groups) {
             if (!group.parent.empty() && groupByUl(group.parent) == nullptr) {
-                skip("group " + group.symbol + ": its parent " + group.parent + " is not in the groups register");
+                skip("group " + group.symbol + ": its parent " + group.parent +
+                     " is not in the groups register");
             }
             for (const auto& record : group.records) {
                 if (elementNames_.count(record.ul) == 0) {
-                    skip("member " + record.ul + " of group " + group.symbol + ": its element was not imported");
+                    skip("member " + record.ul + " of group " + group.symbol +
+                         ": its element was not imported");
                 } else {
                     ++report_.members;
                     if (!record.value.empty()) {
                         if (defaultFits(record)) {
                             ++report_.defaults;
                         } else {
-                            skip("value \"" + record.value + "\" of member " + elementNames_[record.ul] + " in group " +
-                                 group.symbol + ": it does not fit the element's type");
+                            skip("value \"" + record.value + "\" of member " +
+                                 elementNames_[record.ul] + " in group " + group.symbol +
+                                 ": it does not fit the element's type");
                         }
                     }
                 }
@@ -360,7 +419,8 @@ private:
 
     const Registers::Group* groupByUl(const std::string& ul) const {
         for (const auto& group : r_.groups) {
-            if (group.ul == ul) return &group;
+            if (group.ul == ul)
+                return &group;
         }
         return nullptr;
     }
@@ -368,7 +428,8 @@ private:
     bool defaultFits(const Registers::Record& record) const {
         for (const auto& planned : elements_) {
             if (planned.element->ul == record.ul) {
-                return planned.mapped.kind == Mapped::Simple && isInteger(planned.mapped.type) && isDecimal(record.value);
+                return planned.mapped.kind == Mapped::Simple && isInteger(planned.mapped.type) &&
+                       isDecimal(record.value);
             }
         }
         return false;
@@ -383,25 +444,38 @@ private:
     }
 
     // Copies get their own names and, through the fourth byte, their own labels and keys.
-    std::string named(const std::string& name) const { return copy_ == 0 ? name : name + "_c" + std::to_string(copy_); }
-    std::string label(const std::string& urn, bool isSet = false, const std::string& klvSyntax = "") const {
+    std::string named(const std::string& name) const {
+        return copy_ == 0 ? name : name + "_c" + std::to_string(copy_);
+    }
+    std::string label(const std::string& urn, bool isSet = false,
+                      const std::string& klvSyntax = "") const {
         std::vector<unsigned> bytes = ulBytes(urn);
-        if (bytes.size() != 16) return "";
-        if (isSet && bytes[5] == 0x7f && klvSyntax.find("53") != std::string::npos) bytes[5] = 0x53;
+        if (bytes.size() != 16)
+            return "";
+        if (isSet && bytes[5] == 0x7f && klvSyntax.find("53") != std::string::npos)
+            bytes[5] = 0x53;
         bytes[3] += copy_;
         return dotted(bytes);
     }
 
     void annotation(const std::string& ul, const std::string& name, const std::string& nameSpace,
-                    const std::string& definition, const std::string& tag, const std::string& length, bool registered) {
+                    const std::string& definition, const std::string& tag,
+                    const std::string& length, bool registered) {
         out_ << "    <xs:annotation>\n";
-        if (!definition.empty()) out_ << "      <xs:documentation>" << escape(definition) << "</xs:documentation>\n";
-        if (registered) out_ << "      <xs:appinfo source=\"RP210\">true</xs:appinfo>\n";
+        if (!definition.empty())
+            out_ << "      <xs:documentation>" << escape(definition) << "</xs:documentation>\n";
+        if (registered)
+            out_ << "      <xs:appinfo source=\"RP210\">true</xs:appinfo>\n";
         out_ << "      <xs:appinfo source=\"UL Designator\">" << ul << "</xs:appinfo>\n"
-             << "      <xs:appinfo source=\"Name In Specification\">" << escape(name) << "</xs:appinfo>\n";
-        if (tag.size() == 4) out_ << "      <xs:appinfo source=\"Local Tag\">" << tag.substr(0, 2) << "." << tag.substr(2) << "</xs:appinfo>\n";
-        if (!length.empty()) out_ << "      <xs:appinfo source=\"Length\">" << escape(length) << "</xs:appinfo>\n";
-        out_ << "      <xs:appinfo source=\"XMLNamespaceURI\">" << escape(nameSpace) << "</xs:appinfo>\n"
+             << "      <xs:appinfo source=\"Name In Specification\">" << escape(name)
+             << "</xs:appinfo>\n";
+        if (tag.size() == 4)
+            out_ << "      <xs:appinfo source=\"Local Tag\">" << tag.substr(0, 2) << "."
+                 << tag.substr(2) << "</xs:appinfo>\n";
+        if (!length.empty())
+            out_ << "      <xs:appinfo source=\"Length\">" << escape(length) << "</xs:appinfo>\n";
+        out_ << "      <xs:appinfo source=\"XMLNamespaceURI\">" << escape(nameSpace)
+             << "</xs:appinfo>\n"
              << "    </xs:annotation>\n";
     }
 
@@ -411,13 +485,17 @@ private:
         const auto tag = tags_.find(e.ul);
         out_ << "  <xs:element name=\"" << named(planned.name) << "\""
              << (m.kind == Mapped::Simple ? " type=\"" + m.type + "\"" : "") << ">\n";
-        annotation(label(e.ul), e.name, e.nameSpace, e.definition, tag != tags_.end() ? tag->second : "", e.length, true);
+        annotation(label(e.ul), e.name, e.nameSpace, e.definition,
+                   tag != tags_.end() ? tag->second : "", e.length, true);
         if (m.kind != Mapped::Simple) {
-            out_ << "    <xs:complexType><xs:complexContent><xs:extension base=\"" << m.base << "\">";
+            out_ << "    <xs:complexType><xs:complexContent><xs:extension base=\"" << m.base
+                 << "\">";
             if (m.kind == Mapped::Values) {
-                out_ << "<xs:sequence><xs:element name=\"" << m.itemName << "\" type=\"" << m.type << "\"/></xs:sequence>";
+                out_ << "<xs:sequence><xs:element name=\"" << m.itemName << "\" type=\"" << m.type
+                     << "\"/></xs:sequence>";
             } else {
-                out_ << "<xs:choice><xs:element ref=\"ff:" << named(groupNames_.at(m.target)) << "\"/></xs:choice>";
+                out_ << "<xs:choice><xs:element ref=\"ff:" << named(groupNames_.at(m.target))
+                     << "\"/></xs:choice>";
             }
             out_ << "</xs:extension></xs:complexContent></xs:complexType>\n";
         }
@@ -432,26 +510,34 @@ private:
         out_ << "  <xs:element name=\"" << name << "\" type=\"" << name << "_t\""
              << (hasParent ? " substitutionGroup=\"ff:" + named(parent->second) + "\"" : "")
              << (g.concrete ? "" : " abstract=\"true\"") << ">\n";
-        annotation(label(g.ul, true, g.klvSyntax), g.name, g.nameSpace, g.definition, "", "", false);
+        annotation(label(g.ul, true, g.klvSyntax), g.name, g.nameSpace, g.definition, "", "",
+                   false);
         out_ << "  </xs:element>\n"
-             << "  <xs:element name=\"Ref_" << name << "\" type=\"ff:Ref\" substitutionGroup=\"ff:" << name << "\"/>\n"
+             << "  <xs:element name=\"Ref_" << name
+             << "\" type=\"ff:Ref\" substitutionGroup=\"ff:" << name << "\"/>\n"
              << "  <xs:complexType name=\"" << name << "_t\">\n";
         if (hasParent) {
-            out_ << "    <xs:complexContent>\n      <xs:extension base=\"ff:" << named(parent->second) << "_t\">\n";
+            out_ << "    <xs:complexContent>\n      <xs:extension base=\"ff:"
+                 << named(parent->second) << "_t\">\n";
         }
         out_ << "        <xs:sequence>\n";
         for (const auto& record : g.records) {
             const auto element = elementNames_.find(record.ul);
-            if (element == elementNames_.end()) continue;
-            out_ << "          <xs:element ref=\"ff:" << named(element->second) << "\"><xs:annotation>"
-                 << "<xs:appinfo source=\"use\">" << (record.optional ? "optional" : "required") << "</xs:appinfo>";
+            if (element == elementNames_.end())
+                continue;
+            out_ << "          <xs:element ref=\"ff:" << named(element->second)
+                 << "\"><xs:annotation>"
+                 << "<xs:appinfo source=\"use\">" << (record.optional ? "optional" : "required")
+                 << "</xs:appinfo>";
             if (!record.value.empty() && defaultFits(record)) {
-                out_ << "<xs:appinfo source=\"Distinguished Value\">" << escape(record.value) << "</xs:appinfo>";
+                out_ << "<xs:appinfo source=\"Distinguished Value\">" << escape(record.value)
+                     << "</xs:appinfo>";
             }
             out_ << "</xs:annotation></xs:element>\n";
         }
         out_ << "        </xs:sequence>\n";
-        if (hasParent) out_ << "      </xs:extension>\n    </xs:complexContent>\n";
+        if (hasParent)
+            out_ << "      </xs:extension>\n    </xs:complexContent>\n";
         out_ << "  </xs:complexType>\n";
     }
 
@@ -470,23 +556,32 @@ Registers readRegisters(const std::string& folder) {
     SDK::XMLUtils::Initializer::instance();
     Registers registers;
     readEntries(folder + "/Elements.xml", [&](const xercesc::DOMElement* e) {
-        registers.elements.push_back({childText(e, "UL"), childText(e, "Symbol"), childText(e, "Name"),
-                                      childText(e, "NamespaceName"), childText(e, "Definition"), childText(e, "Type"),
+        registers.elements.push_back({childText(e, "UL"), childText(e, "Symbol"),
+                                      childText(e, "Name"), childText(e, "NamespaceName"),
+                                      childText(e, "Definition"), childText(e, "Type"),
                                       childText(e, "ValueLength")});
     });
     readEntries(folder + "/Groups.xml", [&](const xercesc::DOMElement* e) {
-        Registers::Group group{childText(e, "UL"),          childText(e, "Symbol"), childText(e, "Name"),
-                               childText(e, "NamespaceName"), childText(e, "Definition"), childText(e, "Parent"),
-                               childText(e, "KLVSyntax"),     childText(e, "IsConcrete") != "false", {}};
+        Registers::Group group{childText(e, "UL"),
+                               childText(e, "Symbol"),
+                               childText(e, "Name"),
+                               childText(e, "NamespaceName"),
+                               childText(e, "Definition"),
+                               childText(e, "Parent"),
+                               childText(e, "KLVSyntax"),
+                               childText(e, "IsConcrete") != "false",
+                               {}};
         forEachChild(child(e, "Contents"), "Record", [&](const xercesc::DOMElement* record) {
-            group.records.push_back({childText(record, "UL"), childText(record, "LocalTag"), childText(record, "Value"),
+            group.records.push_back({childText(record, "UL"), childText(record, "LocalTag"),
+                                     childText(record, "Value"),
                                      childText(record, "IsOptional") != "false"});
         });
         registers.groups.push_back(std::move(group));
     });
     readEntries(folder + "/Types.xml", [&](const xercesc::DOMElement* e) {
-        Registers::Type type{childText(e, "UL"),       childText(e, "Symbol"),   childText(e, "TypeKind"),
-                             childText(e, "TypeSize"), childText(e, "BaseType"), childText(e, "TypeQualifiers")};
+        Registers::Type type{childText(e, "UL"),       childText(e, "Symbol"),
+                             childText(e, "TypeKind"), childText(e, "TypeSize"),
+                             childText(e, "BaseType"), childText(e, "TypeQualifiers")};
         registers.types.emplace(type.ul, type);
     });
     return registers;

@@ -121,11 +121,12 @@ int importRegisters(const Arguments& arguments) {
             throw std::runtime_error("cannot rename " + scratch + " to " + arguments.output);
         }
         std::cout << "wrote " << arguments.output << "\n"
-                  << "elements: " << report.elements << " (simple " << report.simple << ", collection "
-                  << report.collections << ", reference " << report.references << ", referenceCollection "
-                  << report.referenceCollections << ")\n"
+                  << "elements: " << report.elements << " (simple " << report.simple
+                  << ", collection " << report.collections << ", reference " << report.references
+                  << ", referenceCollection " << report.referenceCollections << ")\n"
                   << "sets: " << report.sets << "\nattributes: " << report.members
-                  << "\nlocal tags: " << report.localTags << "\ndefault values: " << report.defaults << "\n"
+                  << "\nlocal tags: " << report.localTags << "\ndefault values: " << report.defaults
+                  << "\n"
                   << "not expressed: " << report.skipped.size() << "\n";
         for (const std::string& line : report.skipped) {
             std::cout << "  " << line << "\n";
@@ -155,8 +156,8 @@ int main(int argc, char** argv) {
             const std::string value = argv[++i];
             if (argument == "-o") {
                 arguments.output = value;
-            } else if (value.find_first_not_of("0123456789") != std::string::npos || value.empty() ||
-                       value.size() > 4 || std::stoi(value) < 1) {
+            } else if (value.find_first_not_of("0123456789") != std::string::npos ||
+                       value.empty() || value.size() > 4 || std::stoi(value) < 1) {
                 return usage("--copies takes a number from 1 to 9999");
             } else {
                 arguments.copies = std::stoi(value);

@@ -5,6 +5,7 @@
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
 
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
 namespace Velmar::SDK::XMLUtils {
@@ -297,13 +298,26 @@ bool holds(const Predicate& predicate, const DOMNode* node, ChildIndex& index) {
         }
         return true;
     }
+    // "@a" and "@a='v'", the common forms, without building a node list.
+    if (predicate.path->steps.size() == 1 && predicate.path->steps[0].axis == Step::Attribute) {
+        const xercesc::DOMAttr* attribute =
+            node->getNodeType() == DOMNode::ELEMENT_NODE
+                ? static_cast<const DOMElement*>(node)->getAttributeNode(
+                      predicate.path->steps[0].attribute.c_str())
+                : nullptr;
+        if (predicate.kind == Predicate::Exists || attribute == nullptr) {
+            return attribute != nullptr;
+        }
+        return sameText(predicate.literal, attributeValue(attribute)) ==
+               (predicate.kind == Predicate::Equals);
+    }
     NodeList found;
     run(*predicate.path, node, found, index);
     if (predicate.kind == Predicate::Exists) {
         return !found.empty();
     }
     for (const DOMNode* value : found) {
-        if (sameText(predicate.literal, value->getNodeValue()) ==
+        if (sameText(predicate.literal, nodeValue(value)) ==
             (predicate.kind == Predicate::Equals)) {
             return true;
         }
@@ -350,7 +364,7 @@ void children(const Step& step, const DOMNode* parent, NodeList& next, ChildInde
                 continue;
             auto* element = static_cast<DOMElement*>(child);
             if (const xercesc::DOMAttr* value = element->getAttributeNode(attribute.c_str())) {
-                fresh[WString(value->getValue())].push_back(element);
+                fresh[WString(attributeValue(value))].push_back(element);
             }
         }
         built = &fresh;

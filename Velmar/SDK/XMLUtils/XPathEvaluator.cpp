@@ -113,6 +113,13 @@ std::vector<std::string> XPathEvaluator::takeCheckedDifferences() {
     return std::exchange(differences, {});
 }
 
+std::size_t XPathEvaluator::TextHash::operator()(const WString& text) const {
+    std::size_t h = 1469598103934665603ull;
+    for (const XMLCh c : text)
+        h = (h ^ c) * 1099511628211ull;
+    return h;
+}
+
 void XPathEvaluator::setDefaultMode(Mode mode) {
     modeForNewEvaluators = mode;
 }
@@ -142,7 +149,8 @@ NamespaceResolver* XPathEvaluator::createNSResolver() {
 const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
                                                         const NamespaceResolver* resolver) {
     WString text(query != nullptr ? query : u"");
-    auto& slot = expressions_[std::make_pair(resolver, text)];
+    auto& cache = expressions_[resolver];
+    auto& slot = cache[text];
     if (slot) {
         return *slot;
     }
@@ -160,7 +168,7 @@ const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
                                   xalanc::XalanDOMString(text.c_str(), memoryManager()),
                                   *bindings.bindings_);
         } catch (...) {
-            expressions_.erase(std::make_pair(resolver, text));
+            cache.erase(text);
             throw;
         }
         expression->engine_ = std::move(compiled);

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -104,7 +105,11 @@ class XPathEvaluator {
     std::unique_ptr<ChildIndex> index_;
     std::list<NamespaceResolver> resolvers_;
     NamespaceResolver noBindings_;
-    std::map<std::pair<const NamespaceResolver*, WString>, std::unique_ptr<XPathExpression>>
+    struct TextHash {
+        std::size_t operator()(const WString& text) const;
+    };
+    std::map<const NamespaceResolver*,
+             std::unordered_map<WString, std::unique_ptr<XPathExpression>, TextHash>>
         expressions_;
 };
 

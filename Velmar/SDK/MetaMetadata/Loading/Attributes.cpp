@@ -5,6 +5,7 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -14,8 +15,9 @@ namespace {
 WString annotationText(XSDDictionaryLoaderImpl& loader, const XMLCh* query,
                        const xercesc::DOMElement* member) {
     FirstResult text = loader.selectFirst(query, member);
-    return text.isNode() ? XSDDictionaryLoaderImpl::toWString(text.getNodeValue()->getNodeValue())
-                         : WString();
+    return text.isNode()
+               ? XSDDictionaryLoaderImpl::toWString(XMLUtils::nodeValue(text.getNodeValue()))
+               : WString();
 }
 
 }  // namespace
@@ -56,14 +58,14 @@ Templates::auto_ptr<MetaAttribute> XSDDictionaryLoaderImpl::createMetaAttribute(
 }
 
 WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(declaration->getAttribute(XMLUtils::UnicodeString(u"ref").utf16()));
+    return toWString(XMLUtils::attributeValue(declaration, u"ref"));
 }
 
 AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
     const xercesc::DOMElement* member) {
     FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
     const WString where = u"on member " + refAttribute(member) + u" of " +
-                          (owner.isNode() ? toWString(owner.getNodeValue()->getNodeValue())
+                          (owner.isNode() ? toWString(XMLUtils::nodeValue(owner.getNodeValue()))
                                           : WString(u"an anonymous type"));
     xercesc::DOMNode* use =
         requiredNode(selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member),

@@ -4,6 +4,7 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Factories/BaseTypeFactory.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -54,7 +55,7 @@ Templates::auto_ptr<Types::UniversalLabel> XSDDictionaryLoaderImpl::declarationU
     if (!designator.isNode()) {
         return nullptr;
     }
-    WString text = toWString(designator.getNodeValue()->getNodeValue());
+    WString text = toWString(XMLUtils::nodeValue(designator.getNodeValue()));
     checkULDesignator(text);
     return Templates::auto_ptr<Types::UniversalLabel>(
         new Types::UniversalLabel(text.c_str(), Types::Dotted));
@@ -77,13 +78,13 @@ Templates::auto_ptr<KLV::Key> XSDDictionaryLoaderImpl::declarationKey(
 }
 
 WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(declaration->getAttribute(XMLUtils::UnicodeString("name").utf16()));
+    return toWString(XMLUtils::attributeValue(declaration, u"name"));
 }
 
 WString XSDDictionaryLoaderImpl::namespaceURIAnnotation(const xercesc::DOMNode* node) {
     FirstResult uri =
         selectFirst(u"./xs:annotation/xs:appinfo[@source='XMLNamespaceURI']/text()", node);
-    return uri.isNode() ? toWString(uri.getNodeValue()->getNodeValue()) : WString();
+    return uri.isNode() ? toWString(XMLUtils::nodeValue(uri.getNodeValue())) : WString();
 }
 
 void XSDDictionaryLoaderImpl::addDescriptiveProperties(const xercesc::DOMElement* declaration,
@@ -91,7 +92,8 @@ void XSDDictionaryLoaderImpl::addDescriptiveProperties(const xercesc::DOMElement
     auto addText = [&](const XMLCh* property, const XMLCh* query, Prefixes prefixes) {
         FirstResult result = selectFirst(query, declaration, prefixes);
         if (result.isNode()) {
-            target.addProperty(property, toWString(result.getNodeValue()->getNodeValue()).c_str());
+            target.addProperty(property,
+                               toWString(XMLUtils::nodeValue(result.getNodeValue())).c_str());
         }
     };
     addText(u"name", u"./xs:annotation/xs:appinfo[@source='Name In Specification']/text()",
@@ -134,7 +136,7 @@ void XSDDictionaryLoaderImpl::addMetaElementProperties(const xercesc::DOMElement
                     declaration),
         "item element name in the content model of value collection", nameAttribute(declaration),
         __LINE__);
-    const WString itemName = toWString(item->getNodeValue());
+    const WString itemName = toWString(XMLUtils::nodeValue(item));
     if (itemName.empty()) {
         VELMAR_SDK_THROW(Exceptions::InvalidMetaElementDeclaration, "Empty name attribute");
     }
@@ -210,8 +212,7 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
 void XSDDictionaryLoaderImpl::determineDataTypes(const xercesc::DOMElement* declaration,
                                                  Id::Identifier& dataType,
                                                  Id::Identifier& dataSubType) {
-    const WString typeName =
-        localPart(toWString(declaration->getAttribute(XMLUtils::UnicodeString("type").utf16())));
+    const WString typeName = localPart(toWString(XMLUtils::attributeValue(declaration, u"type")));
     dataType = Id::stringToIdentifier(typeName.c_str());
     if (dataType != Id::Unknown) {
         return;
@@ -237,7 +238,7 @@ WString XSDDictionaryLoaderImpl::contentBaseType(const xercesc::DOMElement* decl
                            : requiredNode(selectFirst(u"./*/*/@base", declaration, Prefixes::None),
                                           "base type in the anonymous type of element",
                                           nameAttribute(declaration), __LINE__);
-    return localPart(toWString(base->getNodeValue()));
+    return localPart(toWString(XMLUtils::nodeValue(base)));
 }
 
 void XSDDictionaryLoaderImpl::referenceDataTypes(WString baseName, Id::Identifier& dataType,
@@ -270,7 +271,7 @@ Id::Identifier XSDDictionaryLoaderImpl::collectionSubDataType(
         selectFirst(u"./xs:complexType/xs:complexContent/*[@base]/*/xs:element/@type", declaration);
     return itemType.isNode()
                ? Id::stringToIdentifier(
-                     localPart(toWString(itemType.getNodeValue()->getNodeValue())).c_str())
+                     localPart(toWString(XMLUtils::nodeValue(itemType.getNodeValue()))).c_str())
                : Id::Unknown;
 }
 
@@ -281,8 +282,8 @@ Templates::auto_ptr<Types::LocalTag> XSDDictionaryLoaderImpl::declarationLocalTa
     if (!tag.isNode()) {
         return nullptr;
     }
-    return Templates::auto_ptr<Types::LocalTag>(
-        new Types::LocalTag(toWString(tag.getNodeValue()->getNodeValue()).c_str(), Types::Dotted));
+    return Templates::auto_ptr<Types::LocalTag>(new Types::LocalTag(
+        toWString(XMLUtils::nodeValue(tag.getNodeValue())).c_str(), Types::Dotted));
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

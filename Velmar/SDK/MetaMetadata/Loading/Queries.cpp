@@ -6,6 +6,7 @@
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -31,7 +32,7 @@ void XSDDictionaryLoaderImpl::setUpNamespaces(xercesc::DOMDocument* document) {
         if (prefix == nullptr || WString(prefix) != u"xmlns") {
             continue;
         }
-        WString uri = toWString(attribute->getNodeValue());
+        WString uri = toWString(XMLUtils::nodeValue(attribute));
         WString name = toWString(attribute->getLocalName());
         namespace2PrefixMap_.emplace(uri, name);
         nsResolver_->addNamespaceBinding(name.c_str(), uri.c_str());
@@ -44,9 +45,8 @@ xercesc::DOMElement* XSDDictionaryLoaderImpl::rootElement() const {
 
 void XSDDictionaryLoaderImpl::selectNodes(const XMLCh* query, const xercesc::DOMNode* context,
                                           XMLUtils::NodeList& nodes, Prefixes prefixes) {
-    XMLUtils::UnicodeString text(query);
-    const XMLUtils::XPathExpression& expression = evaluator_->createExpression(
-        text.utf16(), prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
+    const XMLUtils::XPathExpression& expression =
+        evaluator_->createExpression(query, prefixes == Prefixes::Bound ? nsResolver_ : nullptr);
     evaluator_->evaluate(expression, context, nodes);
 }
 

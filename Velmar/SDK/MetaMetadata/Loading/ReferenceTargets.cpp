@@ -1,6 +1,7 @@
 // The sets a reference may point to: the choice of its anonymous type, widened breadth-first
 // through substitution groups, then turned into set keys.
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -10,7 +11,7 @@ void XSDDictionaryLoaderImpl::collectReferenceTargetNames(const xercesc::DOMElem
     XMLUtils::NodeList refs;
     selectNodes(u"./*/*/*/xs:choice/xs:element/@ref", declaration, refs);
     for (const xercesc::DOMNode* ref : refs) {
-        names.push_back(localPart(toWString(ref->getNodeValue())));
+        names.push_back(localPart(toWString(XMLUtils::nodeValue(ref))));
     }
     addSubstitutionGroupMembers(declaration->getOwnerDocument(), names);
 }
@@ -24,8 +25,8 @@ void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocu
             document, members);
         std::size_t count = 0;
         for (const xercesc::DOMElement* member : members) {
-            const WString group = localPart(toWString(
-                member->getAttribute(XMLUtils::UnicodeString("substitutionGroup").utf16())));
+            const WString group =
+                localPart(toWString(XMLUtils::attributeValue(member, u"substitutionGroup")));
             substitutionGroups_[group].push_back(nameAttribute(member));
             ++count;
         }

@@ -3,6 +3,7 @@
 
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -16,8 +17,8 @@ void XSDDictionaryLoaderImpl::collectSetDeclarations(ElementList& declarations) 
     ElementList references;
     collectRefDeclarations(references);
     for (const xercesc::DOMElement* reference : references) {
-        const WString setName = localPart(toWString(
-            reference->getAttribute(XMLUtils::UnicodeString("substitutionGroup").utf16())));
+        const WString setName =
+            localPart(toWString(XMLUtils::attributeValue(reference, u"substitutionGroup")));
         FirstResult set =
             selectFirst((u"./xs:element[@name='" + setName + u"']").c_str(), rootElement());
         if (set.isNode()) {
@@ -58,7 +59,7 @@ Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadata
 }
 
 WString XSDDictionaryLoaderImpl::typeAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(declaration->getAttribute(XMLUtils::UnicodeString("type").utf16()));
+    return toWString(XMLUtils::attributeValue(declaration, u"type"));
 }
 
 void XSDDictionaryLoaderImpl::collectAttributeDeclarations(ElementList& members, WString typeName,
@@ -104,7 +105,7 @@ xercesc::DOMElement* XSDDictionaryLoaderImpl::findComplexType(const WString& nam
 
 WString XSDDictionaryLoaderImpl::baseTypeName(const xercesc::DOMElement* complexType) {
     FirstResult base = selectFirst(u"./*/*/@base", complexType);
-    return base.isNode() ? toWString(base.getNodeValue()->getNodeValue()) : WString();
+    return base.isNode() ? toWString(XMLUtils::nodeValue(base.getNodeValue())) : WString();
 }
 
 void XSDDictionaryLoaderImpl::collectMemberDeclarations(const xercesc::DOMElement* complexType,

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <xercesc/dom/DOMAttr.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNode.hpp>
+
+namespace Velmar::SDK::XMLUtils {
+
+// An attribute's value, as DOMAttr::getValue gives it. That call reaches the attribute's text
+// through casts that compare type names, which made it the loader's largest single cost; an
+// attribute whose value is one text node (every attribute the parser makes, entities expanded)
+// is read from that node directly.
+inline const XMLCh* attributeValue(const xercesc::DOMAttr* attribute) {
+    const xercesc::DOMNode* text = attribute->getFirstChild();
+    if (text != nullptr && text->getNextSibling() == nullptr &&
+        text->getNodeType() == xercesc::DOMNode::TEXT_NODE) {
+        return text->getNodeValue();
+    }
+    return attribute->getValue();
+}
+
+// getNodeValue, with attributes read as above.
+inline const XMLCh* nodeValue(const xercesc::DOMNode* node) {
+    return node->getNodeType() == xercesc::DOMNode::ATTRIBUTE_NODE
+               ? attributeValue(static_cast<const xercesc::DOMAttr*>(node))
+               : node->getNodeValue();
+}
+
+// getAttribute: the value, or the empty text when the element has no such attribute.
+inline const XMLCh* attributeValue(const xercesc::DOMElement* element, const XMLCh* name) {
+    const xercesc::DOMAttr* attribute = element->getAttributeNode(name);
+    return attribute != nullptr ? attributeValue(attribute) : u"";
+}
+
+}  // namespace Velmar::SDK::XMLUtils
