@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang (libFuzzer, AddressSanitizer, UndefinedBehaviorSanitizer)
-# and runs each for the given number of seconds (default 60) on one core, starting from the
-# corpus committed under fuzz/corpus/TARGET. New inputs go to build-fuzz/corpus/TARGET, and a
-# finding stops the run and is written to build-fuzz/findings/.
-#   fuzz/run.sh [SECONDS] [TARGET...]
+# and runs each for the given number of seconds (default 60) on one core, one after the other.
+# parse_value starts from fuzz/corpus/parse_value; load from the sample dictionary and every
+# dictionary of the tests. New inputs go to build-fuzz/corpus/TARGET; a finding stops the run
+# and is written to build-fuzz/findings/.
+#   fuzz/run.sh [SECONDS] [TARGET...]       targets: parse_value, load (default: both)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(parse_value)
+[ ${#targets[@]} -gt 0 ] || targets=(parse_value load)
 
 scripts/ensure-packages.sh clang-14 libclang-rt-14-dev cmake make libxerces-c-dev libxalan-c-dev
 CXX=clang++-14 cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELMAR_FUZZ=ON \
@@ -19,9 +20,21 @@ cmake --build build-fuzz -j "$(nproc)" --target "${targets[@]/%/_fuzzer}" > /dev
 mkdir -p build-fuzz/findings
 for target in "${targets[@]}"; do
   mkdir -p "build-fuzz/corpus/$target"
+  inputs=("fuzz/corpus/$target")
+  if [ "$target" = load ]; then
+    inputs=(samples tests/XMLUtils/fixtures tests/MetaMetadata/Loading/fixtures tests/MetaMetadata/Loading/broken
+            tests/tools/fixtures)
+  fi
   echo "== $target: ${seconds}s"
+  # A load that takes seconds is a hang for a dictionary of a few kilobytes.
+  status=0
   ASAN_OPTIONS=detect_leaks=1 "build-fuzz/fuzz/${target}_fuzzer" -max_total_time="$seconds" -print_final_stats=1 \
-    -artifact_prefix=build-fuzz/findings/ "build-fuzz/corpus/$target" "fuzz/corpus/$target" 2>&1 |
-    grep -E '^(#[0-9]+[[:space:]]+(DONE|INITED)|stat::|==[0-9]+==|SUMMARY|artifact_prefix|Test unit written)' || true
-  [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "$target: finding in build-fuzz/findings/"; exit 1; }
+    -timeout=10 -rss_limit_mb=2048 -max_len=65536 -artifact_prefix=build-fuzz/findings/ \
+    "build-fuzz/corpus/$target" "${inputs[@]}" > "build-fuzz/$target.log" 2>&1 || status=$?
+  grep -E '^(#[0-9]+[[:space:]]+(DONE|INITED)|stat::|==[0-9]+==|SUMMARY|artifact_prefix|Test unit written)' \
+    "build-fuzz/$target.log" || true
+  if [ "$status" -ne 0 ]; then
+    echo "$target: finding (exit $status), see build-fuzz/$target.log and build-fuzz/findings/"
+    exit 1
+  fi
 done
