@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "Inspector.h"
+#include "Summary.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Collection.h"
 #include "Velmar/SDK/Types/Numbers.h"

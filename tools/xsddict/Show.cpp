@@ -4,7 +4,7 @@
 #include <ostream>
 #include <sstream>
 
-#include "Inspector.h"
+#include "Summary.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/ValueText.h"

@@ -11,7 +11,7 @@
 
 #include "Check.h"
 #include "Dump.h"
-#include "Inspector.h"
+#include "Summary.h"
 #include "RegisterImport.h"
 #include "Show.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"

@@ -1,4 +1,4 @@
-#include "Inspector.h"
+#include "Summary.h"
 
 #include <ostream>
 
