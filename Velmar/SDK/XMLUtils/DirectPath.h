@@ -16,6 +16,10 @@ namespace Velmar::SDK::XMLUtils {
 class NamespaceResolver;
 using NodeList = Templates::vector<xercesc::DOMNode*>;
 
+struct WStringHash {
+    std::size_t operator()(const WString& s) const;
+};
+
 // Children of one element grouped by the value of one attribute, for name lookups among the
 // thousands of declarations under a schema root. One index serves every query that selects
 // the same children by the same attribute, whatever value it asks for.
@@ -29,7 +33,7 @@ class ChildIndex {
         bool operator<(const Selection& other) const;
     };
     using Children = Templates::vector<xercesc::DOMElement*>;
-    using Index = std::unordered_map<WString, Children, struct WStringHash>;
+    using Index = std::unordered_map<WString, Children, WStringHash>;
 
     // Null until built.
     const Index* find(const Selection& selection) const;
@@ -37,10 +41,6 @@ class ChildIndex {
 
   private:
     std::map<Selection, Index> indexes_;
-};
-
-struct WStringHash {
-    std::size_t operator()(const WString& s) const;
 };
 
 // A query of the XPath forms the loader asks, answered by walking the parser's DOM directly:

@@ -113,13 +113,6 @@ std::vector<std::string> XPathEvaluator::takeCheckedDifferences() {
     return std::exchange(differences, {});
 }
 
-std::size_t XPathEvaluator::TextHash::operator()(const WString& text) const {
-    std::size_t h = 1469598103934665603ull;
-    for (const XMLCh c : text)
-        h = (h ^ c) * 1099511628211ull;
-    return h;
-}
-
 void XPathEvaluator::setDefaultMode(Mode mode) {
     modeForNewEvaluators = mode;
 }

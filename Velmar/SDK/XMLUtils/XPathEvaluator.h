@@ -15,11 +15,9 @@
 #include "Velmar/SDK/Templates/String.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/vector.h"
+#include "Velmar/SDK/XMLUtils/DirectPath.h"
 
 namespace Velmar::SDK::XMLUtils {
-
-class DirectPath;
-class ChildIndex;
 
 // Prefix-to-URI bindings that compiled queries resolve their prefixes against. Binding a prefix
 // again replaces its URI.
@@ -105,11 +103,8 @@ class XPathEvaluator {
     std::unique_ptr<ChildIndex> index_;
     std::list<NamespaceResolver> resolvers_;
     NamespaceResolver noBindings_;
-    struct TextHash {
-        std::size_t operator()(const WString& text) const;
-    };
     std::map<const NamespaceResolver*,
-             std::unordered_map<WString, std::unique_ptr<XPathExpression>, TextHash>>
+             std::unordered_map<WString, std::unique_ptr<XPathExpression>, WStringHash>>
         expressions_;
 };
 
