@@ -6,7 +6,6 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
-#include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 

@@ -5,7 +5,6 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Factories/BaseTypeFactory.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
-#include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 

@@ -2,7 +2,6 @@
 // through substitution groups, then turned into set keys.
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
-#include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 
