@@ -1,9 +1,17 @@
 // The sets a reference may point to: the choice of its anonymous type, widened breadth-first
 // through substitution groups, then turned into set keys.
+#include <string>
+
+#include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
+
+namespace {
+constexpr std::size_t kMaxTargetNames = 100000;
+}
 
 void XSDDictionaryLoaderImpl::collectReferenceTargetNames(const xercesc::DOMElement* declaration,
                                                           NameList& names) {
@@ -36,8 +44,17 @@ void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocu
     // A name is listed some levels below the choice. In groups without cycles no name lies
     // deeper than there are members, so a deeper one can only come from a cycle and is not
     // expanded: the walk ends, and acyclic schemas give what an unguarded walk gives.
+    // Repeated names make the list grow with every level, so its length is bounded too: far
+    // above any real dictionary, and a clear refusal instead of a walk that exhausts memory.
     Templates::vector<std::size_t> levels(names.size(), 0);
     for (std::size_t position = 0; position < names.size(); ++position) {
+        if (names.size() > kMaxTargetNames) {
+            WString message =
+                u"Substitution groups below \"" + names.front() + u"\" reach more than ";
+            message += Utils::stringToWstring(std::to_string(kMaxTargetNames).c_str());
+            message += u" target names; do groups name each other, or names repeat?";
+            VELMAR_SDK_THROW(Exceptions::ParseError, message.c_str());
+        }
         if (levels[position] > memberDeclarationCount_) {
             continue;
         }
