@@ -8,6 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -73,19 +74,27 @@ void BM_Load(benchmark::State& state) {
     state.counters["elements"] = static_cast<double>(elements);
 }
 
-BENCHMARK(BM_Parse)->Arg(1)->Arg(2)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond)->MinTime(1.0);
-BENCHMARK(BM_Load)->Arg(1)->Arg(2)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond)->MinTime(1.0);
-
-// Keeps each run's mean real time, by name, for the table.
+// Every repetition's real time, by benchmark, for medians: the machines are shared, and
+// single timings wander.
 class Collector : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            times[run.run_name.function_name + "/" + run.run_name.args] = run.GetAdjustedRealTime();
+            if (run.run_type == Run::RT_Iteration) {
+                times[run.run_name.function_name + "/" + run.run_name.args].push_back(
+                    run.GetAdjustedRealTime());
+            }
         }
         ConsoleReporter::ReportRuns(runs);
     }
-    std::map<std::string, double> times;
+    double median(const std::string& name) {
+        std::vector<double>& all = times[name];
+        if (all.empty())
+            return 0;
+        std::sort(all.begin(), all.end());
+        return all[all.size() / 2];
+    }
+    std::map<std::string, std::vector<double>> times;
 };
 
 // This process's peak resident memory in MB, from the kernel's high-water mark.
@@ -137,17 +146,32 @@ int main(int argc, char** argv) {
             reports[size] = xsddict::writeDictionary(read, out, size);
         }
 
+        // Parse and load of each size run one after the other, so that both meet the same
+        // conditions on a shared machine.
+        for (int size : kSizes) {
+            benchmark::RegisterBenchmark("BM_Parse", BM_Parse)
+                ->Arg(size)
+                ->Unit(benchmark::kMillisecond)
+                ->MinTime(0.5)
+                ->Repetitions(5);
+            benchmark::RegisterBenchmark("BM_Load", BM_Load)
+                ->Arg(size)
+                ->Unit(benchmark::kMillisecond)
+                ->MinTime(0.5)
+                ->Repetitions(5);
+        }
         benchmark::Initialize(&argc, argv);
         Collector collector;
         benchmark::RunSpecifiedBenchmarks(&collector);
 
-        std::printf("\n%5s %9s %9s %10s %10s %7s %8s %9s %9s %7s\n", "size", "elements", "MB",
-                    "parse ms", "load ms", "ratio", "growth", "parse MB", "load MB", "ratio");
-        const double base = collector.times["BM_Load/1"];
+        std::printf("\nmedians of 5 repetitions\n%5s %9s %9s %10s %10s %7s %8s %9s %9s %7s\n",
+                    "size", "elements", "MB", "parse ms", "load ms", "ratio", "growth", "parse MB",
+                    "load MB", "ratio");
+        const double base = collector.median("BM_Load/1");
         for (int size : kSizes) {
             const std::string arg = "/" + std::to_string(size);
-            const double parse = collector.times["BM_Parse" + arg];
-            const double loaded = collector.times["BM_Load" + arg];
+            const double parse = collector.median("BM_Parse" + arg);
+            const double loaded = collector.median("BM_Load" + arg);
             const double parseMemory = peakMegabytes(argv[0], "parse", dictionaries[size]);
             const double loadMemory = peakMegabytes(argv[0], "load", dictionaries[size]);
             std::printf("%4dx %9zu %9.1f %10.1f %10.1f %7.2f %7.2fx %9.1f %9.1f %7.2f\n", size,
