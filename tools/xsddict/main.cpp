@@ -11,9 +11,9 @@
 
 #include "Check.h"
 #include "Dump.h"
-#include "Summary.h"
 #include "RegisterImport.h"
 #include "Show.h"
+#include "Summary.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
