@@ -158,19 +158,9 @@ std::string defaultValue(const Types::BaseType* value) {
     return writer.out;
 }
 
-class ElementFacts : public MM::Visitors::NullMetaElementVisitor {
-  public:
-    using NullMetaElementVisitor::visit;
-    void visit(const MM::MetaCollectionElement& e) override { dataSubType = e.dataSubType(); }
-    void visit(const MM::MetaReferenceHolder& e) override { targets = &e.targetSets(); }
-    Types::Identifiers::Identifier dataSubType = Types::Identifiers::Unknown;
-    const MM::KeyVector* targets = nullptr;
-};
-
 void writeElement(const MM::Dictionary& dictionary, const MM::MetaElement& element,
                   std::ostream& out) {
-    ElementFacts facts;
-    element.accept(facts);
+    const ElementFacts facts = elementFacts(element);
     out << "    {\n"
         << "      \"ul\": " << json(element.universalLabel().toString(Types::Dotted)) << ",\n"
         << "      \"kind\": \"" << kindName(element) << "\",\n"

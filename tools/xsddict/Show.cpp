@@ -45,15 +45,6 @@ void properties(std::ostream& out, const MM::PropertyMap& map, const char* inden
     }
 }
 
-class Facts : public MM::Visitors::NullMetaElementVisitor {
-  public:
-    using NullMetaElementVisitor::visit;
-    void visit(const MM::MetaCollectionElement& e) override { subType = e.dataSubType(); }
-    void visit(const MM::MetaReferenceHolder& e) override { targets = &e.targetSets(); }
-    Types::Identifiers::Identifier subType = Types::Identifiers::Unknown;
-    const MM::KeyVector* targets = nullptr;
-};
-
 std::string typeName(Types::Identifiers::Identifier identifier) {
     const char* name = Types::Identifiers::identifierToString(identifier);
     return name == nullptr ? "(unknown)" : name;
@@ -61,15 +52,15 @@ std::string typeName(Types::Identifiers::Identifier identifier) {
 
 void showElement(const MM::Dictionary& dictionary, const MM::MetaElement& element,
                  std::ostream& out) {
-    Facts facts;
-    element.accept(facts);
+    const ElementFacts facts = elementFacts(element);
     const SDK::WString label = element.universalLabel().toString(Types::Dotted);
     out << title(element, label) << "  (element)\n";
     row(out, "UL", text(label));
     row(out, "kind", kindName(element));
     row(out, "data type",
-        typeName(element.dataType()) +
-            (facts.subType != Types::Identifiers::Unknown ? " of " + typeName(facts.subType) : ""));
+        typeName(element.dataType()) + (facts.dataSubType != Types::Identifiers::Unknown
+                                            ? " of " + typeName(facts.dataSubType)
+                                            : ""));
     const Types::LocalTag* tag = dictionary.localTag(element.universalLabel());
     row(out, "local tag", tag != nullptr ? text(tag->toString(Types::Dotted)) : "(none)");
     if (facts.targets != nullptr) {

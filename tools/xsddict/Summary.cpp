@@ -26,6 +26,20 @@ const char* kindName(const MM::MetaElement& element) {
     return visitor.kind;
 }
 
+ElementFacts elementFacts(const MM::MetaElement& element) {
+    class Visitor : public MM::Visitors::NullMetaElementVisitor {
+      public:
+        using NullMetaElementVisitor::visit;
+        void visit(const MM::MetaCollectionElement& e) override {
+            facts.dataSubType = e.dataSubType();
+        }
+        void visit(const MM::MetaReferenceHolder& e) override { facts.targets = &e.targetSets(); }
+        ElementFacts facts;
+    } visitor;
+    element.accept(visitor);
+    return visitor.facts;
+}
+
 Counts count(const MM::Dictionary& dictionary) {
     Counts counts;
     for (std::size_t i = 0; i < dictionary.metaElementCount(); ++i) {

@@ -26,4 +26,12 @@ void printSummary(const std::string& schema, const Counts& counts, std::ostream&
 // The element kind as the dump names it: simple, collection, reference, referenceCollection.
 const char* kindName(const Velmar::SDK::MetaMetadata::MetaElement& element);
 
+// What an element's kind adds: the item type of a collection, the targets of a reference.
+struct ElementFacts {
+    Velmar::SDK::Types::Identifiers::Identifier dataSubType =
+        Velmar::SDK::Types::Identifiers::Unknown;
+    const Velmar::SDK::MetaMetadata::KeyVector* targets = nullptr;  // null for no reference
+};
+ElementFacts elementFacts(const Velmar::SDK::MetaMetadata::MetaElement& element);
+
 }  // namespace xsddict
