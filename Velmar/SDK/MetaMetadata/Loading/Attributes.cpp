@@ -9,18 +9,6 @@
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 
-namespace {
-
-WString annotationText(XSDDictionaryLoaderImpl& loader, const XMLCh* query,
-                       const xercesc::DOMElement* member) {
-    FirstResult text = loader.selectFirst(query, member);
-    return text.isNode()
-               ? XSDDictionaryLoaderImpl::toWString(XMLUtils::nodeValue(text.getNodeValue()))
-               : WString();
-}
-
-}  // namespace
-
 Templates::auto_ptr<MetaAttribute> XSDDictionaryLoaderImpl::createMetaAttribute(
     const xercesc::DOMElement* member, std::uint32_t position) {
     const auto known = name2MetaElementMap_.find(localPart(refAttribute(member)));
@@ -73,14 +61,13 @@ AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
 }
 
 WString XSDDictionaryLoaderImpl::distinguishedValueText(const xercesc::DOMElement* member) {
-    return annotationText(
-        *this, u"./xs:annotation/xs:appinfo[@source='Distinguished Value']/text()", member);
+    return firstText(u"./xs:annotation/xs:appinfo[@source='Distinguished Value']/text()", member);
 }
 
 WString XSDDictionaryLoaderImpl::requiresSemanticsValidationText(
     const xercesc::DOMElement* member) {
-    return annotationText(
-        *this, u"./xs:annotation/xs:appinfo[@source='RequiresSemanticsValidation']/text()", member);
+    return firstText(u"./xs:annotation/xs:appinfo[@source='RequiresSemanticsValidation']/text()",
+                     member);
 }
 
 Templates::auto_ptr<Types::BaseType> XSDDictionaryLoaderImpl::parseDefaultValue(

@@ -81,9 +81,7 @@ WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declar
 }
 
 WString XSDDictionaryLoaderImpl::namespaceURIAnnotation(const xercesc::DOMNode* node) {
-    FirstResult uri =
-        selectFirst(u"./xs:annotation/xs:appinfo[@source='XMLNamespaceURI']/text()", node);
-    return uri.isNode() ? toWString(XMLUtils::nodeValue(uri.getNodeValue())) : WString();
+    return firstText(u"./xs:annotation/xs:appinfo[@source='XMLNamespaceURI']/text()", node);
 }
 
 void XSDDictionaryLoaderImpl::addDescriptiveProperties(const xercesc::DOMElement* declaration,

@@ -70,6 +70,12 @@ FirstResult XSDDictionaryLoaderImpl::selectFirst(const XMLCh* query,
     return FirstResult(nodes.empty() ? nullptr : nodes.front());
 }
 
+WString XSDDictionaryLoaderImpl::firstText(const XMLCh* query, const xercesc::DOMNode* context,
+                                           Prefixes prefixes) {
+    FirstResult result = selectFirst(query, context, prefixes);
+    return result.isNode() ? toWString(XMLUtils::nodeValue(result.getNodeValue())) : WString();
+}
+
 WString XSDDictionaryLoaderImpl::localPart(WString qualifiedName) {
     const auto colon = qualifiedName.find(u':');
     return colon == WString::npos ? qualifiedName : qualifiedName.substr(colon + 1);

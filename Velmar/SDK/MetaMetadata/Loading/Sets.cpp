@@ -103,8 +103,7 @@ xercesc::DOMElement* XSDDictionaryLoaderImpl::findComplexType(const WString& nam
 }
 
 WString XSDDictionaryLoaderImpl::baseTypeName(const xercesc::DOMElement* complexType) {
-    FirstResult base = selectFirst(u"./*/*/@base", complexType);
-    return base.isNode() ? toWString(XMLUtils::nodeValue(base.getNodeValue())) : WString();
+    return firstText(u"./*/*/@base", complexType);
 }
 
 void XSDDictionaryLoaderImpl::collectMemberDeclarations(const xercesc::DOMElement* complexType,

@@ -69,6 +69,10 @@ class XSDDictionaryLoaderImpl {
                      Prefixes prefixes = Prefixes::Bound);
     FirstResult selectFirst(const XMLCh* query, const xercesc::DOMNode* context,
                             Prefixes prefixes = Prefixes::Bound);
+    // The first result's text (a text node's, or an attribute's value); empty when there is
+    // no result, for reads where no node and an empty text mean the same.
+    WString firstText(const XMLCh* query, const xercesc::DOMNode* context,
+                      Prefixes prefixes = Prefixes::Bound);
     static WString localPart(WString qualifiedName);
     static WString toWString(const XMLCh* text);
     [[noreturn]] static void checkFailed(const char* condition, const WString& message, int line);
