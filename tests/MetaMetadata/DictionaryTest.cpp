@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,80 @@ TEST(Dictionary, KeepsACopyOfEachSetAndReplacesByKey) {
         EXPECT_EQ(std::u16string(dictionary.metaMetadataSetAt(0).getProperty(u"name")), u"Second");
         EXPECT_EQ(dictionary.metaMetadataSet(key(100)), &dictionary.metaMetadataSetAt(0));
         EXPECT_EQ(dictionary.metaMetadataSet(key(300)), nullptr);
+        // The name index follows the replacement.
+        EXPECT_EQ(dictionary.metaMetadataSetByName(u"Second"), &dictionary.metaMetadataSetAt(0));
+        EXPECT_EQ(dictionary.metaMetadataSetByName(u"First"), nullptr);
+
+        // Moved, the dictionary keeps its objects where they were.
+        const MetaMetadataSet* before = &dictionary.metaMetadataSetAt(0);
+        Dictionary moved(std::move(dictionary));
+        EXPECT_EQ(moved.metaMetadataSet(key(100)), before);
+        EXPECT_EQ(moved.metaElement(label(1)), &held);
+        Dictionary assigned;
+        assigned = std::move(moved);
+        EXPECT_EQ(assigned.metaMetadataSetByName(u"Second"), before);
     }
     EXPECT_EQ(Platform::malloc_alloc::bytesInUse(), before);
+}
+
+// Labels that differ only in the version byte: the exact one wins, else the highest version;
+// set keys may also differ in the group coding byte. The registers hold no such pairs.
+TEST(Dictionary, TolerantLookupsPreferExactThenHighestVersion) {
+    auto bytes = [](int coding, int version, int last) {
+        std::array<unsigned char, 16> b = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x53, 0x01, 0x01,
+                                           0x0d, 0x01, 0x01, 0x01, 0x01, 0x01, 0x2f, 0x00};
+        b[5] = static_cast<unsigned char>(coding);
+        b[7] = static_cast<unsigned char>(version);
+        b[15] = static_cast<unsigned char>(last);
+        return b;
+    };
+    Dictionary dictionary;
+    for (int version : {0x02, 0x05, 0x03}) {
+        const Types::UniversalLabel l(bytes(0x53, version, 0).data());
+        dictionary.addMetaElement(l, Templates::auto_ptr<MetaElement>(
+                                         new MetaSimpleElement(l, Types::Identifiers::UInt8)));
+        MetaMetadataSet set(KLV::Key(bytes(0x7f, version, 0).data()));
+        dictionary.addMetaMetadataSet(set.key(), set);
+    }
+    MetaMetadataSet other(KLV::Key(bytes(0x13, 0x01, 1).data()));
+    dictionary.addMetaMetadataSet(other.key(), other);
+
+    struct Case {
+        int coding, version, last;
+        int foundVersion;  // 0: nothing
+        LabelMatch match;
+    };
+    const Case sets[] = {
+        {0x7f, 0x03, 0, 0x03, LabelMatch::Exact},
+        {0x7f, 0x01, 0, 0x05, LabelMatch::IgnoringVersion},
+        {0x53, 0x03, 0, 0x05, LabelMatch::IgnoringCoding},
+        {0x53, 0x01, 1, 0x01, LabelMatch::IgnoringCoding},
+        {0x13, 0x0e, 1, 0x01, LabelMatch::IgnoringVersion},
+        {0x53, 0x01, 2, 0, LabelMatch::None},
+    };
+    for (const Case& c : sets) {
+        LabelMatch match = LabelMatch::Exact;
+        const MetaMetadataSet* found = dictionary.findMetaMetadataSet(
+            KLV::Key(bytes(c.coding, c.version, c.last).data()), &match);
+        EXPECT_EQ(match, c.match) << c.coding << " " << c.version;
+        ASSERT_EQ(found != nullptr, c.foundVersion != 0);
+        if (found != nullptr) {
+            EXPECT_EQ(found->key().bytes()[7], c.foundVersion);
+        }
+    }
+    const Case elements[] = {
+        {0x53, 0x02, 0, 0x02, LabelMatch::Exact},
+        {0x53, 0x0e, 0, 0x05, LabelMatch::IgnoringVersion},
+        {0x7f, 0x05, 0, 0, LabelMatch::None},  // elements have no coding byte to ignore
+    };
+    for (const Case& c : elements) {
+        LabelMatch match = LabelMatch::Exact;
+        const MetaElement* found = dictionary.findMetaElement(
+            Types::UniversalLabel(bytes(c.coding, c.version, c.last).data()), &match);
+        EXPECT_EQ(match, c.match);
+        ASSERT_EQ(found != nullptr, c.foundVersion != 0);
+        if (found != nullptr) {
+            EXPECT_EQ(found->universalLabel()[7], c.foundVersion);
+        }
+    }
 }

@@ -3,12 +3,21 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Velmar/SDK/Exceptions/InvalidTextRepresentation.h"
 #include "Velmar/SDK/Types/DottedHex.h"
 
 namespace Velmar::SDK::KLV {
 
 Key::Key(const XMLCh* text, Types::StringRepresentationEncodingType) {
     Types::readDottedHex(text, bytes_, kSize, "Key");
+}
+
+Key::Key(const unsigned char* bytes) {
+    if (bytes == nullptr) {
+        VELMAR_SDK_THROW(Exceptions::InvalidTextRepresentation,
+                         "Key cannot be made from a null pointer");
+    }
+    std::memcpy(bytes_, bytes, kSize);
 }
 
 const Key& Key::operator=(const Key& other) {

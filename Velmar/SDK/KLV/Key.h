@@ -11,6 +11,8 @@ namespace Velmar::SDK::KLV {
 class VELMAR_SDK_API Key {
     VELMAR_SDK_CLASS_ALLOCATION
     Key(const XMLCh* text, Types::StringRepresentationEncodingType encoding);
+    // Reads kSize bytes, as a file stores them.
+    explicit Key(const unsigned char* bytes);
     Key(const Key& other) = default;
     const Key& operator=(const Key& other);
     ~Key() = default;

@@ -1,11 +1,41 @@
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace Velmar::SDK::MetaMetadata {
+
+namespace {
+
+constexpr std::size_t kVersionByte = 7;
+constexpr std::size_t kCodingByte = 5;
+
+std::array<unsigned char, 16> masked(const unsigned char* bytes, bool coding) {
+    std::array<unsigned char, 16> copy;
+    std::memcpy(copy.data(), bytes, copy.size());
+    copy[kVersionByte] = 0;
+    if (coding) {
+        copy[kCodingByte] = 0;
+    }
+    return copy;
+}
+
+// Keeps positions ascending and unique, so that the earliest set wins.
+void insertPosition(Templates::vector<std::size_t>& positions, std::size_t position) {
+    auto at = std::lower_bound(positions.begin(), positions.end(), position);
+    if (at == positions.end() || *at != position) {
+        positions.insert(at, position);
+    }
+}
+
+}  // namespace
 
 AbstractDictionary::~AbstractDictionary() = default;
 MetaElementRegistry::~MetaElementRegistry() = default;
 
 Dictionary::Dictionary() = default;
+Dictionary::Dictionary(Dictionary&& other) noexcept = default;
+Dictionary& Dictionary::operator=(Dictionary&& other) noexcept = default;
 Dictionary::~Dictionary() = default;
 
 const Types::UniversalLabel* Dictionary::universalLabel(const Types::LocalTag& tag) const {
@@ -35,19 +65,93 @@ const Types::LocalTag* Dictionary::localTag(const Types::UniversalLabel& label) 
 }
 
 const MetaMetadataSet* Dictionary::metaMetadataSet(const KLV::Key& key) const {
-    auto it = sets_.find(key);
-    return it == sets_.end() ? nullptr : it->second.get();
+    auto it = setsByKey_.find(key);
+    return it == setsByKey_.end() ? nullptr : sets_[it->second].get();
 }
 
 void Dictionary::addMetaMetadataSet(const KLV::Key& key, const MetaMetadataSet& set) {
     Templates::auto_ptr<MetaMetadataSet> copy(new MetaMetadataSet(set));
-    auto it = sets_.find(key);
-    if (it != sets_.end()) {
-        it->second = std::move(copy);
-        return;
+    auto it = setsByKey_.find(key);
+    std::size_t position = 0;
+    if (it != setsByKey_.end()) {
+        position = it->second;
+        sets_[position] = std::move(copy);
+    } else {
+        position = sets_.size();
+        sets_.push_back(std::move(copy));
+        setsByKey_.emplace(key, position);
+        setsByVersionless_[masked(key.bytes(), false)].push_back(position);
+        setsByCodingless_[masked(key.bytes(), true)].push_back(position);
     }
-    setOrder_.push_back(key);
-    sets_.emplace(key, std::move(copy));
+    const MetaMetadataSet& held = *sets_[position];
+    if (held.hasProperty(u"name")) {
+        insertPosition(setsByName_[WString(held.getProperty(u"name"))], position);
+    }
+    if (held.hasProperty(u"XMLTagName")) {
+        insertPosition(setsByTagName_[WString(held.getProperty(u"XMLTagName"))], position);
+    }
+}
+
+const MetaMetadataSet* Dictionary::findMetaMetadataSet(const KLV::Key& key,
+                                                       LabelMatch* match) const {
+    LabelMatch found = LabelMatch::None;
+    const MetaMetadataSet* result = metaMetadataSet(key);
+    if (result != nullptr) {
+        found = LabelMatch::Exact;
+    } else {
+        // The highest version wins, then the earliest set.
+        auto best = [&](const Templates::map<Bytes, Positions>& index, bool coding) {
+            const MetaMetadataSet* chosen = nullptr;
+            auto it = index.find(masked(key.bytes(), coding));
+            if (it != index.end()) {
+                for (std::size_t position : it->second) {
+                    const MetaMetadataSet* candidate = sets_[position].get();
+                    if (chosen == nullptr || candidate->key().bytes()[kVersionByte] >
+                                                 chosen->key().bytes()[kVersionByte]) {
+                        chosen = candidate;
+                    }
+                }
+            }
+            return chosen;
+        };
+        if ((result = best(setsByVersionless_, false)) != nullptr) {
+            found = LabelMatch::IgnoringVersion;
+        } else if ((result = best(setsByCodingless_, true)) != nullptr) {
+            found = LabelMatch::IgnoringCoding;
+        }
+    }
+    if (match != nullptr) {
+        *match = found;
+    }
+    return result;
+}
+
+const MetaMetadataSet* Dictionary::setByProperty(const Templates::map<WString, Positions>& index,
+                                                 const XMLCh* value) const {
+    if (value == nullptr) {
+        return nullptr;
+    }
+    auto it = index.find(WString(value));
+    if (it == index.end()) {
+        return nullptr;
+    }
+    const XMLCh* property = &index == &setsByName_ ? u"name" : u"XMLTagName";
+    // A set replaced since may have another name now.
+    for (std::size_t position : it->second) {
+        const MetaMetadataSet& set = *sets_[position];
+        if (set.hasProperty(property) && it->first == set.getProperty(property)) {
+            return &set;
+        }
+    }
+    return nullptr;
+}
+
+const MetaMetadataSet* Dictionary::metaMetadataSetByName(const XMLCh* name) const {
+    return setByProperty(setsByName_, name);
+}
+
+const MetaMetadataSet* Dictionary::metaMetadataSetByTagName(const XMLCh* tagName) const {
+    return setByProperty(setsByTagName_, tagName);
 }
 
 const MetaElement* Dictionary::metaElement(const Types::UniversalLabel& label) const {
@@ -62,10 +166,44 @@ void Dictionary::addMetaElement(const Types::UniversalLabel& label,
     }
     const MetaElement* held = element.get();
     elements_.push_back(std::move(element));
-    elementsByLabel_.emplace(label, held);
+    if (elementsByLabel_.emplace(label, held).second) {
+        elementsByVersionless_[masked(label.bytes(), false)].push_back(held);
+    }
     if (held->hasProperty(u"XMLTagName")) {
         elementsByTagName_.emplace(WString(held->getProperty(u"XMLTagName")), held);
     }
+    if (held->hasProperty(u"name")) {
+        elementsByName_.emplace(WString(held->getProperty(u"name")), held);
+    }
+}
+
+const MetaElement* Dictionary::findMetaElement(const Types::UniversalLabel& label,
+                                               LabelMatch* match) const {
+    LabelMatch found = LabelMatch::None;
+    const MetaElement* result = metaElement(label);
+    if (result != nullptr) {
+        found = LabelMatch::Exact;
+    } else if (label.size() == 16) {
+        auto it = elementsByVersionless_.find(masked(label.bytes(), false));
+        if (it != elementsByVersionless_.end()) {
+            for (const MetaElement* candidate : it->second) {
+                if (result == nullptr || candidate->universalLabel()[kVersionByte] >
+                                             result->universalLabel()[kVersionByte]) {
+                    result = candidate;
+                }
+            }
+            found = LabelMatch::IgnoringVersion;
+        }
+    }
+    if (match != nullptr) {
+        *match = found;
+    }
+    return result;
+}
+
+const MetaElement* Dictionary::metaElementByName(const XMLCh* name) const {
+    auto it = elementsByName_.find(WString(name != nullptr ? name : u""));
+    return it == elementsByName_.end() ? nullptr : it->second;
 }
 
 const MetaElement* Dictionary::metaElementByLocalTag(const Types::LocalTag& tag) const {
@@ -86,10 +224,6 @@ Templates::vector<const MetaElement*> Dictionary::duplicateMetaElements() const 
         }
     }
     return duplicates;
-}
-
-const MetaMetadataSet& Dictionary::metaMetadataSetAt(std::size_t index) const {
-    return *sets_.at(setOrder_.at(index));
 }
 
 }  // namespace Velmar::SDK::MetaMetadata

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <utility>
 
 #include "Velmar/SDK/KLV/Key.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/MetaMetadataSet.h"
+#include "Velmar/SDK/Templates/IndirectRange.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/map.h"
 #include "Velmar/SDK/Templates/vector.h"
@@ -33,25 +35,41 @@ class VELMAR_SDK_API MetaElementRegistry {
                                 Templates::auto_ptr<MetaElement> element) = 0;
 };
 
+// How a lookup that tolerates differences found what it gave.
+enum class LabelMatch {
+    None,             // nothing found
+    Exact,            // every byte equal
+    IgnoringVersion,  // equal but for the version byte (the eighth)
+    IgnoringCoding,   // a set key equal but for the version and the group coding (the sixth)
+};
+
 // The in-memory dictionary a load fills.
 //
 // Elements: owned until the dictionary goes, never moved. A label given twice keeps both
 // elements; lookups give the first and the later ones are reported as duplicates.
 // Local tags: the first mapping of a label and of a tag stays; a later one that contradicts it
 // is kept as a conflict and changes nothing. Sets: a set under a key already held replaces the
-// old copy but keeps its place in the order.
+// old copy (pointers to the old copy end) but keeps its place in the order.
+// A dictionary can be moved: elements and sets keep their addresses.
 class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementRegistry {
   public:
     struct LocalTagConflict {
         Types::LocalTag tag;
         Types::UniversalLabel label;
     };
+    using ElementStore = Templates::vector<Templates::auto_ptr<MetaElement>>;
+    using SetStore = Templates::vector<Templates::auto_ptr<MetaMetadataSet>>;
+    using MetaElementRange = Templates::IndirectRange<MetaElement, ElementStore>;
+    using MetaMetadataSetRange = Templates::IndirectRange<MetaMetadataSet, SetStore>;
 
     Dictionary();
     Dictionary(const Dictionary&) = delete;
     Dictionary& operator=(const Dictionary&) = delete;
+    Dictionary(Dictionary&& other) noexcept;
+    Dictionary& operator=(Dictionary&& other) noexcept;
     ~Dictionary() override;
 
+    // Exact lookups, as the loader uses them.
     const Types::UniversalLabel* universalLabel(const Types::LocalTag& tag) const override;
     void addLocalTag(const Types::LocalTag& tag, const Types::UniversalLabel& label) override;
     const Types::LocalTag* localTag(const Types::UniversalLabel& label) const override;
@@ -61,18 +79,35 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     void addMetaElement(const Types::UniversalLabel& label,
                         Templates::auto_ptr<MetaElement> element) override;
 
+    // Lookups for labels and keys read from files, where registers and writers differ in the
+    // version byte. An exact match wins; else the element whose label differs only in the
+    // version byte, the highest version where several do.
+    const MetaElement* findMetaElement(const Types::UniversalLabel& label,
+                                       LabelMatch* match = nullptr) const;
+    // The same for sets, then a key that also differs in the group coding byte (0x7f in a
+    // register's group labels, 0x53 in a file's local sets, 0x13 and others for other codings).
+    const MetaMetadataSet* findMetaMetadataSet(const KLV::Key& key,
+                                               LabelMatch* match = nullptr) const;
+
     // Every element in the order received, duplicates included.
+    MetaElementRange metaElements() const { return MetaElementRange(elements_); }
     std::size_t metaElementCount() const { return elements_.size(); }
     const MetaElement& metaElementAt(std::size_t index) const { return *elements_.at(index); }
     const MetaElement* metaElementByLocalTag(const Types::LocalTag& tag) const;
     // By the "XMLTagName" property the element had when it was added; the first one wins.
     const MetaElement* metaElementByTagName(const XMLCh* tagName) const;
+    // By its "name" property (the name in the specification) when added; the first one wins.
+    const MetaElement* metaElementByName(const XMLCh* name) const;
     // Elements whose label an earlier element already had.
     Templates::vector<const MetaElement*> duplicateMetaElements() const;
 
     // Every set in the order its key was first received.
-    std::size_t metaMetadataSetCount() const { return setOrder_.size(); }
-    const MetaMetadataSet& metaMetadataSetAt(std::size_t index) const;
+    MetaMetadataSetRange metaMetadataSets() const { return MetaMetadataSetRange(sets_); }
+    std::size_t metaMetadataSetCount() const { return sets_.size(); }
+    const MetaMetadataSet& metaMetadataSetAt(std::size_t index) const { return *sets_.at(index); }
+    // By the "name" or the "XMLTagName" property; the earliest set in the order wins.
+    const MetaMetadataSet* metaMetadataSetByName(const XMLCh* name) const;
+    const MetaMetadataSet* metaMetadataSetByTagName(const XMLCh* tagName) const;
 
     std::size_t localTagCount() const { return labelToTag_.size(); }
     const Templates::vector<LocalTagConflict>& localTagConflicts() const {
@@ -80,14 +115,28 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     }
 
   private:
-    Templates::vector<Templates::auto_ptr<MetaElement>> elements_;
+    using Bytes = std::array<unsigned char, 16>;
+    using Positions = Templates::vector<std::size_t>;
+    const MetaMetadataSet* setByProperty(const Templates::map<WString, Positions>& index,
+                                         const XMLCh* value) const;
+
+    ElementStore elements_;
     Templates::map<Types::UniversalLabel, const MetaElement*> elementsByLabel_;
+    // The first element of each label, by its label without the version byte.
+    Templates::map<Bytes, Templates::vector<const MetaElement*>> elementsByVersionless_;
     Templates::map<WString, const MetaElement*> elementsByTagName_;
+    Templates::map<WString, const MetaElement*> elementsByName_;
     Templates::map<Types::UniversalLabel, Types::LocalTag> labelToTag_;
     Templates::map<Types::LocalTag, Types::UniversalLabel> tagToLabel_;
     Templates::vector<LocalTagConflict> localTagConflicts_;
-    Templates::vector<KLV::Key> setOrder_;
-    Templates::map<KLV::Key, Templates::auto_ptr<MetaMetadataSet>> sets_;
+    // Sets in order, and their positions by key, by key without the version byte, and without
+    // the version and coding bytes, and by name. A replaced set keeps its position.
+    SetStore sets_;
+    Templates::map<KLV::Key, std::size_t> setsByKey_;
+    Templates::map<Bytes, Positions> setsByVersionless_;
+    Templates::map<Bytes, Positions> setsByCodingless_;
+    Templates::map<WString, Positions> setsByName_;
+    Templates::map<WString, Positions> setsByTagName_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

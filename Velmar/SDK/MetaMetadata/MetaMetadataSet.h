@@ -5,6 +5,7 @@
 #include "Velmar/SDK/KLV/Key.h"
 #include "Velmar/SDK/MetaMetadata/MetaAttribute.h"
 #include "Velmar/SDK/MetaMetadata/PropertyMap.h"
+#include "Velmar/SDK/Templates/IndirectRange.h"
 #include "Velmar/SDK/Templates/SharedPtr.h"
 #include "Velmar/SDK/Templates/vector.h"
 
@@ -24,12 +25,17 @@ class VELMAR_SDK_API MetaMetadataSet : public PropertyMap {
     const KLV::Key& key() const { return key_; }
     void addMetaAttribute(MetaAttributePtr attribute);
 
+    using AttributeStore = Templates::vector<MetaAttributePtr>;
+    // The attributes in order, for range-for.
+    Templates::IndirectRange<MetaAttribute, AttributeStore> attributes() const {
+        return Templates::IndirectRange<MetaAttribute, AttributeStore>(attributes_);
+    }
     std::size_t attributeCount() const { return attributes_.size(); }
     const MetaAttribute& attribute(std::size_t index) const { return *attributes_.at(index); }
 
   private:
     KLV::Key key_;
-    Templates::vector<MetaAttributePtr> attributes_;
+    AttributeStore attributes_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

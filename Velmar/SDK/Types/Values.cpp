@@ -96,10 +96,24 @@ ISO8String::ISO8String(const char* text) : value_(text != nullptr ? text : "") {
     setBytes(reinterpret_cast<const unsigned char*>(value_.data()), value_.size());
 }
 
+namespace {
+// Raised at the caller's line.
+[[noreturn]] void refuseNullBytes(const char* className, int line = __builtin_LINE()) {
+    const String message = String(className) + " cannot be made from a null pointer";
+    throw Exceptions::InvalidTextRepresentation(message.c_str(), __FILE__, line);
+}
+}  // namespace
+
 UID::UID(const XMLCh* text, StringRepresentationEncodingType, std::size_t byteCount,
          const char* className) {
     bytes_.resize(byteCount);
     readDottedHex(text, bytes_.data(), byteCount, className);
+}
+UID::UID(const unsigned char* bytes, std::size_t byteCount, const char* className) {
+    if (bytes == nullptr) {
+        refuseNullBytes(className);
+    }
+    setBytes(bytes, byteCount);
 }
 UID::~UID() = default;
 
@@ -131,6 +145,21 @@ LocalTag::LocalTag(const XMLCh* text, StringRepresentationEncodingType) {
     if (value() == 0) {
         VELMAR_SDK_THROW(Exceptions::InvalidTextRepresentation,
                          "LocalTag cannot read \"00.00\": 00.00 is not a local tag");
+    }
+}
+LocalTag::LocalTag(unsigned short value) {
+    setBigEndian(value);
+    if (value == 0) {
+        VELMAR_SDK_THROW(Exceptions::InvalidTextRepresentation, "00.00 is not a local tag");
+    }
+}
+LocalTag::LocalTag(const unsigned char* bytes) {
+    if (bytes == nullptr) {
+        refuseNullBytes("LocalTag");
+    }
+    setBytes(bytes, 2);
+    if (value() == 0) {
+        VELMAR_SDK_THROW(Exceptions::InvalidTextRepresentation, "00.00 is not a local tag");
     }
 }
 unsigned short LocalTag::size() const {
