@@ -19,15 +19,13 @@ using testing_support::wide;
 namespace {
 
 struct ParserRelease {
-    void operator()(xercesc::DOMLSParser* p) const { p->release(); }
+    void operator()(XMLUtils::SchemaParser* p) const { p->release(); }
 };
 
 class Aggregation : public ::testing::Test {
   protected:
     Aggregation()
-        : parser_(static_cast<xercesc::DOMImplementationLS*>(
-                      XMLUtils::Initializer::instance().domImplementation())
-                      ->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr)) {}
+        : parser_((XMLUtils::Initializer::instance(), new XMLUtils::SchemaParser(positions_))) {}
 
     xercesc::DOMDocument* aggregate(const std::filesystem::path& file) {
         XMLUtils::XSDAggregator aggregator(wide(file.parent_path().string()).c_str(),
@@ -59,7 +57,8 @@ class Aggregation : public ::testing::Test {
         return names;
     }
 
-    std::unique_ptr<xercesc::DOMLSParser, ParserRelease> parser_;
+    XMLUtils::SourcePositions positions_;
+    std::unique_ptr<XMLUtils::SchemaParser, ParserRelease> parser_;
 };
 
 }  // namespace
@@ -68,6 +67,48 @@ TEST_F(Aggregation, IncludedComponentsTakeTheIncludesPlaceInReadingOrder) {
     const auto* document = aggregate(fixture("XMLUtils/fixtures/order/main.xsd"));
     EXPECT_EQ(topLevelNames(document),
               (std::vector<std::string>{"A", "X1", "Y1", "Z1", "X2", "B"}));
+}
+
+// Each declaration knows the file and line it was written at, also after its file's components
+// were moved into the main document.
+TEST_F(Aggregation, DeclarationsKeepTheirFileAndLine) {
+    const auto* document = aggregate(fixture("XMLUtils/fixtures/order/main.xsd"));
+    std::vector<std::string> where;
+    for (const auto* e = document->getDocumentElement()->getFirstElementChild(); e != nullptr;
+         e = e->getNextElementSibling()) {
+        const auto position = positions_.find(e);
+        ASSERT_NE(position.file, nullptr) << utf8(e->getAttribute(u"name"));
+        where.push_back(std::filesystem::path(*position.file).filename().string() + ":" +
+                        std::to_string(position.line));
+    }
+    EXPECT_EQ(where, (std::vector<std::string>{"main.xsd:3", "x.xsd:2", "y.xsd:3", "z.xsd:1",
+                                               "x.xsd:4", "main.xsd:5"}));
+    EXPECT_EQ(positions_.find(document->getDocumentElement()).file, nullptr);
+}
+
+// Nesting is refused past the limit from the parser's own callbacks, before its cost (which
+// grows with the square of the depth) is paid; at the limit the file still reads.
+TEST_F(Aggregation, RefusesNestingDeeperThanTheLimit) {
+    testing_support::TempDir temp;
+    auto nested = [&](unsigned depth) {
+        std::string text = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n";
+        for (unsigned i = 1; i < depth; ++i) {
+            text += "<a>";
+        }
+        for (unsigned i = 1; i < depth; ++i) {
+            text += "</a>";
+        }
+        return text + "\n</xs:schema>\n";
+    };
+    temp.write("limit.xsd", nested(XMLUtils::SchemaParser::kMaxDepth));
+    EXPECT_NE(aggregate(temp.path() / "limit.xsd"), nullptr);
+    temp.write("deep.xsd", nested(200000));
+    const std::string message = failure(temp.path(), "deep.xsd");
+    EXPECT_NE(message.find("deep.xsd\" at line 2: elements nest deeper than 1000 levels"),
+              std::string::npos)
+        << message;
+    // The parser is usable again afterwards.
+    EXPECT_NE(aggregate(temp.path() / "limit.xsd"), nullptr);
 }
 
 // Diamonds, self-inclusion and cycles: each file is read once, at its first inclusion, and an

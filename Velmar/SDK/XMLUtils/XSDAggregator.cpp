@@ -106,20 +106,16 @@ class RefusingResolver : public xercesc::DOMLSResourceResolver {
 };
 
 struct ParserRelease {
-    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
+    void operator()(SchemaParser* parser) const { parser->release(); }
 };
-using OwnedParser = std::unique_ptr<xercesc::DOMLSParser, ParserRelease>;
+using OwnedParser = std::unique_ptr<SchemaParser, ParserRelease>;
 
 class Aggregation {
   public:
     // The main file is read with the caller's parser, whose document it becomes; included files
     // with a parser of our own, whose documents go with this object.
-    explicit Aggregation(xercesc::DOMLSParser& parser)
-        : parser_(parser),
-          includeParser_(
-              static_cast<xercesc::DOMImplementationLS*>(
-                  xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS"))
-                  ->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr)) {
+    explicit Aggregation(SchemaParser& parser)
+        : parser_(parser), includeParser_(new SchemaParser(parser.positions())) {
         security_.setEntityExpansionLimit(kEntityExpansionLimit);
         configure(parser_);
         configure(*includeParser_);
@@ -219,7 +215,9 @@ class Aggregation {
             if (const XMLCh* nested = includedLocation(child)) {
                 include(path, nested, before);
             } else {
-                root_->insertBefore(root_->getOwnerDocument()->importNode(child, true), before);
+                DOMNode* copy = root_->getOwnerDocument()->importNode(child, true);
+                parser_.positions().copyTree(child, copy);
+                root_->insertBefore(copy, before);
             }
         }
     }
@@ -269,7 +267,7 @@ class Aggregation {
         return bytes;
     }
 
-    xercesc::DOMDocument* parse(xercesc::DOMLSParser& parser, const fs::path& path,
+    xercesc::DOMDocument* parse(SchemaParser& parser, const fs::path& path,
                                 const fs::path& includedFrom) {
         const std::string where = describe(path, includedFrom);
         const std::vector<XMLByte> bytes = readFile(path, where);
@@ -280,8 +278,13 @@ class Aggregation {
         resolver_.refused.clear();
         xercesc::DOMDocument* document = nullptr;
         std::string thrown;
+        parser.setFile(parser.positions().addFile(path.string()));
         try {
             document = parser.parse(&input);
+        } catch (const NestingTooDeep& e) {
+            fail("Cannot parse schema file " + where + " at line " + std::to_string(e.line) +
+                 ": elements nest deeper than " + std::to_string(SchemaParser::kMaxDepth) +
+                 " levels");
         } catch (const xercesc::XMLException& e) {
             thrown = narrow(e.getMessage());
         } catch (const xercesc::DOMException& e) {
@@ -343,7 +346,7 @@ class Aggregation {
         }
     }
 
-    xercesc::DOMLSParser& parser_;
+    SchemaParser& parser_;
     xercesc::SecurityManager security_;
     ErrorCollector errors_;
     RefusingResolver resolver_;
@@ -359,7 +362,7 @@ XSDAggregator::XSDAggregator(const XMLCh* folder, const XMLCh* fileName)
 
 XSDAggregator::~XSDAggregator() = default;
 
-xercesc::DOMDocument* XSDAggregator::createStandAloneSchemaDocument(xercesc::DOMLSParser& parser) {
+xercesc::DOMDocument* XSDAggregator::createStandAloneSchemaDocument(SchemaParser& parser) {
     const std::string folder(Utils::toUtf8(folder_.c_str()).c_str());
     const std::string fileName(Utils::toUtf8(fileName_.c_str()).c_str());
     if (isUrl(folder) || isUrl(fileName)) {

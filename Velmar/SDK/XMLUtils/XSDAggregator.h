@@ -1,9 +1,9 @@
 #pragma once
 
 #include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMLSParser.hpp>
 
 #include "Velmar/SDK/Templates/String.h"
+#include "Velmar/SDK/XMLUtils/SchemaParser.h"
 
 namespace Velmar::SDK::XMLUtils {
 
@@ -16,7 +16,8 @@ namespace Velmar::SDK::XMLUtils {
 // included root declares and the main root lacks are added to the main root. CDATA sections
 // become text. Nothing is read from the network, no DTD or external entity is loaded, and
 // entity expansion is bounded. Any failure is a ParseError naming the file (and the line and
-// column where the parser gives them).
+// column where the parser gives them). The parser records where each declaration stands, in
+// every file read.
 class XSDAggregator {
   public:
     XSDAggregator(const XMLCh* folder, const XMLCh* fileName);
@@ -26,7 +27,7 @@ class XSDAggregator {
 
     // The document belongs to the parser: it goes when the parser is released. The parser is
     // configured for reading schemas as a side effect.
-    xercesc::DOMDocument* createStandAloneSchemaDocument(xercesc::DOMLSParser& parser);
+    xercesc::DOMDocument* createStandAloneSchemaDocument(SchemaParser& parser);
 
   private:
     WString folder_;

@@ -102,10 +102,12 @@ TEST(BrokenDictionaries, LongTextsAndDeepNestingEndCleanly) {
         deep += "<xs:annotation>";
     for (int i = 0; i < 20000; ++i)
         deep += "</xs:annotation>";
-    EXPECT_EQ(load(temp.write("deep.xsd", testing_support::schema("<xs:element name=\"D\">" + deep +
-                                                                  "</xs:element>")))
-                  .first,
-              "loads");
+    const auto tooDeep = load(temp.write(
+        "deep.xsd", testing_support::schema("<xs:element name=\"D\">" + deep + "</xs:element>")));
+    EXPECT_EQ(tooDeep.first, "ParseError");
+    EXPECT_NE(tooDeep.second.find("deep.xsd\" at line 1: elements nest deeper than 1000 levels"),
+              std::string::npos)
+        << tooDeep.second;
 
     const auto directory = load(temp.path());
     EXPECT_EQ(directory.first, "ParseError");

@@ -15,11 +15,8 @@
 namespace Velmar::SDK::MetaMetadata::Loading {
 
 XSDDictionaryLoaderImpl::XSDDictionaryLoaderImpl() {
-    auto* implementation = static_cast<xercesc::DOMImplementationLS*>(
-        XMLUtils::Initializer::instance().domImplementation());
-    parser_.reset(
-        implementation->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr,
-                                       xercesc::XMLPlatformUtils::fgMemoryManager, nullptr));
+    XMLUtils::Initializer::instance();
+    parser_.reset(new XMLUtils::SchemaParser(positions_));
     Initializer::instance();
 }
 

@@ -16,6 +16,7 @@
 #include "Velmar/SDK/Templates/map.h"
 #include "Velmar/SDK/Templates/vector.h"
 #include "Velmar/SDK/Types/LocalTag.h"
+#include "Velmar/SDK/XMLUtils/SchemaParser.h"
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -39,7 +40,7 @@ class FirstResult {
 enum class Prefixes { Bound, None };
 
 struct ParserRelease {
-    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
+    void operator()(XMLUtils::SchemaParser* parser) const { parser->release(); }
 };
 
 // The state of one loader, carried from pass to pass. Every pass is a member operation and
@@ -157,7 +158,8 @@ class XSDDictionaryLoaderImpl {
     WString schemaFolder_;
     WString schemaFileName_;
     xercesc::DOMDocument* document_ = nullptr;  // the parser's; never released here
-    std::unique_ptr<xercesc::DOMLSParser, ParserRelease> parser_;
+    XMLUtils::SourcePositions positions_;  // outlives the parser, whose nodes point at it
+    std::unique_ptr<XMLUtils::SchemaParser, ParserRelease> parser_;
     XMLUtils::NamespaceResolver* nsResolver_ = nullptr;  // the evaluator's
     // Destroyed before the parser releases the document it reads.
     Templates::auto_ptr<XMLUtils::XPathEvaluator> evaluator_;
