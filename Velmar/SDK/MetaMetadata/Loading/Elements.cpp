@@ -147,6 +147,9 @@ void XSDDictionaryLoaderImpl::loadMetaElements(Dictionary& dictionary,
         name2MetaElementMap_[nameAttribute(declaration)] = element.get();
         // Copied before the element moves into the call.
         const Types::UniversalLabel label = element->universalLabel();
+        if (diagnosing()) {
+            diagnoseLabel(declaration, label);
+        }
         static_cast<MetaElementRegistry&>(dictionary).addMetaElement(label, std::move(element));
     }
 }
@@ -173,6 +176,11 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
         collectReferenceTargetNames(declaration, targetNames);
         KeyVector targetKeys;
         referenceTargetKeys(targetNames, targetKeys);
+        if (targetKeys.empty() && diagnosing()) {
+            const WString name = nameAttribute(declaration);
+            diagnose(LoadDiagnostic::Kind::ReferenceToNoSet, declaration, name,
+                     u"The targets of reference " + name + u" name no set");
+        }
         if (!isCollection(dataType)) {
             factory.validateSimpleType(dataType);
             element.reset(new MetaReferenceElement(*label, targetKeys, dataType));
@@ -199,6 +207,9 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
 
     Templates::auto_ptr<Types::LocalTag> localTag = declarationLocalTag(declaration);
     if (localTag) {
+        if (diagnosing()) {
+            diagnoseLocalTag(declaration, *localTag, *label, dictionary);
+        }
         dictionary.addLocalTag(*localTag, *label);
     }
     addMetaElementProperties(declaration, *element);

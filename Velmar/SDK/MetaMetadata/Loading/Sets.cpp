@@ -32,6 +32,9 @@ void XSDDictionaryLoaderImpl::loadMetaMetadataSets(Dictionary& dictionary,
     for (std::size_t i = 0; i < count; ++i) {
         Templates::auto_ptr<MetaMetadataSet> set = createMetaMetadataSet(declarations[i]);
         if (set) {
+            if (diagnosing()) {
+                diagnoseSetKey(declarations[i], set->key());
+            }
             dictionary.addMetaMetadataSet(set->key(), *set);
         }
     }
@@ -41,6 +44,11 @@ Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadata
     const xercesc::DOMElement* declaration) {
     Templates::auto_ptr<KLV::Key> key = declarationKey(declaration);
     if (!key) {
+        if (diagnosing()) {
+            const WString name = nameAttribute(declaration);
+            diagnose(LoadDiagnostic::Kind::SetWithoutULDesignator, declaration, name,
+                     u"Set " + name + u" has no \"UL Designator\" and is skipped");
+        }
         return nullptr;
     }
     Templates::auto_ptr<MetaMetadataSet> set(new MetaMetadataSet(*key));
@@ -51,6 +59,8 @@ Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadata
             createMetaAttribute(members[position], static_cast<std::uint32_t>(position));
         if (attribute) {
             set->addMetaAttribute(MetaAttributePtr(std::move(attribute)));
+        } else if (diagnosing()) {
+            diagnoseSkippedMember(members[position], nameAttribute(declaration));
         }
     }
     addDescriptiveProperties(declaration, *set);

@@ -18,6 +18,7 @@ XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& o
         fresh->loadMetaElementDocumentation_ = other.impl_->loadMetaElementDocumentation_;
         fresh->loadMetaElementLengthDescription_ = other.impl_->loadMetaElementLengthDescription_;
         fresh->loadAbstractGroups_ = other.impl_->loadAbstractGroups_;
+        fresh->diagnostics_ = other.impl_->diagnostics_;
         delete impl_;
         impl_ = fresh;
     }
@@ -36,6 +37,10 @@ void XSDDictionaryLoader::loadMetaElementLengthDescription(bool load) {
 }
 void XSDDictionaryLoader::loadAbstractGroups(bool load) {
     impl_->loadAbstractGroups_ = load;
+}
+
+void XSDDictionaryLoader::setDiagnostics(LoadDiagnostics* receiver) {
+    impl_->diagnostics_ = receiver;
 }
 
 void* XSDDictionaryLoader::operator new(std::size_t size) {

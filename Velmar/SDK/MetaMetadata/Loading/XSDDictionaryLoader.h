@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "Velmar/SDK/MetaMetadata/Loading/LoadDiagnostics.h"
 #include "Velmar/SDK/Platform/Export.h"
 #include "Velmar/SDK/Platform/Types.h"
 
@@ -36,6 +37,11 @@ class VELMAR_SDK_API XSDDictionaryLoader {
     void loadMetaElementDocumentation(bool load);      // adds the "Documentation" property
     void loadMetaElementLengthDescription(bool load);  // adds the "LengthDescription" property
     void loadAbstractGroups(bool load);                // kept; abstract sets always load
+
+    // Tells the receiver of what the load passes over silently and of clashes it resolves
+    // (see LoadDiagnostics.h). The loader does not own it; null, the default, tells no one.
+    // With or without a receiver, the load fills the dictionary alike.
+    void setDiagnostics(LoadDiagnostics* receiver);
 
     static void* operator new(std::size_t size);
     static void* operator new[](std::size_t size);

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
+#include <utility>
 
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
@@ -9,6 +11,7 @@
 
 #include "Velmar/SDK/KLV/Key.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/LoadDiagnostics.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/Platform/ClassAllocation.h"
 #include "Velmar/SDK/Templates/String.h"
@@ -147,6 +150,20 @@ class XSDDictionaryLoaderImpl {
                                                            WString text);
     static int collectionElementSize(Types::Identifiers::Identifier itemType);
 
+    // Diagnostics, told only when a receiver is installed: a load without one pays nothing.
+    bool diagnosing() const { return diagnostics_ != nullptr; }
+    SourcePosition sourcePosition(const xercesc::DOMNode* node) const;
+    // Each declaration is reported at most once per kind (a set reached through two reference
+    // declarations is built twice).
+    void diagnose(LoadDiagnostic::Kind kind, const xercesc::DOMElement* declaration,
+                  const WString& name, const WString& message, const WString& set = WString(),
+                  const xercesc::DOMElement* other = nullptr, const WString& otherName = WString());
+    void diagnoseSkippedMember(const xercesc::DOMElement* member, const WString& setName);
+    void diagnoseLocalTag(const xercesc::DOMElement* declaration, const Types::LocalTag& tag,
+                          const Types::UniversalLabel& label, const Dictionary& dictionary);
+    void diagnoseLabel(const xercesc::DOMElement* declaration, const Types::UniversalLabel& label);
+    void diagnoseSetKey(const xercesc::DOMElement* declaration, const KLV::Key& key);
+
     // Passes, in the driver's order.
     void collectMetaElementDeclarations(ElementList& declarations);
     void collectSetDeclarations(ElementList& declarations);
@@ -158,7 +175,7 @@ class XSDDictionaryLoaderImpl {
     WString schemaFolder_;
     WString schemaFileName_;
     xercesc::DOMDocument* document_ = nullptr;  // the parser's; never released here
-    XMLUtils::SourcePositions positions_;  // outlives the parser, whose nodes point at it
+    XMLUtils::SourcePositions positions_;       // outlives the parser, whose nodes point at it
     std::unique_ptr<XMLUtils::SchemaParser, ParserRelease> parser_;
     XMLUtils::NamespaceResolver* nsResolver_ = nullptr;  // the evaluator's
     // Destroyed before the parser releases the document it reads.
@@ -175,6 +192,13 @@ class XSDDictionaryLoaderImpl {
     Templates::map<WString, Templates::vector<WString>> substitutionGroups_;
     bool substitutionGroupsRead_ = false;
     std::size_t memberDeclarationCount_ = 0;
+
+    LoadDiagnostics* diagnostics_ = nullptr;  // not owned
+    std::set<std::pair<LoadDiagnostic::Kind, const xercesc::DOMElement*>> diagnosed_;
+    // The first declaration of each label, tag and set key, for naming both sides of a clash.
+    Templates::map<Types::UniversalLabel, const xercesc::DOMElement*> labelDeclarations_;
+    Templates::map<Types::LocalTag, const xercesc::DOMElement*> tagDeclarations_;
+    Templates::map<KLV::Key, const xercesc::DOMElement*> setKeyDeclarations_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

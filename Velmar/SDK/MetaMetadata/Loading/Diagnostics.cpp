@@ -1,0 +1,128 @@
+// What a load passes over silently, told to the caller's receiver with where it stands.
+#include "Velmar/SDK/MetaMetadata/Loading/LoadDiagnostics.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/DomText.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+LoadDiagnostics::~LoadDiagnostics() = default;
+
+const char* diagnosticKindName(LoadDiagnostic::Kind kind) {
+    switch (kind) {
+        case LoadDiagnostic::Kind::SetWithoutULDesignator:
+            return "set-without-ul-designator";
+        case LoadDiagnostic::Kind::MemberWithoutRef:
+            return "member-without-ref";
+        case LoadDiagnostic::Kind::MemberNamingNoElement:
+            return "member-naming-no-element";
+        case LoadDiagnostic::Kind::ReferenceToNoSet:
+            return "reference-to-no-set";
+        case LoadDiagnostic::Kind::LabelGivenTwice:
+            return "label-given-twice";
+        case LoadDiagnostic::Kind::LocalTagGivenTwice:
+            return "local-tag-given-twice";
+        case LoadDiagnostic::Kind::SetKeyGivenTwice:
+            return "set-key-given-twice";
+    }
+    return "unknown";
+}
+
+SourcePosition XSDDictionaryLoaderImpl::sourcePosition(const xercesc::DOMNode* node) const {
+    const XMLUtils::SourcePositions::Position found = positions_.find(node);
+    SourcePosition position;
+    if (found.file != nullptr) {
+        position.file = String(found.file->c_str());
+        position.line = found.line;
+    }
+    return position;
+}
+
+void XSDDictionaryLoaderImpl::diagnose(LoadDiagnostic::Kind kind,
+                                       const xercesc::DOMElement* declaration, const WString& name,
+                                       const WString& message, const WString& set,
+                                       const xercesc::DOMElement* other, const WString& otherName) {
+    if (!diagnosed_.emplace(kind, declaration).second) {
+        return;
+    }
+    LoadDiagnostic diagnostic{
+        kind, name, sourcePosition(declaration), set, otherName, sourcePosition(other), message};
+    diagnostics_->report(diagnostic);
+}
+
+void XSDDictionaryLoaderImpl::diagnoseSkippedMember(const xercesc::DOMElement* member,
+                                                    const WString& setName) {
+    const WString ref = refAttribute(member);
+    if (ref.empty()) {
+        const WString name = toWString(XMLUtils::attributeValue(member, u"name"));
+        diagnose(LoadDiagnostic::Kind::MemberWithoutRef, member, name,
+                 u"Member " + name + u" of set " + setName +
+                     u" is declared in place, not by ref, and is skipped",
+                 setName);
+    } else {
+        diagnose(LoadDiagnostic::Kind::MemberNamingNoElement, member, ref,
+                 u"Member " + ref + u" of set " + setName +
+                     u" names no registered element and is skipped",
+                 setName);
+    }
+}
+
+void XSDDictionaryLoaderImpl::diagnoseLocalTag(const xercesc::DOMElement* declaration,
+                                               const Types::LocalTag& tag,
+                                               const Types::UniversalLabel& label,
+                                               const Dictionary& dictionary) {
+    const WString name = nameAttribute(declaration);
+    const Types::UniversalLabel* owner = dictionary.universalLabel(tag);
+    const Types::LocalTag* held = dictionary.localTag(label);
+    if (owner != nullptr && *owner != label) {
+        const auto found = tagDeclarations_.find(tag);
+        const xercesc::DOMElement* first =
+            found != tagDeclarations_.end() ? found->second : nullptr;
+        const WString firstName =
+            first != nullptr ? nameAttribute(first) : owner->toString(Types::Dotted);
+        diagnose(LoadDiagnostic::Kind::LocalTagGivenTwice, declaration, name,
+                 u"Element " + name + u" has the local tag " + tag.toString(Types::Dotted) +
+                     u" of element " + firstName + u"; the tag stays " + firstName + u"'s",
+                 WString(), first, first != nullptr ? firstName : WString());
+    } else if (held != nullptr && *held != tag) {
+        const auto found = labelDeclarations_.find(label);
+        const xercesc::DOMElement* first =
+            found != labelDeclarations_.end() ? found->second : nullptr;
+        diagnose(LoadDiagnostic::Kind::LocalTagGivenTwice, declaration, name,
+                 u"Element " + name + u" gives the label " + label.toString(Types::Dotted) +
+                     u" the local tag " + tag.toString(Types::Dotted) + u", but it has " +
+                     held->toString(Types::Dotted) + u" already, which stays",
+                 WString(), first, first != nullptr ? nameAttribute(first) : WString());
+    } else {
+        tagDeclarations_.emplace(tag, declaration);
+    }
+}
+
+void XSDDictionaryLoaderImpl::diagnoseLabel(const xercesc::DOMElement* declaration,
+                                            const Types::UniversalLabel& label) {
+    const auto inserted = labelDeclarations_.emplace(label, declaration);
+    if (inserted.second || inserted.first->second == declaration) {
+        return;
+    }
+    const WString name = nameAttribute(declaration);
+    const WString firstName = nameAttribute(inserted.first->second);
+    diagnose(LoadDiagnostic::Kind::LabelGivenTwice, declaration, name,
+             u"Element " + name + u" has the label " + label.toString(Types::Dotted) +
+                 u" of element " + firstName + u"; lookups by label give " + firstName,
+             WString(), inserted.first->second, firstName);
+}
+
+void XSDDictionaryLoaderImpl::diagnoseSetKey(const xercesc::DOMElement* declaration,
+                                             const KLV::Key& key) {
+    const auto inserted = setKeyDeclarations_.emplace(key, declaration);
+    if (inserted.second || inserted.first->second == declaration) {
+        return;
+    }
+    const WString name = nameAttribute(declaration);
+    const WString firstName = nameAttribute(inserted.first->second);
+    diagnose(LoadDiagnostic::Kind::SetKeyGivenTwice, declaration, name,
+             u"Set " + name + u" has the key " + key.toString(Types::Dotted) + u" of set " +
+                 firstName + u"; the dictionary keeps " + name + u" in its place",
+             WString(), inserted.first->second, firstName);
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading
