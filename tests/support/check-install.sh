@@ -1,12 +1,31 @@
 #!/usr/bin/env bash
-# Installs the built library into a scratch prefix, then builds the README's example program
-# against it twice, through the CMake package and through pkg-config, and runs both on the
-# sample.
+# Installs the built library into a scratch prefix, then checks the installed interface as a
+# user meets it: each installed header compiles on its own in C++17 and C++20 with warnings
+# as errors; no installed header includes one that is not installed; the README's example is
+# built through the CMake package and through pkg-config (which imposes no language standard)
+# and run on the sample.
 set -euo pipefail
 build=$1 consumer=$2 sample=$3 compiler=$4 example=$5
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
+include="$scratch/prefix/include"
+
+headers=$(cd "$include" && find Velmar -name '*.h' | sort)
+[ -n "$headers" ] || { echo "no headers installed"; exit 1; }
+compile_alone() {  # header standard
+  local source
+  source=$(mktemp --suffix=.cpp -p "$scratch")
+  printf '#include "%s"\n#include "%s"\n' "$1" "$1" > "$source"
+  "$compiler" -std="$2" -Wall -Wextra -Werror -fsyntax-only -I"$include" "$source" \
+    || { echo "$1 does not compile on its own in $2"; return 1; }
+}
+export -f compile_alone
+export compiler include scratch
+for standard in c++17 c++20; do
+  echo "$headers" | xargs -P "$(nproc)" -I{} bash -c "compile_alone {} $standard"
+done
+echo "$(echo "$headers" | wc -l) installed headers compile on their own in C++17 and C++20"
 
 cmake -S "$consumer" -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$scratch/prefix" -DCMAKE_CXX_COMPILER="$compiler" \
   -DEXAMPLE="$example" \
@@ -16,6 +35,9 @@ LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/consumer" "$sample"
 
 libdir=$(ls -d "$scratch"/prefix/lib*/pkgconfig | head -n 1)
 flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs velmar-xsddictionary)
+case " $flags " in
+  *" -std="*) echo "pkg-config imposes a language standard: $flags"; exit 1 ;;
+esac
 # shellcheck disable=SC2086
-"$compiler" "$example" -o "$scratch/consumer-pc" $flags
+"$compiler" -std=c++20 "$example" -o "$scratch/consumer-pc" $flags
 LD_LIBRARY_PATH="$(dirname "$libdir")" "$scratch/consumer-pc" "$sample"

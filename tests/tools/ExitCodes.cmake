@@ -14,7 +14,8 @@ expect(2 frobnicate)
 expect(2 summary)
 expect(2 summary a.xsd b.xsd)
 expect(1 summary ${FIXTURES}/bad/malformed.xsd)
-if(NOT last_error MATCHES "ParseError: Cannot parse schema file .*malformed.xsd\" at line 3" OR NOT last_output STREQUAL "")
+if(NOT last_error MATCHES "ParseError: Cannot parse schema file .*malformed.xsd\" at line 3" OR NOT last_output STREQUAL ""
+   OR last_error MATCHES "raised at")
   message(FATAL_ERROR "unexpected report: ${last_output}${last_error}")
 endif()
 expect(1 summary ${FIXTURES}/does-not-exist.xsd)
@@ -38,19 +39,61 @@ endif()
 expect(1 show ${SAMPLE} NoSuchThing)
 expect(2 dump --frobnicate ${SAMPLE})
 
-# check reports each kind of finding once, and exits 3 when there is any.
+# check reports each kind of finding once, with its file and line, and exits 3 when there is any.
 expect(3 check ${TOOLS}/fixtures/findings.xsd)
-string(REPLACE "\n" ";" lines "${last_output}")
-set(expected
-  "label given twice: 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 is First and again Again"
-  "local tag given twice: 10.01 is First and again Second"
-  "reference to no set: the targets of Dangling name no set"
-  "member naming no element: ff:Missing of set S is skipped"
-  "member without ref: Local of set S is a local declaration and is skipped"
-  "set without a UL Designator: Unlabelled is skipped"
-  "6 findings"
-  "")
-if(NOT lines STREQUAL expected)
+set(f "${TOOLS}/fixtures/findings.xsd")
+string(CONCAT expected
+  "${f}:6: label-given-twice: Element Again has the label 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 of element First; lookups by label give First (First is at ${f}:4)\n"
+  "${f}:8: local-tag-given-twice: Element Second has the local tag 10.01 of element First; the tag stays First's (First is at ${f}:4)\n"
+  "${f}:10: local-tag-given-twice: Element AgainTagged gives the label 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 the local tag 10.02, but it has 10.01 already, which stays (First is at ${f}:4)\n"
+  "${f}:10: label-given-twice: Element AgainTagged has the label 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 of element First; lookups by label give First (First is at ${f}:4)\n"
+  "${f}:12: reference-to-no-set: The targets of reference Dangling name no set\n"
+  "${f}:18: member-naming-no-element: Member ff:Missing of set T names no registered element and is skipped\n"
+  "${f}:19: member-without-ref: Member Local of set T is declared in place, not by ref, and is skipped\n"
+  "${f}:22: set-key-given-twice: Set S has the key 06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.01.00 of set T; the dictionary keeps S, in T's place (T is at ${f}:25)\n"
+  "${f}:23: set-without-ul-designator: Set Unlabelled has no \"UL Designator\" and is skipped\n"
+  "9 findings\n")
+if(NOT last_output STREQUAL expected)
   message(FATAL_ERROR "unexpected findings:\n${last_output}")
 endif()
+expect(3 check --json ${TOOLS}/fixtures/findings.xsd)
+if(NOT last_output MATCHES "\"rule\": \"set-key-given-twice\", [^\n]*\"line\": 22, [^\n]*\"other\": \"T\", [^\n]*\"otherLine\": 25}" OR NOT last_output MATCHES "\"count\": 9\n}")
+  message(FATAL_ERROR "unexpected JSON findings:\n${last_output}")
+endif()
 expect(0 check ${SAMPLE})
+if(NOT last_output STREQUAL "0 findings\n")
+  message(FATAL_ERROR "unexpected findings on the sample:\n${last_output}")
+endif()
+expect(0 summary --json ${SAMPLE})
+if(NOT last_output MATCHES "\"elements\": {\"total\": 60, \"simple\": 48, [^\n]*},\n  \"sets\": 17,\n  \"attributes\": 120,")
+  message(FATAL_ERROR "unexpected JSON summary:\n${last_output}")
+endif()
+
+# Usage errors: one line saying what is wrong and where help is, exit 2; help and version on
+# standard output.
+foreach(args "" "frobnicate" "summary" "summary;a.xsd;b.xsd" "dump;--json;${SAMPLE}"
+        "summary;--documentation;${SAMPLE}" "check;--frobnicate;${SAMPLE}" "import-registers;dir"
+        "import-registers;dir;-o")
+  expect(2 ${args})
+  if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict --help'\n$" OR NOT last_output STREQUAL "")
+    message(FATAL_ERROR "xsddict ${args}: not a one-line usage error:\n${last_output}${last_error}")
+  endif()
+endforeach()
+expect(0 -h)
+if(NOT last_output MATCHES "^usage: xsddict COMMAND" OR last_output MATCHES "copies")
+  message(FATAL_ERROR "unexpected help:\n${last_output}")
+endif()
+expect(0 --version)
+if(NOT last_output MATCHES "^xsddict [0-9]+\\.[0-9]+\\.[0-9]+\n$")
+  message(FATAL_ERROR "unexpected version: ${last_output}")
+endif()
+# -- ends the options: a file whose name starts with a dash is a file.
+expect(1 summary -- -no-such-file.xsd)
+if(NOT last_error MATCHES "^xsddict: -no-such-file.xsd: ParseError: Cannot read schema file \"[^\n]*-no-such-file.xsd\": No such file or directory\n$")
+  message(FATAL_ERROR "unexpected report: ${last_error}")
+endif()
+# The library's own source positions only with --verbose.
+expect(1 summary --verbose ${FIXTURES}/bad/malformed.xsd)
+if(NOT last_error MATCHES " \\(raised at Velmar/SDK/[^:]+:[0-9]+\\)\n$")
+  message(FATAL_ERROR "no source position with --verbose: ${last_error}")
+endif()

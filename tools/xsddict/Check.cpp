@@ -1,116 +1,72 @@
 #include "Check.h"
 
-#include <algorithm>
+#include <ostream>
 
-#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+#include "Json.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
 
-namespace SDK = Velmar::SDK;
-namespace MM = Velmar::SDK::MetaMetadata;
-namespace Types = Velmar::SDK::Types;
-using MM::Loading::XSDDictionaryLoaderImpl;
+namespace Loading = Velmar::SDK::MetaMetadata::Loading;
 
 namespace {
 
-std::string text(const SDK::WString& value) {
-    return SDK::Utils::toUtf8(value.c_str()).c_str();
-}
-std::string text(const XMLCh* value) {
-    return SDK::Utils::toUtf8(value).c_str();
+std::string text(const Velmar::SDK::WString& value) {
+    const Velmar::SDK::String utf8 = Velmar::SDK::Utils::toUtf8(value);
+    return std::string(utf8.data(), utf8.size());
 }
 
-std::string labelText(const Types::UniversalLabel& label) {
-    return text(label.toString(Types::Dotted));
+std::string place(const std::string& file, unsigned long line) {
+    return file.empty() ? std::string("?") : file + ":" + std::to_string(line);
 }
 
-// An element as an author knows it: its tag name, or its label when it has none.
-std::string elementName(const MM::Dictionary& dictionary, const Types::UniversalLabel& label) {
-    const MM::MetaElement* element = dictionary.metaElement(label);
-    return element != nullptr && element->hasProperty(u"XMLTagName")
-               ? text(element->getProperty(u"XMLTagName"))
-               : labelText(label);
+std::string jsonOrNull(const std::string& value) {
+    return value.empty() ? "null" : jsonString(value);
 }
 
-class Findings {
-  public:
-    void add(const std::string& finding) {
-        if (std::find(lines_.begin(), lines_.end(), finding) == lines_.end()) {
-            lines_.push_back(finding);
-        }
-    }
-    std::vector<std::string> lines() && { return std::move(lines_); }
-
-  private:
-    std::vector<std::string> lines_;
-};
-
-void checkElements(const MM::Dictionary& dictionary, Findings& findings) {
-    for (const MM::MetaElement* duplicate : dictionary.duplicateMetaElements()) {
-        findings.add("label given twice: " + labelText(duplicate->universalLabel()) + " is " +
-                     elementName(dictionary, duplicate->universalLabel()) + " and again " +
-                     text(duplicate->getProperty(u"XMLTagName")));
-    }
-    for (const auto& conflict : dictionary.localTagConflicts()) {
-        const std::string tag = text(conflict.tag.toString(Types::Dotted));
-        const Types::UniversalLabel* owner = dictionary.universalLabel(conflict.tag);
-        const Types::LocalTag* held = dictionary.localTag(conflict.label);
-        if (owner != nullptr && *owner != conflict.label) {
-            findings.add("local tag given twice: " + tag + " is " +
-                         elementName(dictionary, *owner) + " and again " +
-                         elementName(dictionary, conflict.label));
-        } else if (held != nullptr) {
-            findings.add("local tag given twice: " + elementName(dictionary, conflict.label) +
-                         " has " + text(held->toString(Types::Dotted)) + " and again " + tag);
-        }
-    }
-    for (std::size_t i = 0; i < dictionary.metaElementCount(); ++i) {
-        const MM::MetaElement& element = dictionary.metaElementAt(i);
-        MM::Visitors::GetMetaElementVisitor<MM::MetaReferenceHolder> reference;
-        element.accept(reference);
-        if (reference.result() != nullptr && reference.result()->targetSets().empty()) {
-            findings.add("reference to no set: the targets of " +
-                         elementName(dictionary, element.universalLabel()) + " name no set");
-        }
-    }
-}
-
-// The loader passes over these silently: sets without a label, and members whose ref names no
-// element (or that have no ref at all).
-void checkSets(XSDDictionaryLoaderImpl& loaded, Findings& findings) {
-    MM::Loading::ElementList sets;
-    loaded.collectSetDeclarations(sets);
-    for (const xercesc::DOMElement* set : sets) {
-        const std::string setName = text(XSDDictionaryLoaderImpl::nameAttribute(set));
-        if (!loaded.declarationKey(set)) {
-            findings.add("set without a UL Designator: " + setName + " is skipped");
-            continue;
-        }
-        MM::Loading::ElementList members;
-        loaded.collectAttributeDeclarations(members, XSDDictionaryLoaderImpl::typeAttribute(set),
-                                            XSDDictionaryLoaderImpl::nameAttribute(set));
-        for (const xercesc::DOMElement* member : members) {
-            const SDK::WString ref = XSDDictionaryLoaderImpl::refAttribute(member);
-            if (ref.empty()) {
-                findings.add("member without ref: " + text(member->getAttribute(u"name")) +
-                             " of set " + setName + " is a local declaration and is skipped");
-            } else if (loaded.name2MetaElementMap_.count(XSDDictionaryLoaderImpl::localPart(ref)) ==
-                       0) {
-                findings.add("member naming no element: " + text(ref) + " of set " + setName +
-                             " is skipped");
-            }
-        }
-    }
+std::string pathOrNull(const std::string& path) {
+    return path.empty() ? "null" : jsonPath(path);
 }
 
 }  // namespace
 
-std::vector<std::string> check(XSDDictionaryLoaderImpl& loaded, const MM::Dictionary& dictionary) {
-    Findings findings;
-    checkElements(dictionary, findings);
-    checkSets(loaded, findings);
-    return std::move(findings).lines();
+void CheckFindings::report(const Loading::LoadDiagnostic& diagnostic) {
+    findings_.push_back(
+        Finding{Loading::diagnosticKindName(diagnostic.kind), text(diagnostic.message),
+                text(diagnostic.declaration), diagnostic.position.file.c_str(),
+                diagnostic.position.line, text(diagnostic.set), text(diagnostic.other),
+                diagnostic.otherPosition.file.c_str(), diagnostic.otherPosition.line});
+}
+
+void printFindings(const std::vector<Finding>& findings, std::ostream& out) {
+    for (const Finding& finding : findings) {
+        out << place(finding.file, finding.line) << ": " << finding.rule << ": " << finding.message;
+        if (!finding.other.empty() && !finding.otherFile.empty()) {
+            out << " (" << finding.other << " is at " << place(finding.otherFile, finding.otherLine)
+                << ")";
+        }
+        out << "\n";
+    }
+    out << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
+}
+
+void writeFindingsJson(const std::string& schema, const std::vector<Finding>& findings,
+                       std::ostream& out) {
+    out << "{\n  \"schema\": " << jsonPath(schema) << ",\n  \"findings\": [";
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        const Finding& f = findings[i];
+        out << (i ? ",\n" : "\n") << "    {\"rule\": " << jsonString(f.rule)
+            << ", \"message\": " << jsonString(f.message)
+            << ", \"declaration\": " << jsonString(f.declaration)
+            << ", \"file\": " << pathOrNull(f.file)
+            << ", \"line\": " << (f.file.empty() ? "null" : std::to_string(f.line))
+            << ", \"set\": " << jsonOrNull(f.set) << ", \"other\": " << jsonOrNull(f.other)
+            << ", \"otherFile\": " << pathOrNull(f.otherFile)
+            << ", \"otherLine\": " << (f.otherFile.empty() ? "null" : std::to_string(f.otherLine))
+            << "}";
+    }
+    out << (findings.empty() ? "],\n" : "\n  ],\n") << "  \"count\": " << findings.size()
+        << "\n}\n";
 }
 
 }  // namespace xsddict

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "Json.h"
 #include "Summary.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Collection.h"
@@ -18,49 +19,10 @@ namespace SDK = Velmar::SDK;
 namespace MM = Velmar::SDK::MetaMetadata;
 namespace Types = Velmar::SDK::Types;
 
-std::string jsonString(const XMLCh* text) {
-    const SDK::String utf8 = SDK::Utils::toUtf8(text);
-    std::string out = "\"";
-    for (const char c : utf8) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\b':
-                out += "\\b";
-                break;
-            case '\f':
-                out += "\\f";
-                break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    return out + "\"";
-}
-
 namespace {
 
 std::string json(const SDK::WString& text) {
-    return jsonString(text.c_str());
+    return jsonString(text);
 }
 
 std::string typeName(Types::Identifiers::Identifier identifier) {
@@ -203,8 +165,7 @@ void writeSet(const MM::MetaMetadataSet& set, std::ostream& out) {
 }  // namespace
 
 void writeDump(const std::string& schema, const MM::Dictionary& dictionary, std::ostream& out) {
-    out << "{\n  \"schema\": " << jsonString(SDK::Utils::stringToWstring(schema.c_str()).c_str())
-        << ",\n  \"elements\": [";
+    out << "{\n  \"schema\": " << jsonPath(schema) << ",\n  \"elements\": [";
     for (std::size_t i = 0; i < dictionary.metaElementCount(); ++i) {
         out << (i ? ",\n" : "\n");
         writeElement(dictionary, dictionary.metaElementAt(i), out);

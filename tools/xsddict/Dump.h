@@ -12,7 +12,4 @@ namespace xsddict {
 void writeDump(const std::string& schema, const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                std::ostream& out);
 
-// A JSON string literal of a 16-bit text, UTF-8 with the escapes JSON needs.
-std::string jsonString(const XMLCh* text);
-
 }  // namespace xsddict

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "Json.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 namespace xsddict {
@@ -42,19 +43,18 @@ ElementFacts elementFacts(const MM::MetaElement& element) {
 
 Counts count(const MM::Dictionary& dictionary) {
     Counts counts;
-    for (std::size_t i = 0; i < dictionary.metaElementCount(); ++i) {
-        const std::string kind = kindName(dictionary.metaElementAt(i));
+    for (const MM::MetaElement& element : dictionary.metaElements()) {
+        const std::string kind = kindName(element);
         ++(kind == "simple"       ? counts.simple
            : kind == "collection" ? counts.collection
            : kind == "reference"  ? counts.reference
                                   : counts.referenceCollection);
     }
     counts.sets = dictionary.metaMetadataSetCount();
-    for (std::size_t i = 0; i < counts.sets; ++i) {
-        const MM::MetaMetadataSet& set = dictionary.metaMetadataSetAt(i);
+    for (const MM::MetaMetadataSet& set : dictionary.metaMetadataSets()) {
         counts.attributes += set.attributeCount();
-        for (std::size_t a = 0; a < set.attributeCount(); ++a) {
-            counts.defaults += set.attribute(a).defaultValue() != nullptr ? 1 : 0;
+        for (const MM::MetaAttribute& attribute : set.attributes()) {
+            counts.defaults += attribute.defaultValue() != nullptr ? 1 : 0;
         }
     }
     counts.localTags = dictionary.localTagCount();
@@ -67,9 +67,20 @@ void printSummary(const std::string& schema, const Counts& counts, std::ostream&
         << counts.collection << ", reference " << counts.reference << ", referenceCollection "
         << counts.referenceCollection << ")\n"
         << "sets: " << counts.sets << "\n"
-        << "attributes: " << counts.attributes << "\n"
+        << "attributes: " << counts.attributes << " (per set, inherited ones included)\n"
         << "local tags: " << counts.localTags << "\n"
         << "default values: " << counts.defaults << "\n";
+}
+
+void writeSummaryJson(const std::string& schema, const Counts& counts, std::ostream& out) {
+    out << "{\n  \"schema\": " << jsonPath(schema) << ",\n"
+        << "  \"elements\": {\"total\": " << counts.elements() << ", \"simple\": " << counts.simple
+        << ", \"collection\": " << counts.collection << ", \"reference\": " << counts.reference
+        << ", \"referenceCollection\": " << counts.referenceCollection << "},\n"
+        << "  \"sets\": " << counts.sets << ",\n"
+        << "  \"attributes\": " << counts.attributes << ",\n"
+        << "  \"localTags\": " << counts.localTags << ",\n"
+        << "  \"defaultValues\": " << counts.defaults << "\n}\n";
 }
 
 }  // namespace xsddict

@@ -7,7 +7,9 @@
 
 namespace xsddict {
 
-// What the inspector prints about a loaded dictionary.
+// What the inspector prints about a loaded dictionary. Attributes and default values are
+// counted per set, each set's inherited members included, as a reader of files meets them;
+// import-registers reports the same counts, read back from the dictionary it wrote.
 struct Counts {
     std::size_t simple = 0;
     std::size_t collection = 0;
@@ -22,6 +24,9 @@ struct Counts {
 
 Counts count(const Velmar::SDK::MetaMetadata::Dictionary& dictionary);
 void printSummary(const std::string& schema, const Counts& counts, std::ostream& out);
+// {"schema", "elements": {"total", "simple", "collection", "reference", "referenceCollection"},
+// "sets", "attributes", "localTags", "defaultValues"}
+void writeSummaryJson(const std::string& schema, const Counts& counts, std::ostream& out);
 
 // The element kind as the dump names it: simple, collection, reference, referenceCollection.
 const char* kindName(const Velmar::SDK::MetaMetadata::MetaElement& element);

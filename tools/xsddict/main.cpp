@@ -1,6 +1,8 @@
-// xsddict: loads a dictionary schema and reports what the Dictionary holds.
+// xsddict: loads a dictionary schema and reports what the Dictionary holds. It is built on the
+// library's installed interface alone, like any program of its users.
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -16,8 +18,12 @@
 #include "Summary.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
-#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+
+#ifndef XSDDICT_VERSION
+#define XSDDICT_VERSION "unknown"
+#endif
 
 namespace {
 
@@ -27,43 +33,151 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 constexpr int kFindings = 3;
 
-const char* const kUsageText =
+const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] FILE.xsd [ARGUMENTS]\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata written as an XML Schema and reports\n"
     "what it holds.\n"
     "\n"
     "commands:\n"
-    "  summary FILE.xsd         counts of elements by kind, sets, attributes, local tags and\n"
-    "                           default values\n"
+    "  summary FILE.xsd         counts of elements by kind, sets, attributes (per set,\n"
+    "                           inherited ones included), local tags and default values\n"
     "  dump FILE.xsd            everything loaded, as JSON\n"
-    "  check FILE.xsd           what an author would want to know: labels or local tags\n"
-    "                           given twice, references to no set, members naming no\n"
-    "                           element, sets without a UL Designator\n"
+    "  check FILE.xsd           what an author would want to know, each with its file and\n"
+    "                           line: labels, local tags or set keys given twice, references\n"
+    "                           to no set, members naming no element, local members, sets\n"
+    "                           without a UL Designator\n"
     "  show FILE.xsd WHAT       one element or set, found by XML tag name, name, universal\n"
     "                           label or key (06.0e.2b.34...), or local tag (3c.0a)\n"
     "  import-registers DIR -o FILE.xsd\n"
     "                           a dictionary made from the SMPTE register snapshots in DIR\n"
-    "                           (Elements.xml, Groups.xml, Types.xml); prints what it made\n"
-    "                           and what it could not express. --copies N writes every\n"
-    "                           declaration N times under new names and labels\n"
-    "  --help                   this text\n"
+    "                           (Elements.xml, Groups.xml, Types.xml), loaded back to check\n"
+    "                           it; prints what it holds and what could not be expressed\n"
     "\n"
     "options:\n"
-    "  --documentation          also load each declaration's documentation\n"
-    "  --length-description     also load each declaration's \"Length\" annotation\n"
+    "  --json                   summary and check: write JSON\n"
+    "  --documentation          dump and show: also load each declaration's documentation\n"
+    "  --length-description     dump and show: also load each \"Length\" annotation\n"
+    "  -o FILE.xsd              import-registers: the dictionary to write\n"
+    "  --verbose                on failure, also say where in the library it was raised\n"
+    "  --                       ends the options\n"
+    "  -h, --help               this text\n"
+    "  --version                the version\n"
     "\n"
-    "exit status: 0 success, 1 the dictionary did not load or WHAT was not found,\n"
-    "2 usage error, 3 check found something\n";
+    "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
+    "import failed), 2 usage error, 3 check found something\n";
+
+struct Option {
+    const char* name;
+    bool takesValue;
+    std::vector<std::string> commands;  // where it applies
+};
+
+// --copies N writes every declaration N times under new names and labels; it exists for the
+// load benchmark and is not in the help.
+const Option kOptions[] = {
+    {"--json", false, {"summary", "check"}},
+    {"--documentation", false, {"dump", "show"}},
+    {"--length-description", false, {"dump", "show"}},
+    {"-o", true, {"import-registers"}},
+    {"--copies", true, {"import-registers"}},
+    {"--verbose", false, {"summary", "dump", "check", "show", "import-registers"}},
+};
+
+struct Command {
+    const char* name;
+    std::size_t arguments;
+    const char* takes;
+};
+const Command kCommands[] = {
+    {"summary", 1, "a schema file"},
+    {"dump", 1, "a schema file"},
+    {"check", 1, "a schema file"},
+    {"show", 2, "a schema file and what to show"},
+    {"import-registers", 1, "a register folder"},
+};
 
 struct Arguments {
     std::string command;
     std::vector<std::string> positional;
-    std::string output;
-    int copies = 1;
-    bool documentation = false;
-    bool lengthDescription = false;
+    std::vector<std::pair<std::string, std::string>> options;  // in the order given
+
+    bool has(const std::string& name) const {
+        return std::any_of(options.begin(), options.end(),
+                           [&](const auto& option) { return option.first == name; });
+    }
+    std::string value(const std::string& name) const {
+        for (const auto& option : options) {
+            if (option.first == name) {
+                return option.second;
+            }
+        }
+        return {};
+    }
 };
+
+struct UsageError {
+    std::string problem;
+};
+
+Arguments parse(int argc, char** argv) {
+    Arguments arguments;
+    bool optionsEnded = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
+            (arguments.command.empty() ? arguments.command : arguments.positional.emplace_back()) =
+                argument;
+            continue;
+        }
+        if (argument == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        const Option* option = nullptr;
+        for (const Option& known : kOptions) {
+            if (argument == known.name) {
+                option = &known;
+            }
+        }
+        if (option == nullptr) {
+            throw UsageError{"unknown option \"" + argument + "\""};
+        }
+        std::string value;
+        if (option->takesValue) {
+            if (i + 1 >= argc) {
+                throw UsageError{argument + " needs a value"};
+            }
+            value = argv[++i];
+        }
+        arguments.options.emplace_back(argument, value);
+    }
+    if (arguments.command.empty()) {
+        throw UsageError{"no command given"};
+    }
+    const Command* command = nullptr;
+    for (const Command& known : kCommands) {
+        if (arguments.command == known.name) {
+            command = &known;
+        }
+    }
+    if (command == nullptr) {
+        throw UsageError{"unknown command \"" + arguments.command + "\""};
+    }
+    for (const auto& given : arguments.options) {
+        for (const Option& option : kOptions) {
+            if (given.first == option.name &&
+                std::find(option.commands.begin(), option.commands.end(), arguments.command) ==
+                    option.commands.end()) {
+                throw UsageError{given.first + " does not apply to " + arguments.command};
+            }
+        }
+    }
+    if (arguments.positional.size() != command->arguments) {
+        throw UsageError{arguments.command + " takes " + command->takes};
+    }
+    return arguments;
+}
 
 // The exception's own class without its namespaces: "ParseError".
 std::string className(const SDK::Exceptions::BaseException& e) {
@@ -75,145 +189,159 @@ std::string className(const SDK::Exceptions::BaseException& e) {
     return colon == std::string::npos ? full : full.substr(colon + 2);
 }
 
-// The loader's own state is kept, so that check can ask it what it passed over.
-bool load(const Arguments& arguments, SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl& loader,
-          SDK::MetaMetadata::Dictionary& dictionary) {
-    const std::string& path = arguments.positional.front();
+void reportFailure(const std::string& subject, const SDK::Exceptions::BaseException& e,
+                   bool verbose) {
+    std::cerr << "xsddict: " << subject << ": " << className(e) << ": "
+              << SDK::Utils::toUtf8(e.message()).c_str();
+    if (verbose) {
+        std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
+    }
+    std::cerr << "\n";
+}
+
+bool load(const std::string& path, const Arguments& arguments,
+          SDK::MetaMetadata::Dictionary& dictionary,
+          SDK::MetaMetadata::Loading::LoadDiagnostics* diagnostics = nullptr) {
     try {
-        loader.loadMetaElementDocumentation_ = arguments.documentation;
-        loader.loadMetaElementLengthDescription_ = arguments.lengthDescription;
+        SDK::MetaMetadata::Loading::XSDDictionaryLoader loader;
+        loader.loadMetaElementDocumentation(arguments.has("--documentation"));
+        loader.loadMetaElementLengthDescription(arguments.has("--length-description"));
+        loader.setDiagnostics(diagnostics);
         loader.load(SDK::Utils::stringToWstring(path.c_str()).c_str(), dictionary);
         return true;
     } catch (const SDK::Exceptions::BaseException& e) {
-        std::cerr << "xsddict: " << path << ": " << className(e) << ": "
-                  << SDK::Utils::toUtf8(e.message()).c_str() << "\n  (raised at " << e.sourceFile()
-                  << ":" << e.sourceLine() << ")\n";
-    } catch (const std::exception& e) {
-        std::cerr << "xsddict: " << path << ": " << e.what() << "\n";
+        reportFailure(path, e, arguments.has("--verbose"));
+    } catch (const std::bad_alloc&) {
+        std::cerr << "xsddict: " << path << ": out of memory\n";
     }
     return false;
 }
 
-int usage(const std::string& problem) {
-    std::cerr << "xsddict: " << problem << "\n\n" << kUsageText;
-    return kUsage;
+int copiesOption(const Arguments& arguments) {
+    if (!arguments.has("--copies")) {
+        return 1;
+    }
+    const std::string value = arguments.value("--copies");
+    if (value.empty() || value.size() > 4 ||
+        value.find_first_not_of("0123456789") != std::string::npos || std::stoi(value) < 1) {
+        throw UsageError{"--copies takes a number from 1 to 9999"};
+    }
+    return std::stoi(value);
 }
 
-// The dictionary goes to a scratch file first, so that a failure never leaves half a file.
+// The dictionary goes to a scratch file first and is loaded back from it, so that a failure
+// never leaves half a file, nor a file the loader refuses.
 int importRegisters(const Arguments& arguments) {
     const std::string& folder = arguments.positional.front();
-    const std::string scratch = arguments.output + ".partial";
+    const std::string output = arguments.value("-o");
+    if (output.empty()) {
+        throw UsageError{"import-registers needs -o FILE.xsd"};
+    }
+    const int copies = copiesOption(arguments);
+    const std::string scratch = output + ".partial";
+    xsddict::ImportReport report;
     try {
         const xsddict::Registers registers = xsddict::readRegisters(folder);
-        xsddict::ImportReport report;
-        {
-            std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
-            if (!out) {
-                throw std::runtime_error("cannot write " + scratch);
-            }
-            report = xsddict::writeDictionary(registers, out, arguments.copies);
-            out.close();
-            if (!out) {
-                throw std::runtime_error("cannot write " + scratch);
-            }
+        std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
+        if (!out) {
+            throw std::runtime_error("cannot write " + scratch);
         }
-        if (std::rename(scratch.c_str(), arguments.output.c_str()) != 0) {
-            throw std::runtime_error("cannot rename " + scratch + " to " + arguments.output);
+        report = xsddict::writeDictionary(registers, out, copies);
+        out.close();
+        if (!out) {
+            throw std::runtime_error("cannot write " + scratch);
         }
-        std::cout << "wrote " << arguments.output << "\n"
-                  << "elements: " << report.elements << " (simple " << report.simple
-                  << ", collection " << report.collections << ", reference " << report.references
-                  << ", referenceCollection " << report.referenceCollections << ")\n"
-                  << "sets: " << report.sets << "\nattributes: " << report.members
-                  << "\nlocal tags: " << report.localTags << "\ndefault values: " << report.defaults
-                  << "\n"
-                  << "not expressed: " << report.skipped.size() << "\n";
-        for (const std::string& line : report.skipped) {
-            std::cout << "  " << line << "\n";
-        }
-        return EXIT_SUCCESS;
     } catch (const std::exception& e) {
         std::remove(scratch.c_str());
         std::cerr << "xsddict: " << folder << ": " << e.what() << "\n";
         return kFailed;
     }
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    Arguments arguments;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (argument == "--help" || argument == "-h") {
-            std::cout << kUsageText;
-            return EXIT_SUCCESS;
-        } else if (argument == "--documentation") {
-            arguments.documentation = true;
-        } else if (argument == "--length-description") {
-            arguments.lengthDescription = true;
-        } else if ((argument == "-o" || argument == "--copies") && i + 1 < argc) {
-            const std::string value = argv[++i];
-            if (argument == "-o") {
-                arguments.output = value;
-            } else if (value.find_first_not_of("0123456789") != std::string::npos ||
-                       value.empty() || value.size() > 4 || std::stoi(value) < 1) {
-                return usage("--copies takes a number from 1 to 9999");
-            } else {
-                arguments.copies = std::stoi(value);
-            }
-        } else if (argument.size() > 1 && argument[0] == '-') {
-            return usage("unknown option \"" + argument + "\"");
-        } else if (arguments.command.empty()) {
-            arguments.command = argument;
-        } else {
-            arguments.positional.push_back(argument);
-        }
-    }
-    const std::size_t wanted = arguments.command == "summary" || arguments.command == "dump" ||
-                                       arguments.command == "check"
-                                   ? 1
-                               : arguments.command == "show" ? 2
-                                                             : 0;
-    if (arguments.command.empty()) {
-        return usage("no command given");
-    }
-    if (arguments.command == "import-registers") {
-        if (arguments.positional.size() != 1 || arguments.output.empty()) {
-            return usage("import-registers takes a register folder and -o FILE.xsd");
-        }
-        return importRegisters(arguments);
-    }
-    if (wanted == 0) {
-        return usage("unknown command \"" + arguments.command + "\"");
-    }
-    if (arguments.positional.size() != wanted) {
-        return usage(arguments.command + (wanted == 1 ? " takes one schema file"
-                                                      : " takes a schema file and what to show"));
-    }
-
     SDK::MetaMetadata::Dictionary dictionary;
-    SDK::Templates::auto_ptr<SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl> loader(
-        new SDK::MetaMetadata::Loading::XSDDictionaryLoaderImpl);
-    if (!load(arguments, *loader, dictionary)) {
+    if (!load(scratch, arguments, dictionary)) {
+        std::remove(scratch.c_str());
+        std::cerr << "xsddict: " << folder
+                  << ": the dictionary made does not load; nothing written\n";
         return kFailed;
     }
+    const xsddict::Counts counts = xsddict::count(dictionary);
+    if (counts.elements() != report.elements || counts.sets != report.sets ||
+        counts.localTags != report.localTags) {
+        std::remove(scratch.c_str());
+        std::cerr << "xsddict: " << folder << ": the dictionary made holds " << counts.elements()
+                  << " elements, " << counts.sets << " sets and " << counts.localTags
+                  << " local tags where " << report.elements << ", " << report.sets << " and "
+                  << report.localTags << " were written; nothing written\n";
+        return kFailed;
+    }
+    if (std::rename(scratch.c_str(), output.c_str()) != 0) {
+        std::remove(scratch.c_str());
+        std::cerr << "xsddict: cannot rename " << scratch << " to " << output << "\n";
+        return kFailed;
+    }
+    std::cout << "wrote " << output << " (" << report.members
+              << " members written, in the groups that declare them)\n";
+    xsddict::printSummary(output, counts, std::cout);
+    std::cout << "register quirks handled: " << report.quirks.size() << "\n";
+    for (const std::string& line : report.quirks) {
+        std::cout << "  " << line << "\n";
+    }
+    std::cout << "not expressed: " << report.skipped.size() << "\n";
+    for (const std::string& line : report.skipped) {
+        std::cout << "  " << line << "\n";
+    }
+    return EXIT_SUCCESS;
+}
+
+int run(const Arguments& arguments) {
+    if (arguments.command == "import-registers") {
+        return importRegisters(arguments);
+    }
     const std::string& schema = arguments.positional.front();
+    const bool json = arguments.has("--json");
+    SDK::MetaMetadata::Dictionary dictionary;
+    xsddict::CheckFindings findings;
+    if (!load(schema, arguments, dictionary, arguments.command == "check" ? &findings : nullptr)) {
+        return kFailed;
+    }
     if (arguments.command == "summary") {
-        xsddict::printSummary(schema, xsddict::count(dictionary), std::cout);
+        const xsddict::Counts counts = xsddict::count(dictionary);
+        json ? xsddict::writeSummaryJson(schema, counts, std::cout)
+             : xsddict::printSummary(schema, counts, std::cout);
     } else if (arguments.command == "dump") {
         xsddict::writeDump(schema, dictionary, std::cout);
     } else if (arguments.command == "check") {
-        const std::vector<std::string> findings = xsddict::check(*loader, dictionary);
-        for (const std::string& finding : findings) {
-            std::cout << finding << "\n";
+        json ? xsddict::writeFindingsJson(schema, findings.findings(), std::cout)
+             : xsddict::printFindings(findings.findings(), std::cout);
+        if (!std::cout.flush()) {
+            return kFailed;
         }
-        std::cout << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
-        return findings.empty() ? EXIT_SUCCESS : kFindings;
+        return findings.findings().empty() ? EXIT_SUCCESS : kFindings;
     } else if (!xsddict::show(dictionary, arguments.positional[1], std::cout)) {
         std::cerr << "xsddict: " << schema << ": no element or set \"" << arguments.positional[1]
                   << "\"\n";
         return kFailed;
     }
     return std::cout.flush() ? EXIT_SUCCESS : kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::cout << kHelp;
+            return EXIT_SUCCESS;
+        }
+        if (argument == "--version") {
+            std::cout << "xsddict " << XSDDICT_VERSION << "\n";
+            return EXIT_SUCCESS;
+        }
+    }
+    try {
+        return run(parse(argc, argv));
+    } catch (const UsageError& e) {
+        std::cerr << "xsddict: " << e.problem << "; see 'xsddict --help'\n";
+        return kUsage;
+    }
 }

@@ -1,25 +1,16 @@
 #include "Velmar/SDK/XMLUtils/XSDAggregator.h"
 
-#include <sys/stat.h>
-
-#include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/framework/Wrapper4InputSource.hpp>
-#include <xercesc/util/SecurityManager.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/XMLFileParsing.h"
 
 namespace Velmar::SDK::XMLUtils {
 
@@ -28,13 +19,9 @@ namespace {
 namespace fs = std::filesystem;
 using xercesc::DOMElement;
 using xercesc::DOMNode;
-using xercesc::XMLUni;
 
 constexpr const XMLCh* kSchemaNamespace = u"http://www.w3.org/2001/XMLSchema";
 constexpr const XMLCh* kXmlnsNamespace = u"http://www.w3.org/2000/xmlns/";
-// Bounds entity expansion ("billion laughs"). Dictionaries use no entities; each expansion costs
-// the parser a reader of its own, so the bound is kept low.
-constexpr XMLSize_t kEntityExpansionLimit = 1000;
 
 // Raised at the caller's line, so that the position says which check refused the file.
 [[noreturn]] void fail(const std::string& message, int line = __builtin_LINE()) {
@@ -49,62 +36,6 @@ bool sameText(const XMLCh* a, const XMLCh* b) {
     return a != nullptr && b != nullptr && xercesc::XMLString::equals(a, b);
 }
 
-// A scheme of two letters or more ("http:", "file:"); "C:" is a drive, not a scheme.
-bool isUrl(const std::string& location) {
-    std::size_t i = 0;
-    while (i < location.size() &&
-           (std::isalnum(static_cast<unsigned char>(location[i])) || location[i] == '+' ||
-            location[i] == '-' || location[i] == '.')) {
-        ++i;
-    }
-    return i >= 2 && i < location.size() && location[i] == ':' &&
-           std::isalpha(static_cast<unsigned char>(location[0]));
-}
-
-// Keeps the first problem the parser reports and stops the parse there.
-class ErrorCollector : public xercesc::DOMErrorHandler {
-  public:
-    void reset() {
-        failed = false;
-        message.clear();
-        line = column = 0;
-    }
-    bool handleError(const xercesc::DOMError& error) override {
-        if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING) {
-            return true;
-        }
-        if (!failed) {
-            failed = true;
-            message = narrow(error.getMessage());
-            if (const xercesc::DOMLocator* where = error.getLocation()) {
-                line = where->getLineNumber();
-                column = where->getColumnNumber();
-            }
-        }
-        return false;
-    }
-    bool failed = false;
-    std::string message;
-    XMLFileLoc line = 0;
-    XMLFileLoc column = 0;
-};
-
-// External entities are never fetched: each is recorded and read as empty, and the parse is
-// then refused.
-class RefusingResolver : public xercesc::DOMLSResourceResolver {
-  public:
-    xercesc::DOMLSInput* resolveResource(const XMLCh*, const XMLCh*, const XMLCh*,
-                                         const XMLCh* systemId, const XMLCh*) override {
-        if (refused.empty()) {
-            refused = narrow(systemId);
-        }
-        static const XMLByte kNothing[] = {0};
-        return new xercesc::Wrapper4InputSource(
-            new xercesc::MemBufInputSource(kNothing, 0, systemId, false), true);
-    }
-    std::string refused;
-};
-
 struct ParserRelease {
     void operator()(SchemaParser* parser) const { parser->release(); }
 };
@@ -116,38 +47,8 @@ class Aggregation {
     // with a parser of our own, whose documents go with this object.
     explicit Aggregation(SchemaParser& parser)
         : parser_(parser), includeParser_(new SchemaParser(parser.positions())) {
-        security_.setEntityExpansionLimit(kEntityExpansionLimit);
-        configure(parser_);
-        configure(*includeParser_);
-    }
-
-    // The caller's parser outlives this object: it must not keep pointers to our handlers.
-    ~Aggregation() {
-        xercesc::DOMConfiguration* config = parser_.getDomConfig();
-        config->setParameter(XMLUni::fgDOMErrorHandler,
-                             static_cast<xercesc::DOMErrorHandler*>(nullptr));
-        config->setParameter(XMLUni::fgDOMResourceResolver,
-                             static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
-        config->setParameter(XMLUni::fgXercesSecurityManager,
-                             static_cast<xercesc::SecurityManager*>(nullptr));
-    }
-
-    void configure(xercesc::DOMLSParser& parser) {
-        xercesc::DOMConfiguration* config = parser.getDomConfig();
-        config->setParameter(XMLUni::fgDOMNamespaces, true);
-        config->setParameter(XMLUni::fgDOMValidate, false);
-        config->setParameter(XMLUni::fgDOMValidateIfSchema, false);
-        config->setParameter(XMLUni::fgXercesSchema, false);
-        config->setParameter(XMLUni::fgXercesLoadExternalDTD, false);
-        config->setParameter(XMLUni::fgXercesDisableDefaultEntityResolution, true);
-        config->setParameter(XMLUni::fgDOMEntities, false);
-        config->setParameter(XMLUni::fgDOMComments, true);
-        config->setParameter(XMLUni::fgDOMCDATASections, false);
-        config->setParameter(XMLUni::fgXercesSecurityManager, &security_);
-        config->setParameter(XMLUni::fgDOMErrorHandler,
-                             static_cast<xercesc::DOMErrorHandler*>(&errors_));
-        config->setParameter(XMLUni::fgDOMResourceResolver,
-                             static_cast<xercesc::DOMLSResourceResolver*>(&resolver_));
+        files_.configure(parser_);
+        files_.configure(*includeParser_);
     }
 
     xercesc::DOMDocument* run(const fs::path& path) {
@@ -244,67 +145,11 @@ class Aggregation {
                                     : text + " (included from \"" + includedFrom.string() + "\")";
     }
 
-    static std::vector<XMLByte> readFile(const fs::path& path, const std::string& where) {
-        struct stat status {};
-        if (::stat(path.c_str(), &status) != 0) {
-            fail("Cannot read schema file " + where + ": " + std::strerror(errno));
-        }
-        if (S_ISDIR(status.st_mode)) {
-            fail("Cannot read schema file " + where + ": it is a directory");
-        }
-        if (!S_ISREG(status.st_mode)) {
-            fail("Cannot read schema file " + where + ": not a regular file");
-        }
-        std::ifstream in(path, std::ios::binary);
-        if (!in.is_open()) {
-            fail("Cannot read schema file " + where + ": " + std::strerror(errno));
-        }
-        std::vector<XMLByte> bytes(static_cast<std::size_t>(status.st_size));
-        in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        if (in.gcount() != static_cast<std::streamsize>(bytes.size())) {
-            fail("Cannot read schema file " + where + ": read error");
-        }
-        return bytes;
-    }
-
     xercesc::DOMDocument* parse(SchemaParser& parser, const fs::path& path,
                                 const fs::path& includedFrom) {
         const std::string where = describe(path, includedFrom);
-        const std::vector<XMLByte> bytes = readFile(path, where);
-        const WString systemId = Utils::stringToWstring(path.c_str());
-        xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false);
-        xercesc::Wrapper4InputSource input(&source, false);
-        errors_.reset();
-        resolver_.refused.clear();
-        xercesc::DOMDocument* document = nullptr;
-        std::string thrown;
-        parser.setFile(parser.positions().addFile(path.string()));
-        try {
-            document = parser.parse(&input);
-        } catch (const NestingTooDeep& e) {
-            fail("Cannot parse schema file " + where + " at line " + std::to_string(e.line) +
-                 ": elements nest deeper than " + std::to_string(SchemaParser::kMaxDepth) +
-                 " levels");
-        } catch (const xercesc::XMLException& e) {
-            thrown = narrow(e.getMessage());
-        } catch (const xercesc::DOMException& e) {
-            thrown = narrow(e.getMessage());
-        }
-        if (errors_.failed) {
-            fail("Cannot parse schema file " + where + " at line " + std::to_string(errors_.line) +
-                 ", column " + std::to_string(errors_.column) + ": " + errors_.message);
-        }
-        if (!thrown.empty()) {
-            fail("Cannot parse schema file " + where + ": " + thrown);
-        }
-        if (!resolver_.refused.empty()) {
-            fail("Cannot parse schema file " + where + ": it refers to the external resource \"" +
-                 resolver_.refused + "\", and external resources are never loaded");
-        }
-        const DOMElement* root = document != nullptr ? document->getDocumentElement() : nullptr;
-        if (root == nullptr) {
-            fail("Cannot parse schema file " + where + ": no root element");
-        }
+        xercesc::DOMDocument* document = files_.parse(parser, path, where);
+        const DOMElement* root = document->getDocumentElement();
         if (!sameText(root->getNamespaceURI(), kSchemaNamespace) ||
             !sameText(root->getLocalName(), u"schema")) {
             fail("Schema file " + where + " has the root element <" + narrow(root->getTagName()) +
@@ -347,10 +192,8 @@ class Aggregation {
     }
 
     SchemaParser& parser_;
-    xercesc::SecurityManager security_;
-    ErrorCollector errors_;
-    RefusingResolver resolver_;
     OwnedParser includeParser_;
+    XMLFileParsing files_{"schema file"};  // goes first: it unhooks itself from both parsers
     DOMElement* root_ = nullptr;
     std::set<std::string> read_;
 };

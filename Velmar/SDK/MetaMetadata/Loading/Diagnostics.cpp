@@ -121,7 +121,7 @@ void XSDDictionaryLoaderImpl::diagnoseSetKey(const xercesc::DOMElement* declarat
     const WString firstName = nameAttribute(inserted.first->second);
     diagnose(LoadDiagnostic::Kind::SetKeyGivenTwice, declaration, name,
              u"Set " + name + u" has the key " + key.toString(Types::Dotted) + u" of set " +
-                 firstName + u"; the dictionary keeps " + name + u" in its place",
+                 firstName + u"; the dictionary keeps " + name + u", in " + firstName + u"'s place",
              WString(), inserted.first->second, firstName);
 }
 

@@ -1,218 +1,17 @@
-#include "RegisterImport.h"
-
+// Writing a dictionary in the registered-data convention from the registers' records.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
-#include <functional>
-#include <memory>
+#include <map>
 #include <ostream>
 #include <set>
-#include <stdexcept>
 
-#include <xercesc/dom/DOM.hpp>
-#include <xercesc/parsers/XercesDOMParser.hpp>
-#include <xercesc/sax/HandlerBase.hpp>
-
-#include "Velmar/SDK/Utils/StringConversion.h"
-#include "Velmar/SDK/XMLUtils/Initializer.h"
+#include "RegisterImport.h"
+#include "RegisterTypes.h"
 
 namespace xsddict {
 
-namespace SDK = Velmar::SDK;
-
 namespace {
-
-// --- Reading --------------------------------------------------------------------------------
-
-std::string text(const XMLCh* value) {
-    return SDK::Utils::toUtf8(value).c_str();
-}
-
-const xercesc::DOMElement* child(const xercesc::DOMElement* parent, const char* localName) {
-    const SDK::WString wanted = SDK::Utils::stringToWstring(localName);
-    for (auto* e = parent->getFirstElementChild(); e != nullptr; e = e->getNextElementSibling()) {
-        if (wanted == e->getLocalName()) {
-            return e;
-        }
-    }
-    return nullptr;
-}
-
-std::string childText(const xercesc::DOMElement* parent, const char* localName) {
-    const xercesc::DOMElement* e = child(parent, localName);
-    return e == nullptr ? std::string() : text(e->getTextContent());
-}
-
-void forEachChild(const xercesc::DOMElement* parent, const char* localName,
-                  const std::function<void(const xercesc::DOMElement*)>& visit) {
-    const SDK::WString wanted = SDK::Utils::stringToWstring(localName);
-    for (auto* e = parent != nullptr ? parent->getFirstElementChild() : nullptr; e != nullptr;
-         e = e->getNextElementSibling()) {
-        if (wanted == e->getLocalName()) {
-            visit(e);
-        }
-    }
-}
-
-// Calls back for every LEAF entry of a register file.
-void readEntries(const std::string& path,
-                 const std::function<void(const xercesc::DOMElement*)>& visit) {
-    xercesc::XercesDOMParser parser;
-    parser.setDoNamespaces(true);
-    parser.setLoadExternalDTD(false);
-    parser.setDisableDefaultEntityResolution(true);
-    xercesc::HandlerBase errors;
-    parser.setErrorHandler(&errors);
-    try {
-        parser.parse(path.c_str());
-    } catch (const xercesc::SAXParseException& e) {
-        throw std::runtime_error(path + ":" + std::to_string(e.getLineNumber()) + ": " +
-                                 text(e.getMessage()));
-    } catch (const xercesc::XMLException& e) {
-        throw std::runtime_error(path + ": " + text(e.getMessage()));
-    }
-    const xercesc::DOMDocument* document = parser.getDocument();
-    const xercesc::DOMElement* root =
-        document != nullptr ? document->getDocumentElement() : nullptr;
-    if (root == nullptr || child(root, "Entries") == nullptr) {
-        throw std::runtime_error(path + ": not a register (no Entries)");
-    }
-    forEachChild(child(root, "Entries"), "Entry", [&](const xercesc::DOMElement* entry) {
-        if (childText(entry, "Kind") == "LEAF") {
-            visit(entry);
-        }
-    });
-}
-
-// --- Types ----------------------------------------------------------------------------------
-
-// What an element's register type becomes in the dictionary.
-struct Mapped {
-    enum Kind { None, Simple, Values, Reference, References } kind = None;
-    std::string type;      // data type name; for Values the item type
-    std::string base;      // Array or Batch, or one of the six reference kinds
-    std::string target;    // UL of the group a reference points to
-    std::string itemName;  // the register's name of the item type, for the item element
-    std::string reason;    // why it cannot be expressed
-};
-
-Mapped none(const std::string& reason) {
-    Mapped m;
-    m.reason = reason;
-    return m;
-}
-
-Mapped simple(const std::string& type) {
-    Mapped m;
-    m.kind = Mapped::Simple;
-    m.type = type;
-    return m;
-}
-
-Mapped mapType(const Registers& registers, const std::string& ul, int depth = 0) {
-    const auto found = registers.types.find(ul);
-    if (found == registers.types.end()) {
-        return none("its type " + ul + " is not in the types register");
-    }
-    if (depth > 16) {
-        return none("its type renames itself in a circle");
-    }
-    const Registers::Type& t = found->second;
-    const std::string& s = t.symbol;
-    static const std::map<std::string, std::string> kAliases = {{"PositionType", "Position"},
-                                                                {"LengthType", "Length"},
-                                                                {"UMID", "UMID32"},
-                                                                {"PackageIDType", "UMID32"},
-                                                                {"TimeStamp", "Timestamp"},
-                                                                {"AUID", "AUID"},
-                                                                {"Rational", "Rational"},
-                                                                {"VersionType", "VersionType"},
-                                                                {"DateStruct", "DateStruct"},
-                                                                {"TimeStruct", "TimeStruct"},
-                                                                {"UUID", "UUID"},
-                                                                {"RGBALayout", "RGBALayout"},
-                                                                {"Boolean", "Boolean"},
-                                                                {"Character", "UTF16"},
-                                                                {"UTF16String", "UTF16String"},
-                                                                {"ISO7", "ISO7String"},
-                                                                {"UTF8String", "UTF8String"}};
-    if (const auto alias = kAliases.find(s); alias != kAliases.end()) {
-        return simple(alias->second);
-    }
-    const std::string& kind = t.kind;
-    if (kind == "Integer") {
-        const bool isFloat = s.find("Float") != std::string::npos;
-        const bool isSigned = t.qualifiers.find("isSigned") != std::string::npos;
-        if (isFloat) {
-            return t.size == "4"   ? simple("Float32")
-                   : t.size == "8" ? simple("Float64")
-                                   : none("its type " + s + " is a " + t.size +
-                                          "-byte float, which has no data type");
-        }
-        if (t.size == "1" || t.size == "2" || t.size == "4" || t.size == "8") {
-            const int bits = std::stoi(t.size) * 8;
-            return simple((isSigned ? "Int" : "UInt") + std::to_string(bits));
-        }
-        return none("its type " + s + " is a " + t.size + "-byte integer, which has no data type");
-    }
-    if (kind == "Rename") {
-        return mapType(registers, t.baseType, depth + 1);
-    }
-    if (kind == "Record")
-        return simple("Record");
-    if (kind == "FixedArray")
-        return simple("FixedArray");
-    if (kind == "Stream")
-        return simple("Stream");
-    if (kind == "Indirect")
-        return simple("Indirect");
-    if (kind == "Opaque")
-        return simple("Opaque");
-    if (kind == "Enumeration") {
-        const auto base = registers.types.find(t.baseType);
-        return simple(base != registers.types.end() && base->second.symbol == "AUID"
-                          ? "ExtendibleEnumeration"
-                          : "Enumeration");
-    }
-    if (kind == "Character") {
-        return none("its type " + s + " is an 8-bit character, which has no data type");
-    }
-    if (kind == "String") {
-        return none("its type " + s + " is a string of no known character set");
-    }
-    if (kind == "StrongReference" || kind == "WeakReference") {
-        Mapped m;
-        m.kind = Mapped::Reference;
-        m.base = kind == "StrongReference" ? "StrongRefHolder" : "WeakRefHolder";
-        m.target = t.baseType;
-        return m;
-    }
-    if (kind == "VariableArray" || kind == "Set") {
-        const bool array = kind == "VariableArray";
-        Mapped item = mapType(registers, t.baseType, depth + 1);
-        if (item.kind == Mapped::Reference) {
-            item.kind = Mapped::References;
-            item.base = (item.base == "StrongRefHolder" ? "StrongRef" : "WeakRef") +
-                        std::string(array ? "Array" : "Batch");
-            return item;
-        }
-        if (item.kind != Mapped::Simple) {
-            return none("its type " + s + " is a collection of " +
-                        (item.kind == Mapped::None
-                             ? "items that cannot be expressed (" + item.reason + ")"
-                             : "collections, which cannot be expressed"));
-        }
-        Mapped m;
-        m.kind = Mapped::Values;
-        m.base = array ? "Array" : "Batch";
-        m.type = item.type;
-        const auto itemType = registers.types.find(t.baseType);
-        m.itemName = itemType != registers.types.end() ? itemType->second.symbol : "Item";
-        return m;
-    }
-    return none("its type " + s + " is of kind " + kind + ", which has no data type");
-}
-
-// --- Writing --------------------------------------------------------------------------------
 
 std::string escape(const std::string& value) {
     std::string out;
@@ -335,8 +134,14 @@ class Writer {
     void plan() {
         for (const auto& group : r_.groups) {
             for (const auto& record : group.records) {
-                // Tags are hexadecimal without leading zeros: "08" is 00.08.
-                if (!record.localTag.empty() && record.localTag.size() <= 4) {
+                // Tags are hexadecimal without leading zeros: "08" is 00.08. Some vintages
+                // write 0 for a member without a tag; 00.00 is no tag.
+                if (!record.localTag.empty() &&
+                    record.localTag.find_first_not_of('0') == std::string::npos) {
+                    report_.quirks.push_back("local tag " + record.localTag + " of member " +
+                                             record.ul + " in group " + group.symbol +
+                                             ": read as no tag");
+                } else if (!record.localTag.empty() && record.localTag.size() <= 4) {
                     tags_[record.ul] =
                         std::string(4 - record.localTag.size(), '0') + record.localTag;
                 } else if (!record.localTag.empty()) {
@@ -551,41 +356,6 @@ class Writer {
 };
 
 }  // namespace
-
-Registers readRegisters(const std::string& folder) {
-    SDK::XMLUtils::Initializer::instance();
-    Registers registers;
-    readEntries(folder + "/Elements.xml", [&](const xercesc::DOMElement* e) {
-        registers.elements.push_back({childText(e, "UL"), childText(e, "Symbol"),
-                                      childText(e, "Name"), childText(e, "NamespaceName"),
-                                      childText(e, "Definition"), childText(e, "Type"),
-                                      childText(e, "ValueLength")});
-    });
-    readEntries(folder + "/Groups.xml", [&](const xercesc::DOMElement* e) {
-        Registers::Group group{childText(e, "UL"),
-                               childText(e, "Symbol"),
-                               childText(e, "Name"),
-                               childText(e, "NamespaceName"),
-                               childText(e, "Definition"),
-                               childText(e, "Parent"),
-                               childText(e, "KLVSyntax"),
-                               childText(e, "IsConcrete") != "false",
-                               {}};
-        forEachChild(child(e, "Contents"), "Record", [&](const xercesc::DOMElement* record) {
-            group.records.push_back({childText(record, "UL"), childText(record, "LocalTag"),
-                                     childText(record, "Value"),
-                                     childText(record, "IsOptional") != "false"});
-        });
-        registers.groups.push_back(std::move(group));
-    });
-    readEntries(folder + "/Types.xml", [&](const xercesc::DOMElement* e) {
-        Registers::Type type{childText(e, "UL"),       childText(e, "Symbol"),
-                             childText(e, "TypeKind"), childText(e, "TypeSize"),
-                             childText(e, "BaseType"), childText(e, "TypeQualifiers")};
-        registers.types.emplace(type.ul, type);
-    });
-    return registers;
-}
 
 ImportReport writeDictionary(const Registers& registers, std::ostream& out, int copies) {
     return Writer(registers, out).write(std::max(copies, 1));

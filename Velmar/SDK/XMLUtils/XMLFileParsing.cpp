@@ -1,0 +1,184 @@
+#include "Velmar/SDK/XMLUtils/XMLFileParsing.h"
+
+#include <sys/stat.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/framework/Wrapper4InputSource.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+#include "Velmar/SDK/Exceptions/ParseError.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace Velmar::SDK::XMLUtils {
+
+namespace {
+
+namespace fs = std::filesystem;
+using xercesc::XMLUni;
+
+// Bounds entity expansion ("billion laughs"). Dictionaries use no entities; each expansion costs
+// the parser a reader of its own, so the bound is kept low.
+constexpr XMLSize_t kEntityExpansionLimit = 1000;
+
+// Raised at the caller's line, so that the position says which check refused the file.
+[[noreturn]] void fail(const std::string& message, int line = __builtin_LINE()) {
+    throw Exceptions::ParseError(message.c_str(), __FILE__, line);
+}
+
+std::string narrow(const XMLCh* text) {
+    return std::string(Utils::toUtf8(text).c_str());
+}
+
+std::vector<XMLByte> readFile(const fs::path& path, const std::string& kind,
+                              const std::string& where) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
+    }
+    if (S_ISDIR(status.st_mode)) {
+        fail("Cannot read " + kind + " " + where + ": it is a directory");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        fail("Cannot read " + kind + " " + where + ": not a regular file");
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in.is_open()) {
+        fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
+    }
+    std::vector<XMLByte> bytes(static_cast<std::size_t>(status.st_size));
+    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (in.gcount() != static_cast<std::streamsize>(bytes.size())) {
+        fail("Cannot read " + kind + " " + where + ": read error");
+    }
+    return bytes;
+}
+
+}  // namespace
+
+bool isUrl(const std::string& location) {
+    std::size_t i = 0;
+    while (i < location.size() &&
+           (std::isalnum(static_cast<unsigned char>(location[i])) || location[i] == '+' ||
+            location[i] == '-' || location[i] == '.')) {
+        ++i;
+    }
+    return i >= 2 && i < location.size() && location[i] == ':' &&
+           std::isalpha(static_cast<unsigned char>(location[0]));
+}
+
+void XMLFileParsing::ErrorCollector::reset() {
+    failed = false;
+    message.clear();
+    line = column = 0;
+}
+
+bool XMLFileParsing::ErrorCollector::handleError(const xercesc::DOMError& error) {
+    if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING) {
+        return true;
+    }
+    if (!failed) {
+        failed = true;
+        message = narrow(error.getMessage());
+        if (const xercesc::DOMLocator* where = error.getLocation()) {
+            line = where->getLineNumber();
+            column = where->getColumnNumber();
+        }
+    }
+    return false;
+}
+
+xercesc::DOMLSInput* XMLFileParsing::RefusingResolver::resolveResource(const XMLCh*, const XMLCh*,
+                                                                       const XMLCh*,
+                                                                       const XMLCh* systemId,
+                                                                       const XMLCh*) {
+    if (refused.empty()) {
+        refused = narrow(systemId);
+    }
+    static const XMLByte kNothing[] = {0};
+    return new xercesc::Wrapper4InputSource(
+        new xercesc::MemBufInputSource(kNothing, 0, systemId, false), true);
+}
+
+XMLFileParsing::XMLFileParsing(std::string kind) : kind_(std::move(kind)) {
+    security_.setEntityExpansionLimit(kEntityExpansionLimit);
+}
+
+XMLFileParsing::~XMLFileParsing() {
+    for (SchemaParser* parser : configured_) {
+        xercesc::DOMConfiguration* config = parser->getDomConfig();
+        config->setParameter(XMLUni::fgDOMErrorHandler,
+                             static_cast<xercesc::DOMErrorHandler*>(nullptr));
+        config->setParameter(XMLUni::fgDOMResourceResolver,
+                             static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
+        config->setParameter(XMLUni::fgXercesSecurityManager,
+                             static_cast<xercesc::SecurityManager*>(nullptr));
+    }
+}
+
+void XMLFileParsing::configure(SchemaParser& parser) {
+    xercesc::DOMConfiguration* config = parser.getDomConfig();
+    config->setParameter(XMLUni::fgDOMNamespaces, true);
+    config->setParameter(XMLUni::fgDOMValidate, false);
+    config->setParameter(XMLUni::fgDOMValidateIfSchema, false);
+    config->setParameter(XMLUni::fgXercesSchema, false);
+    config->setParameter(XMLUni::fgXercesLoadExternalDTD, false);
+    config->setParameter(XMLUni::fgXercesDisableDefaultEntityResolution, true);
+    config->setParameter(XMLUni::fgDOMEntities, false);
+    config->setParameter(XMLUni::fgDOMComments, true);
+    config->setParameter(XMLUni::fgDOMCDATASections, false);
+    config->setParameter(XMLUni::fgXercesSecurityManager, &security_);
+    config->setParameter(XMLUni::fgDOMErrorHandler,
+                         static_cast<xercesc::DOMErrorHandler*>(&errors_));
+    config->setParameter(XMLUni::fgDOMResourceResolver,
+                         static_cast<xercesc::DOMLSResourceResolver*>(&resolver_));
+    configured_.push_back(&parser);
+}
+
+xercesc::DOMDocument* XMLFileParsing::parse(SchemaParser& parser, const fs::path& path,
+                                            const std::string& where) {
+    const std::vector<XMLByte> bytes = readFile(path, kind_, where);
+    const WString systemId = Utils::stringToWstring(path.c_str());
+    xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false);
+    xercesc::Wrapper4InputSource input(&source, false);
+    errors_.reset();
+    resolver_.refused.clear();
+    xercesc::DOMDocument* document = nullptr;
+    std::string thrown;
+    parser.setFile(parser.positions().addFile(path.string()));
+    try {
+        document = parser.parse(&input);
+    } catch (const NestingTooDeep& e) {
+        fail("Cannot parse " + kind_ + " " + where + " at line " + std::to_string(e.line) +
+             ": elements nest deeper than " + std::to_string(SchemaParser::kMaxDepth) + " levels");
+    } catch (const xercesc::XMLException& e) {
+        thrown = narrow(e.getMessage());
+    } catch (const xercesc::DOMException& e) {
+        thrown = narrow(e.getMessage());
+    }
+    if (errors_.failed) {
+        fail("Cannot parse " + kind_ + " " + where + " at line " + std::to_string(errors_.line) +
+             ", column " + std::to_string(errors_.column) + ": " + errors_.message);
+    }
+    if (!thrown.empty()) {
+        fail("Cannot parse " + kind_ + " " + where + ": " + thrown);
+    }
+    if (!resolver_.refused.empty()) {
+        fail("Cannot parse " + kind_ + " " + where + ": it refers to the external resource \"" +
+             resolver_.refused + "\", and external resources are never loaded");
+    }
+    const xercesc::DOMElement* root =
+        document != nullptr ? document->getDocumentElement() : nullptr;
+    if (root == nullptr) {
+        fail("Cannot parse " + kind_ + " " + where + ": no root element");
+    }
+    return document;
+}
+
+}  // namespace Velmar::SDK::XMLUtils

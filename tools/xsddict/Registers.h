@@ -1,0 +1,36 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace xsddict {
+
+// The public SMPTE register snapshots (Elements.xml, Groups.xml, Types.xml), as read.
+struct Registers {
+    struct Element {
+        std::string ul, symbol, name, nameSpace, definition, type, length;
+    };
+    struct Record {
+        std::string ul, localTag, value;
+        bool optional = true;
+    };
+    struct Group {
+        std::string ul, symbol, name, nameSpace, definition, parent, klvSyntax;
+        bool concrete = true;
+        std::vector<Record> records;
+    };
+    struct Type {
+        std::string ul, symbol, kind, size, baseType, qualifiers;
+    };
+    std::vector<Element> elements;  // LEAF entries, in file order
+    std::vector<Group> groups;
+    std::map<std::string, Type> types;  // by UL
+};
+
+// Reads the three register files of a folder with the library's protected XML reading (no
+// DTD, no external entity, bounded expansion and nesting). Throws std::runtime_error naming the
+// file and what is wrong.
+Registers readRegisters(const std::string& folder);
+
+}  // namespace xsddict
