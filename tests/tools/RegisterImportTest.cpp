@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <deque>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -187,5 +190,66 @@ TEST_F(RegisterDictionary, ReferencesReachTheirTargetGroupAndItsDescendants) {
 TEST_F(RegisterDictionary, CheckFindsNothingTheRegistersDoNotHold) {
     for (const xsddict::Finding& finding : findings_.findings()) {
         ADD_FAILURE() << finding.rule << ": " << finding.message;
+    }
+}
+
+// Register vintages differ: a member's local tag written as 0 means it has none. The import
+// reports the quirk and writes a dictionary that loads, with no 00.00 tag in it.
+TEST(RegisterImport, ReadsATagOfZeroAsNoTag) {
+    xsddict::Registers registers;
+    registers.types["urn:t"] = {"urn:t", "UInt8", "Integer", "1", "", ""};
+    registers.elements.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000100", "E", "E",
+                                  "urn:SMPTE:MXF:file_format", "", "urn:t", ""});
+    registers.elements.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000200", "F", "F",
+                                  "urn:SMPTE:MXF:file_format", "", "urn:t", ""});
+    xsddict::Registers::Group group{"urn:smpte:ul:060e2b34.027f0101.0d010101.01010100",
+                                    "G",
+                                    "G",
+                                    "urn:SMPTE:MXF:file_format",
+                                    "",
+                                    "",
+                                    "53",
+                                    true,
+                                    {}};
+    group.records.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000100", "0", "", false});
+    group.records.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000200", "3c0a", "", true});
+    registers.groups.push_back(group);
+
+    testing_support::TempDir temp;
+    const auto file = temp.path() / "dictionary.xsd";
+    xsddict::ImportReport report;
+    {
+        std::ofstream out(file);
+        report = xsddict::writeDictionary(registers, out);
+    }
+    ASSERT_EQ(report.quirks.size(), 1u);
+    EXPECT_NE(report.quirks[0].find("local tag 0 of member"), std::string::npos);
+    EXPECT_EQ(report.localTags, 1u);
+
+    Dictionary dictionary;
+    Loading::XSDDictionaryLoader().load(wide(file.string()).c_str(), dictionary);
+    EXPECT_EQ(dictionary.localTagCount(), 1u);
+    const MetaMetadataSet* set = dictionary.metaMetadataSetByName(u"G");
+    ASSERT_NE(set, nullptr);
+    ASSERT_EQ(set->attributeCount(), 2u);
+    EXPECT_EQ(set->attribute(0).localTag(), nullptr);
+    ASSERT_NE(set->attribute(1).localTag(), nullptr);
+    EXPECT_EQ(set->attribute(1).localTag()->value(), 0x3c0a);
+}
+
+// The registers are read with the loader's limits: an entity bomb is refused, naming the file.
+TEST(RegisterImport, RefusesAnEntityBombInARegister) {
+    testing_support::TempDir temp;
+    std::ifstream bomb(
+        testing_support::fixture("MetaMetadata/Loading/broken/entity-expansion.xsd"));
+    std::string text((std::istreambuf_iterator<char>(bomb)), std::istreambuf_iterator<char>());
+    temp.write("Elements.xml", text);
+    try {
+        xsddict::readRegisters(temp.path().string());
+        ADD_FAILURE() << "an entity bomb was read";
+    } catch (const std::runtime_error& e) {
+        const std::string message = e.what();
+        EXPECT_NE(message.find("Elements.xml"), std::string::npos) << message;
+        EXPECT_NE(message.find("entity"), std::string::npos) << message;
     }
 }
