@@ -14,6 +14,6 @@ if [ -n "$bad$internal" ]; then
   printf '%s\n' "$bad" "$internal" | grep -v '^$' | head -40
   exit 1
 fi
-printf '%s\n' "$exported" | grep -q 'Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoader::load' ||
+grep -q 'Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoader::load' <<<"$exported" ||
   { echo "the loader is not exported"; exit 1; }
 echo "$(printf '%s\n' "$exported" | wc -l) exported symbols, all of the loader and the model"
