@@ -13,6 +13,7 @@
 
 #include "Check.h"
 #include "Dump.h"
+#include "Mxf.h"
 #include "RegisterImport.h"
 #include "Show.h"
 #include "Summary.h"
@@ -32,6 +33,7 @@ namespace SDK = Velmar::SDK;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 constexpr int kFindings = 3;
+constexpr int kRefused = 4;
 
 const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] FILE.xsd [ARGUMENTS]\n"
@@ -55,7 +57,8 @@ const char* const kHelp =
     "                           it; prints what it holds and what could not be expressed\n"
     "\n"
     "options:\n"
-    "  --json                   summary and check: write JSON\n"
+    "  --json                   summary, check and mxf: write JSON\n"
+    "  --dictionary FILE.xsd    mxf: the dictionary to read the file with\n"
     "  --documentation          dump and show: also load each declaration's documentation\n"
     "  --length-description     dump and show: also load each \"Length\" annotation\n"
     "  -o FILE.xsd              import-registers: the dictionary to write\n"
@@ -65,7 +68,7 @@ const char* const kHelp =
     "  --version                the version\n"
     "\n"
     "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
-    "import failed), 2 usage error, 3 check found something\n";
+    "import failed), 2 usage error, 3 check or mxf found something, 4 mxf refused the file\n";
 
 struct Option {
     const char* name;
@@ -76,12 +79,13 @@ struct Option {
 // --copies N writes every declaration N times under new names and labels; it exists for the
 // load benchmark and is not in the help.
 const Option kOptions[] = {
-    {"--json", false, {"summary", "check"}},
+    {"--json", false, {"summary", "check", "mxf"}},
+    {"--dictionary", true, {"mxf"}},
     {"--documentation", false, {"dump", "show"}},
     {"--length-description", false, {"dump", "show"}},
     {"-o", true, {"import-registers"}},
     {"--copies", true, {"import-registers"}},
-    {"--verbose", false, {"summary", "dump", "check", "show", "import-registers"}},
+    {"--verbose", false, {"summary", "dump", "check", "show", "import-registers", "mxf"}},
 };
 
 struct Command {
@@ -95,6 +99,7 @@ const Command kCommands[] = {
     {"check", 1, "a schema file"},
     {"show", 2, "a schema file and what to show"},
     {"import-registers", 1, "a register folder"},
+    {"mxf", 1, "an MXF file"},
 };
 
 struct Arguments {
@@ -292,9 +297,50 @@ int importRegisters(const Arguments& arguments) {
     return EXIT_SUCCESS;
 }
 
+// Findings are what is wrong with a file that can be read; a refusal ends the reading.
+int readMxf(const Arguments& arguments) {
+    const std::string& file = arguments.positional.front();
+    const std::string dictionaryPath = arguments.value("--dictionary");
+    if (dictionaryPath.empty()) {
+        throw UsageError{"mxf needs --dictionary FILE.xsd"};
+    }
+    SDK::MetaMetadata::Dictionary dictionary;
+    if (!load(dictionaryPath, arguments, dictionary)) {
+        return kFailed;
+    }
+    const bool json = arguments.has("--json");
+    try {
+        const Velmar::MXF::HeaderMetadata header =
+            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary);
+        json ? xsddict::writeMxfJson(file, header, std::cout)
+             : xsddict::printMxfText(header, std::cout);
+        if (!std::cout.flush()) {
+            return kFailed;
+        }
+        return header.findings.empty() ? EXIT_SUCCESS : kFindings;
+    } catch (const Velmar::MXF::FileRefused& e) {
+        if (json) {
+            xsddict::writeRefusalJson(file, e, std::cout);
+        }
+        std::cerr << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()
+                  << ": " << SDK::Utils::toUtf8(e.message()).c_str();
+        if (arguments.has("--verbose")) {
+            std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
+        }
+        std::cerr << "\n";
+        return kRefused;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "xsddict: " << file << ": out of memory\n";
+        return kFailed;
+    }
+}
+
 int run(const Arguments& arguments) {
     if (arguments.command == "import-registers") {
         return importRegisters(arguments);
+    }
+    if (arguments.command == "mxf") {
+        return readMxf(arguments);
     }
     const std::string& schema = arguments.positional.front();
     const bool json = arguments.has("--json");

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Velmar/MXF/FileRefused.h"
+#include "Velmar/MXF/Value.h"
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+
+namespace Velmar::MXF {
+
+using Bytes16 = std::array<std::uint8_t, 16>;
+
+// A partition pack, as the file gives it.
+struct Partition {
+    enum class Kind { Header, Body, Footer };
+    std::uint64_t offset = 0;  // of its key, in the file (run-in included)
+    Kind kind = Kind::Header;
+    bool closed = false;
+    bool complete = false;
+    std::uint16_t majorVersion = 0;
+    std::uint16_t minorVersion = 0;
+    std::uint32_t kagSize = 0;
+    std::uint64_t thisPartition = 0;  // offsets from here on count from the header partition
+    std::uint64_t previousPartition = 0;
+    std::uint64_t footerPartition = 0;
+    std::uint64_t headerByteCount = 0;
+    std::uint64_t indexByteCount = 0;
+    std::uint32_t indexSID = 0;
+    std::uint64_t bodyOffset = 0;
+    std::uint32_t bodySID = 0;
+    Bytes16 operationalPattern{};
+    std::vector<Bytes16> essenceContainers;
+    std::uint64_t packEnd = 0;  // the first byte after the pack (fill may follow)
+
+    const char* kindName() const;    // "header", "body", "footer"
+    std::string statusName() const;  // "closed complete", "open incomplete", ...
+};
+
+struct RandomIndexEntry {
+    std::uint32_t bodySID = 0;
+    std::uint64_t byteOffset = 0;
+};
+
+// The primer pack of the header metadata read: each local tag and the label it stands for, in
+// the pack's order.
+struct Primer {
+    std::uint64_t partitionOffset = 0;
+    std::uint64_t offset = 0;
+    std::vector<std::pair<std::uint16_t, Bytes16>> entries;
+    const Bytes16* label(std::uint16_t tag) const;
+};
+
+// One item of a local set.
+struct Item {
+    std::uint64_t offset = 0;  // of its tag
+    std::uint16_t tag = 0;
+    std::optional<Bytes16> label;  // through the primer; none for a tag it does not map
+    const SDK::MetaMetadata::MetaElement* element = nullptr;  // the dictionary's, or none
+    std::vector<std::uint8_t> bytes;                          // the value as stored
+    std::optional<Value> value;  // decoded by the element's data type, where it can be
+};
+
+// One local set of the header metadata, placed in tree order.
+struct LocalSet {
+    std::uint64_t offset = 0;  // of its key
+    Bytes16 key{};
+    const SDK::MetaMetadata::MetaMetadataSet* definition = nullptr;  // the dictionary's, or none
+    std::optional<Bytes16> instanceUID;
+    std::size_t depth = 0;
+    std::optional<Bytes16> parent;  // the InstanceUID of the set that first referred to it
+    std::vector<Item> items;
+
+    std::string name() const;  // the definition's "name", or empty
+};
+
+// Something wrong with a file that can still be read: each with its rule, the set (its offset
+// and name) and item (its tag and name) where that applies, and a message.
+struct Finding {
+    std::string rule;
+    std::optional<std::uint64_t> setOffset;
+    std::string setName;
+    std::optional<std::uint16_t> tag;
+    std::string itemName;
+    std::string message;
+};
+
+struct HeaderMetadata {
+    std::uint64_t fileSize = 0;
+    std::uint64_t runIn = 0;
+    std::vector<Partition> partitions;  // in file order
+    std::optional<std::vector<RandomIndexEntry>> randomIndex;
+    Primer primer;
+    std::vector<LocalSet> sets;  // in tree order: depth first from the Preface
+    std::vector<Finding> findings;
+};
+
+// Reads a file's partitions and the header metadata of the first closed complete partition
+// that has one (else the first that has one), maps every set and item through the dictionary
+// and decodes each value by its data type. Essence, index tables and fill are skipped by their
+// lengths, never read, so the cost does not grow with the essence. A file whose structure
+// cannot be read is refused with FileRefused; what can be read but is wrong is a finding.
+HeaderMetadata readHeaderMetadata(const char* path,
+                                  const SDK::MetaMetadata::Dictionary& dictionary);
+// The same from bytes in memory.
+HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
+                                  const SDK::MetaMetadata::Dictionary& dictionary);
+
+// Text forms used by the reader's output: dotted bytes ("06.0e.2b.34..."), a UUID
+// ("8-4-4-4-12") and plain hexadecimal.
+std::string dottedHex(const std::uint8_t* bytes, std::size_t size);
+std::string uuidText(const Bytes16& bytes);
+std::string plainHex(const std::uint8_t* bytes, std::size_t size);
+
+}  // namespace Velmar::MXF

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ByteSource.h"
+#include "Velmar/MXF/HeaderMetadata.h"
+
+namespace Velmar::MXF {
+
+// A KLV packet's key and length; the value is left where it is.
+struct KLVHeader {
+    std::uint64_t offset = 0;
+    Bytes16 key{};
+    std::uint64_t valueOffset = 0;
+    std::uint64_t length = 0;
+    std::uint64_t end() const { return valueOffset + length; }  // never past the file's end
+};
+
+// Reads the key and BER length at offset, refusing a file that ends in them (truncated), a key
+// that is no SMPTE label (bad-key), an indefinite or over-long length (bad-ber) and a length
+// past the end of the file (length-past-end), always comparing with the bytes left.
+KLVHeader readKLVHeader(ByteSource& source, std::uint64_t offset);
+
+// The value, after checking that it is there and no longer than limit (rule and what).
+std::vector<std::uint8_t> readValue(ByteSource& source, const KLVHeader& header,
+                                    std::uint64_t limit, const char* rule, const char* what);
+
+// Labels compared on the bytes that identify them: a partition pack of any kind and status, the
+// primer, fill, the random index pack, local sets and the Preface.
+bool isPartitionKey(const Bytes16& key);
+bool isPrimerKey(const Bytes16& key);
+bool isFillKey(const Bytes16& key);
+bool isRandomIndexKey(const Bytes16& key);
+bool isLocalSetKey(const Bytes16& key);
+bool isPrefaceKey(const Bytes16& key);
+bool isInstanceUIDLabel(const Bytes16& label);
+
+std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size);
+
+}  // namespace Velmar::MXF

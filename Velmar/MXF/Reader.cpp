@@ -1,0 +1,544 @@
+// Reading a file's partitions and header metadata, and placing its sets in tree order.
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "ByteSource.h"
+#include "KLV.h"
+#include "ValueDecoding.h"
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace Velmar::MXF {
+
+namespace {
+
+namespace MM = SDK::MetaMetadata;
+
+constexpr std::uint64_t kMaxRunIn = 65535;
+constexpr std::size_t kPartitionPackFixed = 80;  // the fields before the essence container batch
+// No partition pack, primer or local set of a real file comes near these; a length read from a
+// file is checked against them before anything is allocated for it.
+constexpr std::uint64_t kMaxPartitionPack = 1 << 20;
+constexpr std::uint64_t kMaxLocalSet = 16 << 20;
+constexpr std::uint64_t kMaxRandomIndex = 16 << 20;
+
+[[noreturn]] void refuse(const char* rule, std::uint64_t offset, const std::string& message,
+                         int line = __builtin_LINE()) {
+    throw FileRefused(rule, offset, message, __FILE__, line);
+}
+
+std::string utf8(const XMLCh* text) {
+    return SDK::Utils::toUtf8(text).c_str();
+}
+
+Bytes16 bytes16(const std::uint8_t* bytes) {
+    Bytes16 out;
+    std::memcpy(out.data(), bytes, 16);
+    return out;
+}
+
+struct Bytes16Hash {
+    std::size_t operator()(const Bytes16& b) const {
+        std::uint64_t h = 0;
+        std::memcpy(&h, b.data() + 8, 8);
+        return static_cast<std::size_t>(h ^ bigEndian(b.data(), 8));
+    }
+};
+
+class Reader {
+  public:
+    Reader(ByteSource& source, const MM::Dictionary& dictionary)
+        : source_(source), dictionary_(dictionary) {}
+
+    HeaderMetadata read() {
+        result_.fileSize = source_.size();
+        findRunIn();
+        readPartitions();
+        const Partition& holder = headerMetadataPartition();
+        readHeaderMetadata(holder);
+        resolveItems();
+        placeInTreeOrder();
+        return std::move(result_);
+    }
+
+  private:
+    // The header partition pack lies within the first 64 KiB.
+    void findRunIn() {
+        const std::uint64_t span = std::min<std::uint64_t>(source_.size(), kMaxRunIn + 16);
+        std::vector<std::uint8_t> start(static_cast<std::size_t>(span));
+        if (span < 16 || !source_.read(0, start.data(), start.size())) {
+            refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
+        }
+        for (std::size_t at = 0; at + 16 <= start.size(); ++at) {
+            const Bytes16 key = bytes16(start.data() + at);
+            if (isPartitionKey(key) && key[13] == 0x02) {
+                result_.runIn = at;
+                return;
+            }
+        }
+        refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
+    }
+
+    Partition readPartition(std::uint64_t offset) {
+        const KLVHeader header = readKLVHeader(source_, offset);
+        if (!isPartitionKey(header.key)) {
+            refuse("bad-partition", offset, "no partition pack here");
+        }
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, kMaxPartitionPack, "bad-partition", "a partition pack");
+        if (v.size() < kPartitionPackFixed + 8) {
+            refuse("bad-partition", offset,
+                   "a partition pack of " + std::to_string(v.size()) + " bytes, fewer than " +
+                       std::to_string(kPartitionPackFixed + 8));
+        }
+        Partition p;
+        p.offset = offset;
+        p.kind = header.key[13] == 0x02   ? Partition::Kind::Header
+                 : header.key[13] == 0x03 ? Partition::Kind::Body
+                                          : Partition::Kind::Footer;
+        p.closed = header.key[14] == 0x02 || header.key[14] == 0x04;
+        p.complete = header.key[14] >= 0x03;
+        const std::uint8_t* b = v.data();
+        p.majorVersion = static_cast<std::uint16_t>(bigEndian(b, 2));
+        p.minorVersion = static_cast<std::uint16_t>(bigEndian(b + 2, 2));
+        p.kagSize = static_cast<std::uint32_t>(bigEndian(b + 4, 4));
+        p.thisPartition = bigEndian(b + 8, 8);
+        p.previousPartition = bigEndian(b + 16, 8);
+        p.footerPartition = bigEndian(b + 24, 8);
+        p.headerByteCount = bigEndian(b + 32, 8);
+        p.indexByteCount = bigEndian(b + 40, 8);
+        p.indexSID = static_cast<std::uint32_t>(bigEndian(b + 48, 4));
+        p.bodyOffset = bigEndian(b + 52, 8);
+        p.bodySID = static_cast<std::uint32_t>(bigEndian(b + 60, 4));
+        p.operationalPattern = bytes16(b + 64);
+        const std::uint64_t count = bigEndian(b + 80, 4);
+        const std::uint64_t itemSize = bigEndian(b + 84, 4);
+        const std::uint64_t body = v.size() - kPartitionPackFixed - 8;
+        if ((count != 0 || body != 0) && (itemSize != 16 || body % 16 != 0 || body / 16 != count)) {
+            refuse("bad-partition", offset,
+                   "the essence container batch says " + std::to_string(count) + " items of " +
+                       std::to_string(itemSize) + " bytes in " + std::to_string(body) + " bytes");
+        }
+        for (std::uint64_t i = 0; i < count; ++i) {
+            p.essenceContainers.push_back(bytes16(b + 88 + i * 16));
+        }
+        p.packEnd = header.end();
+        return p;
+    }
+
+    bool partitionAt(std::uint64_t offset) {
+        Bytes16 key;
+        return offset <= source_.size() && source_.size() - offset >= 16 &&
+               source_.read(offset, key.data(), 16) && isPartitionKey(key);
+    }
+
+    // The random index pack, where the file ends in one: its last four bytes give its length.
+    bool readRandomIndex() {
+        const std::uint64_t size = source_.size();
+        std::uint8_t tail[4];
+        if (size < result_.runIn + 20 || !source_.read(size - 4, tail, 4)) {
+            return false;
+        }
+        const std::uint64_t length = bigEndian(tail, 4);
+        if (length < 20 || length > size - result_.runIn) {
+            return false;
+        }
+        Bytes16 key;
+        if (!source_.read(size - length, key.data(), 16) || !isRandomIndexKey(key)) {
+            return false;
+        }
+        const KLVHeader header = readKLVHeader(source_, size - length);
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, kMaxRandomIndex, "bad-partition", "a random index pack");
+        if (v.size() < 4 || (v.size() - 4) % 12 != 0) {
+            refuse("bad-partition", header.offset,
+                   "a random index pack of " + std::to_string(v.size()) +
+                       " bytes, not 4 more than a multiple of 12");
+        }
+        std::vector<RandomIndexEntry> entries;
+        for (std::size_t at = 0; at + 4 < v.size(); at += 12) {
+            entries.push_back({static_cast<std::uint32_t>(bigEndian(v.data() + at, 4)),
+                               bigEndian(v.data() + at + 4, 8)});
+        }
+        result_.randomIndex = std::move(entries);
+        return true;
+    }
+
+    void readPartitions() {
+        const std::uint64_t runIn = result_.runIn;
+        const Partition header = readPartition(runIn);
+        std::map<std::uint64_t, Partition> found{{runIn, header}};
+        auto add = [&](std::uint64_t relative) {
+            if (relative > source_.size() - runIn) {
+                return false;
+            }
+            const std::uint64_t at = runIn + relative;
+            if (found.count(at) == 0) {
+                found.emplace(at, readPartition(at));
+            }
+            return true;
+        };
+        if (readRandomIndex()) {
+            for (const RandomIndexEntry& entry : *result_.randomIndex) {
+                if (!partitionAt(runIn + entry.byteOffset) || !add(entry.byteOffset)) {
+                    refuse("bad-partition", source_.size(),
+                           "the random index pack names offset " +
+                               std::to_string(entry.byteOffset) + ", where no partition pack is");
+                }
+            }
+        } else if (header.footerPartition != 0 && partitionAt(runIn + header.footerPartition)) {
+            // Back from the footer: each partition names the one before it, always earlier.
+            std::uint64_t at = header.footerPartition;
+            std::set<std::uint64_t> seen;
+            while (at != 0 && seen.insert(at).second && partitionAt(runIn + at)) {
+                add(at);
+                const std::uint64_t previous = found.at(runIn + at).previousPartition;
+                if (previous >= at) {
+                    break;
+                }
+                at = previous;
+            }
+        } else if (header.footerPartition == 0) {
+            walkForPartitions(found);
+        }
+        for (auto& entry : found) {
+            result_.partitions.push_back(entry.second);
+        }
+        if (header.footerPartition != 0 && !partitionAt(runIn + header.footerPartition)) {
+            result_.findings.push_back({"footer-missing", std::nullopt, "", std::nullopt, "",
+                                        "the header partition names a footer at " +
+                                            std::to_string(header.footerPartition) +
+                                            ", where no partition pack is"});
+        }
+    }
+
+    // A file that names no footer (one still being written): every packet is stepped over by
+    // its length to find the partition packs.
+    void walkForPartitions(std::map<std::uint64_t, Partition>& found) {
+        std::uint64_t at = found.begin()->second.packEnd;
+        while (at < source_.size()) {
+            const KLVHeader header = readKLVHeader(source_, at);
+            if (isPartitionKey(header.key) && found.count(at) == 0) {
+                found.emplace(at, readPartition(at));
+            }
+            at = header.end();
+        }
+    }
+
+    const Partition& headerMetadataPartition() {
+        for (const Partition& p : result_.partitions) {
+            if (p.closed && p.complete && p.headerByteCount != 0) {
+                return p;
+            }
+        }
+        for (const Partition& p : result_.partitions) {
+            if (p.headerByteCount != 0) {
+                return p;
+            }
+        }
+        refuse("no-header-metadata", result_.runIn, "no partition holds header metadata");
+    }
+
+    void readHeaderMetadata(const Partition& partition) {
+        std::uint64_t at = partition.packEnd;
+        KLVHeader header = readKLVHeader(source_, at);
+        while (isFillKey(header.key)) {
+            at = header.end();
+            header = readKLVHeader(source_, at);
+        }
+        if (!isPrimerKey(header.key)) {
+            refuse("bad-primer", at, "no primer pack where the header metadata starts");
+        }
+        if (partition.headerByteCount > source_.size() - at) {
+            refuse("length-past-end", partition.offset,
+                   "a header byte count of " + std::to_string(partition.headerByteCount) +
+                       " where " + std::to_string(source_.size() - at) + " bytes are left");
+        }
+        const std::uint64_t end = at + partition.headerByteCount;
+        readPrimer(partition, header, end);
+        at = header.end();
+        while (at < end) {
+            header = readKLVHeader(source_, at);
+            if (header.end() > end) {
+                refuse("bad-local-set", at,
+                       "a packet of " + std::to_string(header.length) +
+                           " bytes that runs past the header metadata's end at " +
+                           std::to_string(end));
+            }
+            if (isFillKey(header.key)) {
+            } else if (isLocalSetKey(header.key)) {
+                readLocalSet(header);
+            } else {
+                result_.findings.push_back(
+                    {"unknown-set", header.offset, "", std::nullopt, "",
+                     "a packet that is no local set: " + dottedHex(header.key.data(), 16)});
+            }
+            at = header.end();
+        }
+    }
+
+    void readPrimer(const Partition& partition, const KLVHeader& header, std::uint64_t end) {
+        if (header.end() > end) {
+            refuse("bad-primer", header.offset, "the primer pack runs past the header metadata");
+        }
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, end - header.valueOffset, "bad-primer", "a primer pack");
+        const std::uint64_t count = v.size() >= 8 ? bigEndian(v.data(), 4) : 0;
+        const std::uint64_t itemSize = v.size() >= 8 ? bigEndian(v.data() + 4, 4) : 0;
+        if (v.size() < 8 || itemSize != 18 || (v.size() - 8) % 18 != 0 ||
+            (v.size() - 8) / 18 != count) {
+            refuse("bad-primer", header.offset,
+                   "the batch says " + std::to_string(count) + " entries of " +
+                       std::to_string(itemSize) + " bytes in " +
+                       std::to_string(v.size() < 8 ? 0 : v.size() - 8) +
+                       " bytes (entries are 18 bytes)");
+        }
+        result_.primer.partitionOffset = partition.offset;
+        result_.primer.offset = header.offset;
+        for (std::size_t at = 8; at < v.size(); at += 18) {
+            const auto tag = static_cast<std::uint16_t>(bigEndian(v.data() + at, 2));
+            if (!primer_.emplace(tag, bytes16(v.data() + at + 2)).second) {
+                refuse("bad-primer", header.valueOffset + at,
+                       "local tag " + dottedHex(v.data() + at, 2) + " is mapped twice");
+            }
+            result_.primer.entries.emplace_back(tag, bytes16(v.data() + at + 2));
+        }
+    }
+
+    void readLocalSet(const KLVHeader& header) {
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, kMaxLocalSet, "bad-local-set", "a local set");
+        LocalSet set;
+        set.offset = header.offset;
+        set.key = header.key;
+        for (std::size_t at = 0; at < v.size();) {
+            if (v.size() - at < 4) {
+                refuse("bad-local-set", header.valueOffset + at, "an item past its set");
+            }
+            const std::size_t length = static_cast<std::size_t>(bigEndian(v.data() + at + 2, 2));
+            if (length > v.size() - at - 4) {
+                refuse("bad-local-set", header.valueOffset + at,
+                       "an item of " + std::to_string(length) + " bytes past its set");
+            }
+            Item item;
+            item.offset = header.valueOffset + at;
+            item.tag = static_cast<std::uint16_t>(bigEndian(v.data() + at, 2));
+            item.bytes.assign(v.begin() + static_cast<std::ptrdiff_t>(at + 4),
+                              v.begin() + static_cast<std::ptrdiff_t>(at + 4 + length));
+            set.items.push_back(std::move(item));
+            at += 4 + length;
+        }
+        fileOrder_.push_back(std::move(set));
+    }
+
+    void find(LocalSet& set, std::string rule, const Item* item, std::string message) {
+        Finding finding{std::move(rule), set.offset, set.name(),
+                        std::nullopt,    "",         std::move(message)};
+        if (item != nullptr) {
+            finding.tag = item->tag;
+            finding.itemName = elementName(item->element);
+        }
+        result_.findings.push_back(std::move(finding));
+    }
+
+    static std::string elementName(const MM::MetaElement* element) {
+        return element == nullptr ? std::string() : utf8(element->getProperty(u"name"));
+    }
+
+    static std::string tagText(std::uint16_t tag) {
+        const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
+                                       static_cast<std::uint8_t>(tag & 0xff)};
+        return dottedHex(bytes, 2);
+    }
+
+    void resolveItems() {
+        for (LocalSet& set : fileOrder_) {
+            set.definition = dictionary_.findMetaMetadataSet(SDK::KLV::Key(set.key.data()));
+            if (set.definition == nullptr) {
+                find(set, "unknown-set", nullptr,
+                     "the dictionary has no set " + dottedHex(set.key.data(), 16));
+            }
+            std::unordered_set<const MM::MetaElement*> attributes;
+            if (set.definition != nullptr) {
+                for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
+                    attributes.insert(&attribute.metaElement());
+                }
+            }
+            std::unordered_set<const MM::MetaElement*> present;
+            for (Item& item : set.items) {
+                const auto label = primer_.find(item.tag);
+                if (label == primer_.end()) {
+                    find(set, "unknown-tag", &item,
+                         "local tag " + tagText(item.tag) + " is not in the primer");
+                    continue;
+                }
+                item.label = label->second;
+                if (isInstanceUIDLabel(label->second) && item.bytes.size() == 16) {
+                    set.instanceUID = bytes16(item.bytes.data());
+                }
+                item.element =
+                    dictionary_.findMetaElement(SDK::Types::UniversalLabel(label->second.data()));
+                if (item.element == nullptr) {
+                    find(set, "unknown-element", &item,
+                         "the dictionary has no element " + dottedHex(label->second.data(), 16));
+                    continue;
+                }
+                present.insert(item.element);
+                if (set.definition != nullptr && attributes.count(item.element) == 0) {
+                    find(set, "not-an-attribute", &item,
+                         elementName(item.element) + " is not an attribute of " + set.name());
+                }
+                Decoded decoded = decodeValue(*item.element, item.bytes);
+                if (!decoded.badSize.empty()) {
+                    find(set, "bad-size", &item, decoded.badSize);
+                }
+                item.value = std::move(decoded.value);
+            }
+            if (set.definition != nullptr) {
+                for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
+                    if (attribute.requiredStatus() == MM::AttributeRequiredStatus::Required &&
+                        present.count(&attribute.metaElement()) == 0) {
+                        Finding finding{"required-missing",
+                                        set.offset,
+                                        set.name(),
+                                        std::nullopt,
+                                        elementName(&attribute.metaElement()),
+                                        "the required " + elementName(&attribute.metaElement()) +
+                                            " is missing"};
+                        if (attribute.localTag() != nullptr) {
+                            finding.tag = attribute.localTag()->value();
+                        }
+                        result_.findings.push_back(std::move(finding));
+                    }
+                }
+            }
+        }
+        for (std::size_t i = 0; i < fileOrder_.size(); ++i) {
+            LocalSet& set = fileOrder_[i];
+            if (set.instanceUID && !byInstance_.emplace(*set.instanceUID, i).second) {
+                find(set, "duplicate-instance-uid", nullptr,
+                     "InstanceUID " + uuidText(*set.instanceUID) + " is also the set's at " +
+                         std::to_string(fileOrder_[byInstance_.at(*set.instanceUID)].offset));
+            }
+        }
+    }
+
+    // The sets an item's strong references lead to, checking each against the dictionary.
+    std::vector<std::size_t> children(std::size_t index) {
+        std::vector<std::size_t> targets;
+        LocalSet& set = fileOrder_[index];
+        for (const Item& item : set.items) {
+            if (item.element == nullptr) {
+                continue;
+            }
+            MM::Visitors::GetMetaElementVisitor<MM::MetaReferenceHolder> reference;
+            item.element->accept(reference);
+            for (const auto& uid : strongReferences(*item.element, item.bytes)) {
+                const auto target = byInstance_.find(bytes16(uid.data()));
+                if (target == byInstance_.end()) {
+                    find(set, "dangling-reference", &item,
+                         "no set has InstanceUID " + uuidText(bytes16(uid.data())));
+                    continue;
+                }
+                const MM::MetaMetadataSet* definition = fileOrder_[target->second].definition;
+                if (reference.result() != nullptr && definition != nullptr) {
+                    const auto& keys = reference.result()->targetSets();
+                    if (std::find(keys.begin(), keys.end(), definition->key()) == keys.end()) {
+                        find(set, "wrong-target", &item,
+                             fileOrder_[target->second].name() + " is not among the sets " +
+                                 elementName(item.element) + " may refer to");
+                    }
+                }
+                targets.push_back(target->second);
+            }
+        }
+        return targets;
+    }
+
+    // Depth first from the root; a set is placed once, at its first reference, and a reference
+    // to an ancestor is a cycle, not followed. A stack of its own: nesting has no bound.
+    void walk(std::size_t root, std::vector<bool>& placed) {
+        struct Frame {
+            std::size_t set;
+            std::vector<std::size_t> children;
+            std::size_t next = 0;
+        };
+        std::vector<Frame> stack;
+        std::vector<bool> onStack(fileOrder_.size(), false);
+        auto place = [&](std::size_t index, const std::optional<Bytes16>& parent) {
+            placed[index] = true;
+            onStack[index] = true;
+            LocalSet copy = fileOrder_[index];
+            copy.depth = stack.size();
+            copy.parent = parent;
+            result_.sets.push_back(std::move(copy));
+            stack.push_back({index, children(index)});
+        };
+        place(root, std::nullopt);
+        while (!stack.empty()) {
+            Frame& frame = stack.back();
+            if (frame.next == frame.children.size()) {
+                onStack[frame.set] = false;
+                stack.pop_back();
+                continue;
+            }
+            const std::size_t child = frame.children[frame.next++];
+            if (onStack[child]) {
+                LocalSet& from = fileOrder_[frame.set];
+                find(from, "reference-cycle", nullptr,
+                     "a reference back to " + fileOrder_[child].name() + " at " +
+                         std::to_string(fileOrder_[child].offset) + ", which holds this set");
+            } else if (!placed[child]) {
+                place(child, fileOrder_[frame.set].instanceUID);
+            }
+        }
+    }
+
+    void placeInTreeOrder() {
+        std::vector<bool> placed(fileOrder_.size(), false);
+        std::size_t preface = fileOrder_.size();
+        for (std::size_t i = 0; i < fileOrder_.size() && preface == fileOrder_.size(); ++i) {
+            if (isPrefaceKey(fileOrder_[i].key)) {
+                preface = i;
+            }
+        }
+        if (preface == fileOrder_.size()) {
+            result_.findings.push_back(
+                {"no-preface", std::nullopt, "", std::nullopt, "", "the header has no Preface"});
+        } else {
+            walk(preface, placed);
+        }
+        for (std::size_t i = 0; i < fileOrder_.size(); ++i) {
+            if (!placed[i]) {
+                walk(i, placed);
+            }
+        }
+    }
+
+    ByteSource& source_;
+    const MM::Dictionary& dictionary_;
+    HeaderMetadata result_;
+    std::unordered_map<std::uint16_t, Bytes16> primer_;
+    std::vector<LocalSet> fileOrder_;
+    std::unordered_map<Bytes16, std::size_t, Bytes16Hash> byInstance_;
+};
+
+}  // namespace
+
+HeaderMetadata readHeaderMetadata(const char* path, const MM::Dictionary& dictionary) {
+    FileSource source(path);
+    return Reader(source, dictionary).read();
+}
+
+HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
+                                  const MM::Dictionary& dictionary) {
+    MemorySource source(data, size);
+    return Reader(source, dictionary).read();
+}
+
+}  // namespace Velmar::MXF

@@ -1,0 +1,62 @@
+// Text forms of what the reader gives, and the small members of its records.
+#include <cstdio>
+
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace Velmar::MXF {
+
+std::string dottedHex(const std::uint8_t* bytes, std::size_t size) {
+    std::string out;
+    out.reserve(size * 3);
+    char pair[4];
+    for (std::size_t i = 0; i < size; ++i) {
+        std::snprintf(pair, sizeof pair, "%02x", bytes[i]);
+        if (i != 0) {
+            out += '.';
+        }
+        out += pair;
+    }
+    return out;
+}
+
+std::string plainHex(const std::uint8_t* bytes, std::size_t size) {
+    std::string out;
+    out.reserve(size * 2);
+    char pair[4];
+    for (std::size_t i = 0; i < size; ++i) {
+        std::snprintf(pair, sizeof pair, "%02x", bytes[i]);
+        out += pair;
+    }
+    return out;
+}
+
+std::string uuidText(const Bytes16& bytes) {
+    const std::string hex = plainHex(bytes.data(), bytes.size());
+    return hex.substr(0, 8) + "-" + hex.substr(8, 4) + "-" + hex.substr(12, 4) + "-" +
+           hex.substr(16, 4) + "-" + hex.substr(20);
+}
+
+const char* Partition::kindName() const {
+    return kind == Kind::Header ? "header" : kind == Kind::Body ? "body" : "footer";
+}
+
+std::string Partition::statusName() const {
+    return std::string(closed ? "closed" : "open") + (complete ? " complete" : " incomplete");
+}
+
+const Bytes16* Primer::label(std::uint16_t tag) const {
+    for (const auto& entry : entries) {
+        if (entry.first == tag) {
+            return &entry.second;
+        }
+    }
+    return nullptr;
+}
+
+std::string LocalSet::name() const {
+    return definition == nullptr ? std::string()
+                                 : SDK::Utils::toUtf8(definition->getProperty(u"name")).c_str();
+}
+
+}  // namespace Velmar::MXF

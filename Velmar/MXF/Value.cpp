@@ -1,0 +1,84 @@
+#include "Velmar/MXF/Value.h"
+
+#include <cstdio>
+
+namespace Velmar::MXF {
+
+Value Value::boolean(bool value) {
+    Value v;
+    v.kind_ = Kind::Boolean;
+    v.boolean_ = value;
+    return v;
+}
+Value Value::signedInteger(std::int64_t value) {
+    Value v;
+    v.kind_ = Kind::Signed;
+    v.signed_ = value;
+    return v;
+}
+Value Value::unsignedInteger(std::uint64_t value) {
+    Value v;
+    v.kind_ = Kind::Unsigned;
+    v.unsigned_ = value;
+    return v;
+}
+Value Value::floatingPoint(double value) {
+    Value v;
+    v.kind_ = Kind::Float;
+    v.float_ = value;
+    return v;
+}
+Value Value::text(std::string utf8) {
+    Value v;
+    v.kind_ = Kind::Text;
+    v.text_ = std::move(utf8);
+    return v;
+}
+Value Value::list(std::vector<Value> items) {
+    Value v;
+    v.kind_ = Kind::List;
+    v.list_ = std::move(items);
+    return v;
+}
+
+std::string Value::toJson() const {
+    switch (kind_) {
+        case Kind::Boolean:
+            return boolean_ ? "true" : "false";
+        case Kind::Signed:
+            return std::to_string(signed_);
+        case Kind::Unsigned:
+            return std::to_string(unsigned_);
+        case Kind::Float: {
+            char text[32];
+            std::snprintf(text, sizeof text, "%.17g", float_);
+            return text;
+        }
+        case Kind::Text: {
+            std::string out = "\"";
+            for (const char c : text_) {
+                if (c == '"' || c == '\\') {
+                    out += '\\';
+                    out += c;
+                } else if (static_cast<unsigned char>(c) < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+                    out += escaped;
+                } else {
+                    out += c;
+                }
+            }
+            return out + "\"";
+        }
+        case Kind::List: {
+            std::string out = "[";
+            for (std::size_t i = 0; i < list_.size(); ++i) {
+                out += (i ? ", " : "") + list_[i].toJson();
+            }
+            return out + "]";
+        }
+    }
+    return "null";
+}
+
+}  // namespace Velmar::MXF

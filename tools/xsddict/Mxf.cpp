@@ -1,0 +1,172 @@
+#include "Mxf.h"
+
+#include <ostream>
+
+#include "Json.h"
+#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace xsddict {
+
+namespace MXF = Velmar::MXF;
+namespace MM = Velmar::SDK::MetaMetadata;
+namespace Id = Velmar::SDK::Types::Identifiers;
+
+namespace {
+
+std::string dotted(const MXF::Bytes16& bytes) {
+    return MXF::dottedHex(bytes.data(), bytes.size());
+}
+
+std::string tagText(std::uint16_t tag) {
+    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
+                                   static_cast<std::uint8_t>(tag & 0xff)};
+    return MXF::dottedHex(bytes, 2);
+}
+
+std::string typeName(Id::Identifier type) {
+    const char* name = Id::identifierToString(type);
+    return name == nullptr ? "null" : jsonString(std::string(name));
+}
+
+Id::Identifier subType(const MM::MetaElement& element) {
+    MM::Visitors::GetMetaElementVisitor<MM::MetaCollectionElement> collection;
+    element.accept(collection);
+    return collection.result() != nullptr ? collection.result()->dataSubType() : Id::Unknown;
+}
+
+std::string name(const MM::MetaElement* element) {
+    return element == nullptr ? ""
+                              : Velmar::SDK::Utils::toUtf8(element->getProperty(u"name")).c_str();
+}
+
+std::string orNull(const std::string& text) {
+    return text.empty() ? "null" : jsonString(text);
+}
+
+void writePartition(const MXF::Partition& p, std::ostream& out) {
+    out << "{\"offset\": " << p.offset << ", \"kind\": \"" << p.kindName() << "\", \"status\": \""
+        << p.statusName() << "\", \"version\": \"" << p.majorVersion << "." << p.minorVersion
+        << "\", \"kagSize\": " << p.kagSize << ", \"thisPartition\": " << p.thisPartition
+        << ", \"previousPartition\": " << p.previousPartition
+        << ", \"footerPartition\": " << p.footerPartition
+        << ", \"headerByteCount\": " << p.headerByteCount
+        << ", \"indexByteCount\": " << p.indexByteCount << ", \"indexSID\": " << p.indexSID
+        << ", \"bodyOffset\": " << p.bodyOffset << ", \"bodySID\": " << p.bodySID
+        << ", \"operationalPattern\": \"" << dotted(p.operationalPattern)
+        << "\", \"essenceContainers\": [";
+    for (std::size_t i = 0; i < p.essenceContainers.size(); ++i) {
+        out << (i ? ", " : "") << "\"" << dotted(p.essenceContainers[i]) << "\"";
+    }
+    out << "]}";
+}
+
+void writeItem(const MXF::Item& item, std::ostream& out) {
+    out << "{\"offset\": " << item.offset << ", \"tag\": \"" << tagText(item.tag)
+        << "\", \"ul\": " << (item.label ? "\"" + dotted(*item.label) + "\"" : "null")
+        << ", \"name\": " << orNull(name(item.element))
+        << ", \"type\": " << (item.element ? typeName(item.element->dataType()) : "null")
+        << ", \"subType\": " << (item.element ? typeName(subType(*item.element)) : "null")
+        << ", \"size\": " << item.bytes.size() << ", ";
+    if (item.value) {
+        out << "\"value\": " << item.value->toJson() << "}";
+    } else {
+        out << "\"hex\": \"" << MXF::plainHex(item.bytes.data(), item.bytes.size()) << "\"}";
+    }
+}
+
+}  // namespace
+
+void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, std::ostream& out) {
+    out << "{\"file\": " << jsonPath(file) << ", \"size\": " << header.fileSize
+        << ", \"runIn\": " << header.runIn << ",\n \"partitions\": [";
+    for (std::size_t i = 0; i < header.partitions.size(); ++i) {
+        out << (i ? ",\n  " : "\n  ");
+        writePartition(header.partitions[i], out);
+    }
+    out << "],\n \"randomIndexPack\": ";
+    if (header.randomIndex) {
+        out << "[";
+        for (std::size_t i = 0; i < header.randomIndex->size(); ++i) {
+            const auto& entry = (*header.randomIndex)[i];
+            out << (i ? ", " : "") << "{\"bodySID\": " << entry.bodySID
+                << ", \"offset\": " << entry.byteOffset << "}";
+        }
+        out << "]";
+    } else {
+        out << "null";
+    }
+    out << ",\n \"primer\": {\"partition\": " << header.primer.partitionOffset
+        << ", \"offset\": " << header.primer.offset << ", \"entries\": {";
+    for (std::size_t i = 0; i < header.primer.entries.size(); ++i) {
+        const auto& entry = header.primer.entries[i];
+        out << (i ? ", " : "") << "\"" << tagText(entry.first) << "\": \"" << dotted(entry.second)
+            << "\"";
+    }
+    out << "}},\n \"sets\": [";
+    for (std::size_t i = 0; i < header.sets.size(); ++i) {
+        const MXF::LocalSet& set = header.sets[i];
+        out << (i ? ",\n  " : "\n  ") << "{\"offset\": " << set.offset << ", \"key\": \""
+            << dotted(set.key) << "\", \"name\": " << orNull(set.name()) << ", \"instanceUID\": "
+            << (set.instanceUID ? "\"" + MXF::uuidText(*set.instanceUID) + "\"" : "null")
+            << ", \"depth\": " << set.depth
+            << ", \"parent\": " << (set.parent ? "\"" + MXF::uuidText(*set.parent) + "\"" : "null")
+            << ",\n   \"items\": [";
+        for (std::size_t j = 0; j < set.items.size(); ++j) {
+            out << (j ? ",\n    " : "\n    ");
+            writeItem(set.items[j], out);
+        }
+        out << "]}";
+    }
+    out << "],\n \"findings\": [";
+    for (std::size_t i = 0; i < header.findings.size(); ++i) {
+        const MXF::Finding& f = header.findings[i];
+        out << (i ? ",\n  " : "\n  ") << "{\"rule\": \"" << f.rule
+            << "\", \"set\": " << (f.setOffset ? std::to_string(*f.setOffset) : "null")
+            << ", \"setName\": " << orNull(f.setName)
+            << ", \"tag\": " << (f.tag ? "\"" + tagText(*f.tag) + "\"" : "null")
+            << ", \"item\": " << orNull(f.itemName) << ", \"message\": " << jsonString(f.message)
+            << "}";
+    }
+    out << "]}\n";
+}
+
+void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
+    for (const MXF::LocalSet& set : header.sets) {
+        const std::string indent(2 * set.depth, ' ');
+        out << indent << (set.name().empty() ? dotted(set.key) : set.name()) << " @" << set.offset
+            << "\n";
+        for (const MXF::Item& item : set.items) {
+            out << indent << "  " << tagText(item.tag) << " "
+                << (item.element ? name(item.element) : "?") << " ("
+                << (item.element && Id::identifierToString(item.element->dataType())
+                        ? Id::identifierToString(item.element->dataType())
+                        : "?")
+                << ") ";
+            if (item.value) {
+                out << "= " << item.value->toJson() << "\n";
+            } else {
+                out << "hex(" << item.bytes.size() << ") "
+                    << MXF::plainHex(item.bytes.data(),
+                                     std::min<std::size_t>(item.bytes.size(), 32))
+                    << (item.bytes.size() > 32 ? "..." : "") << "\n";
+            }
+        }
+    }
+    for (const MXF::Finding& f : header.findings) {
+        out << f.rule << ": "
+            << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
+            << (f.tag ? " " + tagText(*f.tag) : "") << (f.itemName.empty() ? "" : " " + f.itemName)
+            << ": " << f.message << "\n";
+    }
+    out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings")
+        << "\n";
+}
+
+void writeRefusalJson(const std::string& file, const MXF::FileRefused& refusal, std::ostream& out) {
+    out << "{\"file\": " << jsonPath(file) << ", \"refused\": {\"rule\": \"" << refusal.rule()
+        << "\", \"offset\": " << refusal.offset()
+        << ", \"message\": " << jsonString(Velmar::SDK::WString(refusal.message())) << "}}\n";
+}
+
+}  // namespace xsddict
