@@ -4,13 +4,14 @@
 # parse_value starts from fuzz/corpus/parse_value; load from the sample dictionary and every
 # dictionary of the tests. New inputs go to build-fuzz/corpus/TARGET; a finding stops the run
 # and is written to build-fuzz/findings/.
-#   fuzz/run.sh [SECONDS] [TARGET...]       targets: parse_value, load (default: both)
+# mxf starts from the MXF fixtures of the tests.
+#   fuzz/run.sh [SECONDS] [TARGET...]       targets: parse_value, load, mxf (default: all)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(parse_value load)
+[ ${#targets[@]} -gt 0 ] || targets=(parse_value load mxf)
 
 scripts/ensure-packages.sh clang-14 libclang-rt-14-dev cmake make libxerces-c-dev libxalan-c-dev
 CXX=clang++-14 cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELMAR_FUZZ=ON \
@@ -21,17 +22,21 @@ mkdir -p build-fuzz/findings
 for target in "${targets[@]}"; do
   mkdir -p "build-fuzz/corpus/$target"
   inputs=("fuzz/corpus/$target")
+  maxLength=65536
   if [ "$target" = load ]; then
     inputs=(samples tests/XMLUtils/fixtures tests/MetaMetadata/Loading/fixtures tests/MetaMetadata/Loading/broken
             tests/tools/fixtures)
+  elif [ "$target" = mxf ]; then
+    inputs=(tests/MXF/fixtures)
+    maxLength=262144
   fi
   echo "== $target: ${seconds}s"
   # A load that takes seconds is a hang for a dictionary of a few kilobytes.
   status=0
-  ASAN_OPTIONS=detect_leaks=1 "build-fuzz/fuzz/${target}_fuzzer" -max_total_time="$seconds" -print_final_stats=1 \
-    -timeout=10 -rss_limit_mb=2048 -max_len=65536 -artifact_prefix=build-fuzz/findings/ \
+  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "build-fuzz/fuzz/${target}_fuzzer" -max_total_time="$seconds" -print_final_stats=1 \
+    -timeout=10 -rss_limit_mb=2048 -max_len="$maxLength" -artifact_prefix=build-fuzz/findings/ \
     "build-fuzz/corpus/$target" "${inputs[@]}" > "build-fuzz/$target.log" 2>&1 || status=$?
-  grep -E '^(#[0-9]+[[:space:]]+(DONE|INITED)|stat::|==[0-9]+==|SUMMARY|artifact_prefix|Test unit written)' \
+  grep -E '^(#[0-9]+[[:space:]]+(DONE|INITED)|stat::|==[0-9]+==|SUMMARY|artifact_prefix|Test unit written)|runtime error' \
     "build-fuzz/$target.log" || true
   if [ "$status" -ne 0 ]; then
     echo "$target: finding (exit $status), see build-fuzz/$target.log and build-fuzz/findings/"

@@ -55,7 +55,9 @@ bool MemorySource::read(std::uint64_t offset, std::uint8_t* into, std::size_t si
     if (offset > size_ || size > size_ - offset) {
         return false;
     }
-    std::memcpy(into, data_ + offset, size);
+    if (size != 0) {  // an empty read may have no buffer
+        std::memcpy(into, data_ + offset, size);
+    }
     return true;
 }
 

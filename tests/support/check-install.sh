@@ -3,9 +3,9 @@
 # user meets it: each installed header compiles on its own in C++17 and C++20 with warnings
 # as errors; no installed header includes one that is not installed; the README's example is
 # built through the CMake package and through pkg-config (which imposes no language standard)
-# and run on the sample.
+# and run on the sample; the MXF example is built through the CMake package and run on a file.
 set -euo pipefail
-build=$1 consumer=$2 sample=$3 compiler=$4 example=$5
+build=$1 consumer=$2 sample=$3 compiler=$4 example=$5 mxfExample=$6 tinyDictionary=$7 mxfFile=$8
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
@@ -28,10 +28,11 @@ done
 echo "$(echo "$headers" | wc -l) installed headers compile on their own in C++17 and C++20"
 
 cmake -S "$consumer" -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$scratch/prefix" -DCMAKE_CXX_COMPILER="$compiler" \
-  -DEXAMPLE="$example" \
+  -DEXAMPLE="$example" -DMXF_EXAMPLE="$mxfExample" \
   > "$scratch/configure.log" || { cat "$scratch/configure.log"; exit 1; }
 cmake --build "$scratch/cmake" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
 LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/consumer" "$sample"
+LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/preface-tree" "$tinyDictionary" "$mxfFile"
 
 libdir=$(ls -d "$scratch"/prefix/lib*/pkgconfig | head -n 1)
 flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs velmar-xsddictionary)
