@@ -73,14 +73,14 @@ endif()
 # standard output.
 foreach(args "" "frobnicate" "summary" "summary;a.xsd;b.xsd" "dump;--json;${SAMPLE}"
         "summary;--documentation;${SAMPLE}" "check;--frobnicate;${SAMPLE}" "import-registers;dir"
-        "import-registers;dir;-o")
+        "import-registers;dir;-o" "mxf;file.mxf" "mxf;file.mxf;--dictionary")
   expect(2 ${args})
   if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict --help'\n$" OR NOT last_output STREQUAL "")
     message(FATAL_ERROR "xsddict ${args}: not a one-line usage error:\n${last_output}${last_error}")
   endif()
 endforeach()
 expect(0 -h)
-if(NOT last_output MATCHES "^usage: xsddict COMMAND" OR last_output MATCHES "copies")
+if(NOT last_output MATCHES "^usage: xsddict COMMAND" OR last_output MATCHES "copies" OR NOT last_output MATCHES "\n  mxf FILE.mxf")
   message(FATAL_ERROR "unexpected help:\n${last_output}")
 endif()
 expect(0 --version)
