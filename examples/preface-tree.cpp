@@ -19,8 +19,8 @@ int main(int argc, char** argv) {
         loader.load(SDK::Utils::stringToWstring(argv[1]).c_str(), dictionary);
         const MXF::HeaderMetadata header = MXF::readHeaderMetadata(argv[2], dictionary);
         for (const MXF::LocalSet& set : header.sets) {
-            std::cout << std::string(2 * set.depth, ' ') << set.name() << " ("
-                      << set.items.size() << " items)\n";
+            std::cout << std::string(2 * set.depth, ' ') << set.name() << " (" << set.items.size()
+                      << " items)\n";
         }
         std::cout << header.findings.size() << " findings\n";
     } catch (const SDK::Exceptions::BaseException& e) {

@@ -96,7 +96,7 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     const MetaElement* metaElementByLocalTag(const Types::LocalTag& tag) const;
     // By the "XMLTagName" property the element had when it was added; the first one wins.
     const MetaElement* metaElementByTagName(const XMLCh* tagName) const;
-    // By its "name" property (the name in the specification) when added; the first one wins.
+    // By its "name" property (its "Name In Specification") when added; the first one wins.
     const MetaElement* metaElementByName(const XMLCh* name) const;
     // Elements whose label an earlier element already had.
     Templates::vector<const MetaElement*> duplicateMetaElements() const;
