@@ -6,29 +6,29 @@
 
 namespace Velmar::MXF {
 
-std::string dottedHex(const std::uint8_t* bytes, std::size_t size) {
+namespace {
+// Two lowercase digits a byte, with the separator (if any) between neighbours.
+std::string hexBytes(const std::uint8_t* bytes, std::size_t size, const char* separator) {
     std::string out;
     out.reserve(size * 3);
     char pair[4];
     for (std::size_t i = 0; i < size; ++i) {
         std::snprintf(pair, sizeof pair, "%02x", bytes[i]);
         if (i != 0) {
-            out += '.';
+            out += separator;
         }
         out += pair;
     }
     return out;
 }
+}  // namespace
+
+std::string dottedHex(const std::uint8_t* bytes, std::size_t size) {
+    return hexBytes(bytes, size, ".");
+}
 
 std::string plainHex(const std::uint8_t* bytes, std::size_t size) {
-    std::string out;
-    out.reserve(size * 2);
-    char pair[4];
-    for (std::size_t i = 0; i < size; ++i) {
-        std::snprintf(pair, sizeof pair, "%02x", bytes[i]);
-        out += pair;
-    }
-    return out;
+    return hexBytes(bytes, size, "");
 }
 
 std::string uuidText(const Bytes16& bytes) {

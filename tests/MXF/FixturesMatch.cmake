@@ -1,7 +1,7 @@
 # Each fixture's reading (xsddict mxf --json, with the dictionary imported from the registers)
-# matches the expectation beside it, whose values were checked once against mediainfo
-# --Details=1 (item offsets and values: timecodes, rates, sizes, channel counts, labels) and
-# ffprobe (streams, rates, durations). After an intended change, review and replace them.
+# matches the expectation beside it, whose item offsets and values (timecodes, rates, sizes,
+# channel counts) were checked once against mediainfo --Details=1. After an intended change,
+# review and replace them.
 if(NOT EXISTS ${REGISTERS}/Elements.xml)
   message("no register snapshots at ${REGISTERS}: skipped")
   return()

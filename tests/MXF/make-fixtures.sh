@@ -2,7 +2,7 @@
 # Regenerates the MXF fixtures with ffmpeg (Debian's package): a few frames of small synthetic
 # pictures and tones, written bit-exact (the UMIDs still differ from run to run). After a rerun,
 # review each file's reading (xsddict mxf FILE --dictionary registers.xsd --json) against
-# mediainfo --Details=1 and ffprobe before replacing the expected JSON beside it.
+# mediainfo --Details=1 before replacing the expected JSON beside it.
 set -euo pipefail
 cd "$(dirname "$0")/fixtures"
 common=(-hide_banner -loglevel error -y -fflags +bitexact -flags +bitexact)

@@ -97,32 +97,43 @@ void XSDDictionaryLoaderImpl::diagnoseLocalTag(const xercesc::DOMElement* declar
     }
 }
 
+namespace {
+// The earlier declaration of the same key, or null for the first (or the same) declaration.
+template <class Map, class Key>
+const xercesc::DOMElement* earlierDeclaration(Map& declarations, const Key& key,
+                                              const xercesc::DOMElement* declaration) {
+    const auto inserted = declarations.emplace(key, declaration);
+    return inserted.second || inserted.first->second == declaration ? nullptr
+                                                                    : inserted.first->second;
+}
+}  // namespace
+
 void XSDDictionaryLoaderImpl::diagnoseLabel(const xercesc::DOMElement* declaration,
                                             const Types::UniversalLabel& label) {
-    const auto inserted = labelDeclarations_.emplace(label, declaration);
-    if (inserted.second || inserted.first->second == declaration) {
+    const xercesc::DOMElement* first = earlierDeclaration(labelDeclarations_, label, declaration);
+    if (first == nullptr) {
         return;
     }
     const WString name = nameAttribute(declaration);
-    const WString firstName = nameAttribute(inserted.first->second);
+    const WString firstName = nameAttribute(first);
     diagnose(LoadDiagnostic::Kind::LabelGivenTwice, declaration, name,
              u"Element " + name + u" has the label " + label.toString(Types::Dotted) +
                  u" of element " + firstName + u"; lookups by label give " + firstName,
-             WString(), inserted.first->second, firstName);
+             WString(), first, firstName);
 }
 
 void XSDDictionaryLoaderImpl::diagnoseSetKey(const xercesc::DOMElement* declaration,
                                              const KLV::Key& key) {
-    const auto inserted = setKeyDeclarations_.emplace(key, declaration);
-    if (inserted.second || inserted.first->second == declaration) {
+    const xercesc::DOMElement* first = earlierDeclaration(setKeyDeclarations_, key, declaration);
+    if (first == nullptr) {
         return;
     }
     const WString name = nameAttribute(declaration);
-    const WString firstName = nameAttribute(inserted.first->second);
+    const WString firstName = nameAttribute(first);
     diagnose(LoadDiagnostic::Kind::SetKeyGivenTwice, declaration, name,
              u"Set " + name + u" has the key " + key.toString(Types::Dotted) + u" of set " +
                  firstName + u"; the dictionary keeps " + name + u", in " + firstName + u"'s place",
-             WString(), inserted.first->second, firstName);
+             WString(), first, firstName);
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading
