@@ -1,7 +1,8 @@
 # Each fixture's reading (xsddict mxf --json, with the dictionary imported from the registers)
-# matches the expectation beside it, whose item offsets and values (timecodes, rates, sizes,
-# channel counts) were checked once against mediainfo --Details=1. After an intended change,
-# review and replace them.
+# matches the expectation beside it. Each expectation was checked once with cross-check.py:
+# every item that mediainfo --Details=1 prints in a comparable form (all but the labels it names)
+# equals it at the same offset, and ffprobe's stream and identification fields agree. After an
+# intended change, rerun that check and replace them.
 if(NOT EXISTS ${REGISTERS}/Elements.xml)
   message("no register snapshots at ${REGISTERS}: skipped")
   return()

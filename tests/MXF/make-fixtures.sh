@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
 # Regenerates the MXF fixtures with ffmpeg (Debian's package): a few frames of small synthetic
-# pictures and tones, written bit-exact (the UMIDs still differ from run to run). After a rerun,
-# review each file's reading (xsddict mxf FILE --dictionary registers.xsd --json) against
-# mediainfo --Details=1 before replacing the expected JSON beside it.
+# pictures and tones, written bit-exact (the UMIDs still differ from run to run).
+#
+#   make-fixtures.sh [XSDDICT DICTIONARY.xsd]
+#
+# With the inspector and a dictionary imported from the registers, each file's reading is
+# written beside it as FILE.actual.json and compared with mediainfo --Details=1 and ffprobe
+# (cross-check.py): review that, then rename it to FILE.expected.json.
 set -euo pipefail
 cd "$(dirname "$0")/fixtures"
 common=(-hide_banner -loglevel error -y -fflags +bitexact -flags +bitexact)
@@ -21,4 +25,24 @@ ffmpeg "${common[@]}" -f lavfi -i "$(picture 720x608)" -f lavfi -i $tone -t 0.04
 ffmpeg "${common[@]}" -f lavfi -i "$(picture 256x144)" -frames:v 2 -c:v dnxhd -profile:v dnxhr_lb \
   -pix_fmt yuv422p -f mxf_opatom opatom-video.mxf
 ffmpeg "${common[@]}" -f lavfi -i $tone -t 0.08 -c:a pcm_s24le -f mxf_opatom opatom-audio.mxf
+# OP1a with other codecs: ProRes and DNxHR with 24- and 16-bit sound, DV (one PAL frame, the
+# smallest DV can be), JPEG 2000 and H.264 alone.
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 64x48)" -f lavfi -i $tone -t 0.08 -c:v prores_aw \
+  -profile:v 0 -pix_fmt yuv422p10le -c:a pcm_s24le op1a-prores.mxf
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 256x144)" -f lavfi -i $tone -frames:v 2 -t 0.08 \
+  -c:v dnxhd -profile:v dnxhr_lb -pix_fmt yuv422p -c:a pcm_s16le op1a-dnxhr.mxf
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 720x576)" -f lavfi -i $tone -t 0.04 -c:v dvvideo \
+  -pix_fmt yuv420p -c:a pcm_s16le op1a-dv.mxf
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 64x48)" -t 0.08 -c:v jpeg2000 op1a-jpeg2000.mxf
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 64x48)" -t 0.12 -c:v libx264 -preset ultrafast \
+  op1a-h264.mxf
 ls -l ./*.mxf
+
+if [ $# -eq 2 ]; then
+  xsddict=$(realpath "$1") dictionary=$(realpath "$2")
+  cd ..  # the golden test reads them as fixtures/NAME.mxf
+  for file in fixtures/*.mxf; do
+    "$xsddict" mxf "$file" --dictionary "$dictionary" --json >"${file%.mxf}.actual.json"
+    python3 cross-check.py "$file" "${file%.mxf}.actual.json"
+  done
+fi
