@@ -78,6 +78,7 @@ void BM_Load(benchmark::State& state) {
 // single timings wander.
 class Collector : public benchmark::ConsoleReporter {
   public:
+    Collector() : ConsoleReporter(OO_Tabular) {}  // no colours: the output goes to logs
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration) {

@@ -4,8 +4,8 @@
 #   demo      the inspector on the bundled sample dictionary (the default)
 #   test      the whole test suite
 #   sanitize  the whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer
-#   bench     load cost against the bare parse, at register size and larger (needs the SMPTE
-#             register snapshots in ../shared/registers)
+#   bench     load cost against the bare parse, at register size and larger, and the MXF read
+#             against mediainfo (needs the SMPTE register snapshots in ../shared/registers)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -38,9 +38,10 @@ case "${1:-demo}" in
       ctest --test-dir build-sanitize --output-on-failure -j "$jobs"
     ;;
   bench)
-    scripts/ensure-packages.sh libbenchmark-dev
+    scripts/ensure-packages.sh libbenchmark-dev ffmpeg mediainfo
     build build-bench -DCMAKE_BUILD_TYPE=Release -DVELMAR_BENCH=ON -DBUILD_TESTING=OFF
-    ./build-bench/bench/load_benchmark --benchmark_color=false
+    ./build-bench/bench/load_benchmark
+    ./build-bench/bench/mxf_benchmark
     ;;
   *)
     echo "usage: $0 [demo|test|sanitize|bench]" >&2
