@@ -39,3 +39,20 @@ TEST(StringConversion, NarrowingKeepsLatin1AndMarksTheRest) {
     EXPECT_STREQ(Utils::wstringToString(u"a b\u00e9\u20ac").c_str(), "a b\xe9?");
     EXPECT_STREQ(Utils::wstringToString(nullptr).c_str(), "");
 }
+
+// Byte texts (paths) come back as the bytes they were, whatever their encoding.
+TEST(StringConversion, BytesRoundTrip) {
+    const char* texts[] = {"",
+                           "plain/x.xsd",
+                           "caf\xc3\xa9/\xf0\x9f\x8e\xac.xsd",
+                           "d\xe9j\xe0/x.xsd",  // Latin-1
+                           "\xc0\xaf\xed\xa0\x80\xe2\x82",
+                           "\xff\xfe\x80"};
+    for (const char* text : texts) {
+        const WString wide = Utils::bytesToWstring(text);
+        EXPECT_STREQ(Utils::wstringToBytes(wide.c_str()).c_str(), text) << text;
+    }
+    // Valid UTF-8 reads as stringToWstring reads it.
+    EXPECT_EQ(std::u16string(Utils::bytesToWstring("caf\xc3\xa9").c_str()), u"caf\u00e9");
+    EXPECT_EQ(std::u16string(Utils::bytesToWstring("d\xe9").c_str()), u"d\xdce9");
+}

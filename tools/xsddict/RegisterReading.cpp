@@ -52,7 +52,7 @@ void readEntries(SDK::XMLUtils::XMLFileReader& reader, const std::string& path,
     try {
         document = &reader.read(path.c_str());
     } catch (const SDK::Exceptions::BaseException& e) {
-        throw std::runtime_error(SDK::Utils::toUtf8(e.message()).c_str());
+        throw std::runtime_error(SDK::Utils::wstringToBytes(e.message()).c_str());
     }
     const xercesc::DOMElement* root = document->getDocumentElement();
     if (root == nullptr || child(root, "Entries") == nullptr) {

@@ -201,7 +201,7 @@ std::string className(const SDK::Exceptions::BaseException& e) {
 void reportFailure(const std::string& subject, const SDK::Exceptions::BaseException& e,
                    bool verbose) {
     std::cerr << "xsddict: " << subject << ": " << className(e) << ": "
-              << SDK::Utils::toUtf8(e.message()).c_str();
+              << SDK::Utils::wstringToBytes(e.message()).c_str();  // paths as given
     if (verbose) {
         std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
     }
@@ -216,7 +216,7 @@ bool load(const std::string& path, const Arguments& arguments,
         loader.loadMetaElementDocumentation(arguments.has("--documentation"));
         loader.loadMetaElementLengthDescription(arguments.has("--length-description"));
         loader.setDiagnostics(diagnostics);
-        loader.load(SDK::Utils::stringToWstring(path.c_str()).c_str(), dictionary);
+        loader.load(SDK::Utils::bytesToWstring(path.c_str()).c_str(), dictionary);
         return true;
     } catch (const SDK::Exceptions::BaseException& e) {
         reportFailure(path, e, arguments.has("--verbose"));
@@ -327,7 +327,7 @@ int readMxf(const Arguments& arguments) {
             xsddict::writeRefusalJson(file, e, std::cout);
         }
         std::cerr << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()
-                  << ": " << SDK::Utils::toUtf8(e.message()).c_str();
+                  << ": " << SDK::Utils::wstringToBytes(e.message()).c_str();
         if (arguments.has("--verbose")) {
             std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
         }

@@ -29,7 +29,7 @@ BaseException::BaseException(const XMLCh* message, const char* sourceFile, int s
 }
 
 BaseException::BaseException(const char* message, const char* sourceFile, int sourceLine)
-    : BaseException(Utils::stringToWstring(message).c_str(), sourceFile, sourceLine) {}
+    : BaseException(Utils::bytesToWstring(message).c_str(), sourceFile, sourceLine) {}
 
 BaseException::BaseException(const BaseException& other) = default;
 BaseException::~BaseException() = default;

@@ -36,9 +36,9 @@ void appendUtf8(String& out, char32_t c) {
     }
 }
 
-}  // namespace
+enum class Invalid { Replace, Escape };
 
-WString Utils::stringToWstring(const char* text) {
+WString decodeUtf8(const char* text, Invalid invalid) {
     WString out;
     if (text == nullptr) {
         return out;
@@ -51,8 +51,10 @@ WString Utils::stringToWstring(const char* text) {
                     : (lead >> 4) == 0xE  ? 2
                     : (lead >> 3) == 0x1E ? 3
                                           : -1;
+        const XMLCh escaped =
+            invalid == Invalid::Escape ? static_cast<XMLCh>(0xDC00 + lead) : XMLCh{kReplacement};
         if (trail < 0) {
-            out.push_back(static_cast<XMLCh>(kReplacement));
+            out.push_back(escaped);
             ++p;
             continue;
         }
@@ -64,8 +66,43 @@ WString Utils::stringToWstring(const char* text) {
         static constexpr char32_t kMinimum[] = {0, 0x80, 0x800, 0x10000};
         bool valid =
             i == trail + 1 && c >= kMinimum[trail] && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
-        appendUtf16(out, valid ? c : kReplacement);
-        p += i;
+        if (valid) {
+            appendUtf16(out, c);
+            p += i;
+        } else if (invalid == Invalid::Escape) {
+            out.push_back(escaped);  // the rest of the sequence is read again, byte by byte
+            ++p;
+        } else {
+            out.push_back(static_cast<XMLCh>(kReplacement));
+            p += i;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+WString Utils::stringToWstring(const char* text) {
+    return decodeUtf8(text, Invalid::Replace);
+}
+
+WString Utils::bytesToWstring(const char* text) {
+    return decodeUtf8(text, Invalid::Escape);
+}
+
+String Utils::wstringToBytes(const XMLCh* text) {
+    String out;
+    for (; text != nullptr && *text != 0; ++text) {
+        if (*text >= 0xDC80 && *text <= 0xDCFF) {
+            out.push_back(static_cast<char>(*text - 0xDC00));
+            continue;
+        }
+        std::size_t length = 1;
+        if (*text >= 0xD800 && *text <= 0xDBFF && text[1] >= 0xDC00 && text[1] <= 0xDFFF) {
+            length = 2;
+        }
+        out += toUtf8(text, length);
+        text += length - 1;
     }
     return out;
 }

@@ -206,8 +206,9 @@ XSDAggregator::XSDAggregator(const XMLCh* folder, const XMLCh* fileName)
 XSDAggregator::~XSDAggregator() = default;
 
 xercesc::DOMDocument* XSDAggregator::createStandAloneSchemaDocument(SchemaParser& parser) {
-    const std::string folder(Utils::toUtf8(folder_.c_str()).c_str());
-    const std::string fileName(Utils::toUtf8(fileName_.c_str()).c_str());
+    // As the bytes the caller gave, whatever their encoding.
+    const std::string folder(Utils::wstringToBytes(folder_.c_str()).c_str());
+    const std::string fileName(Utils::wstringToBytes(fileName_.c_str()).c_str());
     if (isUrl(folder) || isUrl(fileName)) {
         fail("Refusing to read \"" + folder + "/" + fileName + "\": only local files are read");
     }

@@ -13,6 +13,7 @@
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 #include "support/TestSupport.h"
 
 using namespace Velmar::SDK;
@@ -28,6 +29,29 @@ std::string trimmed(const std::string& text) {
     return first == std::string::npos ? "" : text.substr(first, last - first + 1);
 }
 
+// Where the exception says it was raised: that source line, which must be a throw or a call
+// of a helper that raises at its caller's position.
+std::string raisingLine(const Exceptions::BaseException& e) {
+    // Source paths are relative to the project (the build maps the prefix away).
+    std::ifstream source(fixture("..") / e.sourceFile());
+    std::string line;
+    for (int number = 0; number < e.sourceLine() && std::getline(source, line);) {
+        ++number;
+    }
+    return line;
+}
+
+bool raises(const std::string& line) {
+    for (const char* raising : {"throw", "VELMAR_SDK_THROW", "fail(", "refuse(", "requiredNode(",
+                                "checkFailed(", "translateCurrentException("}) {
+        if (line.find(raising) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+std::vector<std::string> misplacedRaises;
+
 // "loads", or the exception's class (without namespaces) and message.
 std::pair<std::string, std::string> load(const std::filesystem::path& file) {
     MetaMetadata::Dictionary dictionary;
@@ -40,14 +64,19 @@ std::pair<std::string, std::string> load(const std::filesystem::path& file) {
         std::unique_ptr<char, void (*)(void*)> name(
             abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status), std::free);
         const std::string full = name.get();
+        if (!raises(raisingLine(e))) {
+            misplacedRaises.push_back(file.filename().string() + ": " + e.sourceFile() + ":" +
+                                      std::to_string(e.sourceLine()) + " is \"" + raisingLine(e) +
+                                      "\"");
+        }
         return {full.substr(full.rfind("::") + 2), utf8(e.message())};
     }
 }
 
 }  // namespace
 
-// Each broken or hostile dictionary of the corpus gives the exception its manifest names, and
-// gives back every byte it took.
+// Each broken or hostile dictionary of the corpus gives the exception its manifest names, raised
+// where it says it was, and gives back every byte it took.
 TEST(BrokenDictionaries, EachEndsAsItsManifestSays) {
     const auto folder = fixture("MetaMetadata/Loading/broken");
     std::ifstream manifest(folder / "expected.txt");
@@ -70,6 +99,7 @@ TEST(BrokenDictionaries, EachEndsAsItsManifestSays) {
         ++entries;
     }
     EXPECT_GE(entries, 30u);
+    EXPECT_EQ(misplacedRaises, std::vector<std::string>());
 }
 
 // Sizes no committed file should have: very long names and texts, deep nesting.
@@ -124,4 +154,29 @@ TEST(BrokenDictionaries, AnUnreadableFileIsRefused) {
     const auto [refusal, message] = load(file);
     EXPECT_EQ(refusal, "ParseError");
     EXPECT_NE(message.find("Permission denied"), std::string::npos) << message;
+}
+
+// A folder name that is not UTF-8 (Latin-1, as old file servers give) reaches the operating
+// system as the bytes given, and messages show it as given.
+TEST(BrokenDictionaries, PathsAreTheBytesGiven) {
+    testing_support::TempDir temp;
+    const std::filesystem::path folder = temp.path() / "d\xe9j\xe0";
+    std::filesystem::create_directory(folder);
+    std::filesystem::copy_file(fixture("MetaMetadata/Loading/fixtures/sets.xsd"),
+                               folder / "sets.xsd");
+    MetaMetadata::Dictionary dictionary;
+    MetaMetadata::Loading::XSDDictionaryLoader loader;
+    loader.load(Utils::bytesToWstring((folder / "sets.xsd").c_str()).c_str(), dictionary);
+    EXPECT_EQ(dictionary.metaMetadataSetCount(), 3u);
+
+    const std::string missing = (folder / "missing.xsd").string();
+    try {
+        MetaMetadata::Dictionary other;
+        MetaMetadata::Loading::XSDDictionaryLoader fresh;
+        fresh.load(Utils::bytesToWstring(missing.c_str()).c_str(), other);
+        ADD_FAILURE();
+    } catch (const Exceptions::BaseException& e) {
+        const std::string message = Utils::wstringToBytes(e.message()).c_str();
+        EXPECT_NE(message.find("\"" + missing + "\""), std::string::npos) << message;
+    }
 }

@@ -186,14 +186,16 @@ TEST(Queries, TextHelpers) {
     }
     EXPECT_EQ(utf8(XSDDictionaryLoaderImpl::toWString(u" as written ")), " as written ");
     EXPECT_EQ(XSDDictionaryLoaderImpl::toWString(nullptr).size(), 0u);
+    const WString message(u"Couldn't retrieve node's NamespaceURI: ");
+    const int line = __LINE__ + 2;  // the failed check's position is its caller's
     try {
-        XSDDictionaryLoaderImpl::checkFailed(
-            "!namespaceURI.empty ()", WString(u"Couldn't retrieve node's NamespaceURI: "), 42);
+        XSDDictionaryLoaderImpl::checkFailed("!namespaceURI.empty ()", message);
         ADD_FAILURE();
     } catch (const Exceptions::ParseError& e) {
         EXPECT_EQ(utf8(e.message()),
                   "!namespaceURI.empty (): Couldn't retrieve node's NamespaceURI: ");
-        EXPECT_EQ(e.sourceLine(), 42);
+        EXPECT_EQ(std::string(e.sourceFile()), __FILE__);
+        EXPECT_EQ(e.sourceLine(), line);
         EXPECT_EQ(e.errorCode(), 33);
     }
 }

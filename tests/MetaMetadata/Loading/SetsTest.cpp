@@ -107,7 +107,7 @@ TEST(Sets, FoundThroughRefThenFfRefDeclarationsKeepingRepeats) {
     loaded->collectSetDeclarations(sets);
     std::vector<std::string> names;
     for (const auto* declaration : sets) {
-        names.push_back(utf8(Loading::XSDDictionaryLoaderImpl::nameAttribute(declaration)));
+        names.push_back(utf8(loaded->nameAttribute(declaration)));
     }
     EXPECT_EQ(names, (std::vector<std::string>{"S4", "S1", "S3", "S1", "S2"}));
 

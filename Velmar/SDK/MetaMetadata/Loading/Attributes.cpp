@@ -44,8 +44,8 @@ Templates::auto_ptr<MetaAttribute> XSDDictionaryLoaderImpl::createMetaAttribute(
     return attribute;
 }
 
-WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(XMLUtils::attributeValue(declaration, u"ref"));
+WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declaration) const {
+    return declaredName(declaration, u"ref");
 }
 
 AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
@@ -56,7 +56,7 @@ AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
                                           : WString(u"an anonymous type"));
     xercesc::DOMNode* use =
         requiredNode(selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member),
-                     "\"use\" annotation", where, __LINE__);
+                     "\"use\" annotation", where);
     return AttributeRequiredStatus::instance().stringToStatus(use->getNodeValue());
 }
 

@@ -14,7 +14,8 @@ namespace Id = Types::Identifiers;
 
 constexpr int kDesignatorLength = 47;  // 16 bytes, two digits each, 15 separators
 
-[[noreturn]] void refuse(const XMLCh* message, const WString& name, int line) {
+// Raised at the caller's line.
+[[noreturn]] void refuse(const XMLCh* message, const WString& name, int line = __builtin_LINE()) {
     WString text(message);
     text += name;
     throw Exceptions::InvalidMetaElementDeclaration(text.c_str(), __FILE__, line);
@@ -76,8 +77,8 @@ Templates::auto_ptr<KLV::Key> XSDDictionaryLoaderImpl::declarationKey(
         new KLV::Key(label->toString(Types::Dotted).c_str(), Types::Dotted));
 }
 
-WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(XMLUtils::attributeValue(declaration, u"name"));
+WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declaration) const {
+    return declaredName(declaration, u"name");
 }
 
 WString XSDDictionaryLoaderImpl::namespaceURIAnnotation(const xercesc::DOMNode* node) {
@@ -106,16 +107,14 @@ void XSDDictionaryLoaderImpl::addDescriptiveProperties(const xercesc::DOMElement
 
     const WString uri = namespaceURIAnnotation(declaration);
     if (uri.empty()) {
-        checkFailed(
-            "!namespaceURI.empty ()",
-            WString(u"Couldn't retrieve node's NamespaceURI: ") + target.getProperty(u"name"),
-            __LINE__);
+        checkFailed("!namespaceURI.empty ()", WString(u"Couldn't retrieve node's NamespaceURI: ") +
+                                                  target.getProperty(u"name"));
     }
     target.addProperty(u"XMLNamespaceURI", uri.c_str());
     const auto prefix = namespace2PrefixMap_.find(uri);
     if (prefix == namespace2PrefixMap_.end()) {
         checkFailed("it != namespace2PrefixMap_.end ()",
-                    WString(u"No default prefix defined for namespace: ") + uri, __LINE__);
+                    WString(u"No default prefix defined for namespace: ") + uri);
     }
     target.addProperty(u"XMLDefaultPrefix", prefix->second.c_str());
 }
@@ -131,8 +130,7 @@ void XSDDictionaryLoaderImpl::addMetaElementProperties(const xercesc::DOMElement
     xercesc::DOMNode* item = requiredNode(
         selectFirst(u"./xs:complexType/xs:complexContent/*[@base]/xs:sequence/xs:element/@name",
                     declaration),
-        "item element name in the content model of value collection", nameAttribute(declaration),
-        __LINE__);
+        "item element name in the content model of value collection", nameAttribute(declaration));
     const WString itemName = toWString(XMLUtils::nodeValue(item));
     if (itemName.empty()) {
         VELMAR_SDK_THROW(Exceptions::InvalidMetaElementDeclaration, "Empty name attribute");
@@ -158,15 +156,13 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
     Dictionary& dictionary, const xercesc::DOMElement* declaration) {
     Templates::auto_ptr<Types::UniversalLabel> label = declarationUniversalLabel(declaration);
     if (!label) {
-        refuse(u"MetaElement Declaration with no UL Designator in ", nameAttribute(declaration),
-               __LINE__);
+        refuse(u"MetaElement Declaration with no UL Designator in ", nameAttribute(declaration));
     }
     Id::Identifier dataType = Id::Unknown;
     Id::Identifier dataSubType = Id::Unknown;
     determineDataTypes(declaration, dataType, dataSubType);
     if (dataType == Id::Unknown) {
-        refuse(u"MetaElement Declaration with unknown data type: ", nameAttribute(declaration),
-               __LINE__);
+        refuse(u"MetaElement Declaration with unknown data type: ", nameAttribute(declaration));
     }
 
     const auto& factory = Types::Factories::BaseTypeFactory::instance();
@@ -195,7 +191,7 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
         factory.validateCollectionType(dataType);
         if (dataSubType == Id::Unknown) {
             refuse(u"MetaElement Declaration of type collection with unknown sub data type: ",
-                   nameAttribute(declaration), __LINE__);
+                   nameAttribute(declaration));
         }
         factory.validateSimpleType(dataSubType);
         element.reset(new MetaCollection(*label, MetaCollectionElement::CollectionSizeLimits(),
@@ -245,7 +241,7 @@ WString XSDDictionaryLoaderImpl::contentBaseType(const xercesc::DOMElement* decl
         extension.isNode() ? extension.getNodeValue()
                            : requiredNode(selectFirst(u"./*/*/@base", declaration, Prefixes::None),
                                           "base type in the anonymous type of element",
-                                          nameAttribute(declaration), __LINE__);
+                                          nameAttribute(declaration));
     return localPart(toWString(XMLUtils::nodeValue(base)));
 }
 

@@ -2,6 +2,7 @@
 // text helpers they share.
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
+#include <xercesc/util/XMLChar.hpp>
 
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
@@ -13,13 +14,49 @@ namespace Velmar::SDK::MetaMetadata::Loading {
 
 namespace {
 constexpr const XMLCh* kFileFormatNamespace = u"urn:SMPTE:MXF:file_format";
+
+WString quotedCharacter(XMLCh c) {
+    if (c == u' ') {
+        return u"a space";
+    }
+    if (c < 0x20 || c >= 0xD800) {
+        return u"a control or unpaired character";
+    }
+    return WString(u"\"") + c + u"\"";
 }
+
+// Why a text that is not a valid NCName (or QName, with one colon allowed) is not one.
+WString whyNotAName(const WString& text, bool qualified) {
+    const std::size_t colon = qualified ? text.find(u':') : WString::npos;
+    if (colon != WString::npos && text.find(u':', colon + 1) != WString::npos) {
+        return u"it has more than one colon";
+    }
+    if (colon == 0 || (colon != WString::npos && colon + 1 == text.size())) {
+        return u"a colon cannot start or end it";
+    }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const XMLCh c = text[i];
+        const bool starts = i == 0 || i == colon + 1;
+        if (i == colon || (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() &&
+                           text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF && ++i)) {
+            continue;
+        }
+        if (starts && !xercesc::XMLChar1_0::isFirstNCNameChar(c)) {
+            return quotedCharacter(c) + u" cannot start a name";
+        }
+        if (!xercesc::XMLChar1_0::isNCNameChar(c)) {
+            return quotedCharacter(c) + u" cannot be part of one";
+        }
+    }
+    return u"it is not one";
+}
+}  // namespace
 
 void XSDDictionaryLoaderImpl::setUpNamespaces(xercesc::DOMDocument* document) {
     xercesc::DOMElement* root = document->getDocumentElement();
     if (root == nullptr) {
         checkFailed("document -> getDocumentElement ()",
-                    WString(u"Unable to retrieve root element from document!"), __LINE__);
+                    WString(u"Unable to retrieve root element from document!"));
     }
     namespace2PrefixMap_.emplace(WString(kFileFormatNamespace), WString(u"ff"));
     nsResolver_->addNamespaceBinding(XMLUtils::UnicodeString("ff").utf16(),
@@ -89,22 +126,76 @@ WString XSDDictionaryLoaderImpl::toWString(const XMLCh* text) {
 
 xercesc::DOMNode* XSDDictionaryLoaderImpl::requiredNode(const FirstResult& result,
                                                         const char* missing, const WString& where,
-                                                        int line) {
+                                                        const char* file, int line) {
     if (!result.isNode()) {
         WString message = u"No ";
         message += Platform::stringToWstring(missing);
         message += u" ";
         message += where;
-        throw Exceptions::ParseError(message.c_str(), __FILE__, line);
+        throw Exceptions::ParseError(message.c_str(), file, line);
     }
     return result.getNodeValue();
 }
 
-void XSDDictionaryLoaderImpl::checkFailed(const char* condition, const WString& message, int line) {
+WString XSDDictionaryLoaderImpl::declaredName(const xercesc::DOMElement* declaration,
+                                              const XMLCh* attribute,
+                                              const xercesc::DOMElement* holder) const {
+    WString value =
+        toWString(XMLUtils::attributeValue(holder != nullptr ? holder : declaration, attribute));
+    const bool qualified = WString(attribute) != u"name";
+    if (value.empty() ||
+        (qualified ? xercesc::XMLChar1_0::isValidQName(value.c_str(), value.size())
+                   : xercesc::XMLChar1_0::isValidNCName(value.c_str(), value.size()))) {
+        return value;
+    }
+    // The declaration by its own name where that is one, and by where it stands.
+    WString message = u"xs:" + toWString(declaration->getLocalName());
+    const WString name = toWString(XMLUtils::attributeValue(declaration, u"name"));
+    if ((qualified || holder != nullptr) &&
+        xercesc::XMLChar1_0::isValidNCName(name.c_str(), name.size())) {
+        message += u" \"" + name + u"\"";
+    }
+    const SourcePosition position = sourcePosition(declaration);
+    if (position.known()) {
+        message += u" in " + Utils::bytesToWstring(position.file.c_str()) + u" at line " +
+                   Utils::stringToWstring(std::to_string(position.line).c_str());
+    }
+    message += u": its " + WString(attribute) + u" \"" + value + u"\" is not an XML name: " +
+               whyNotAName(value, qualified);
+    throw Exceptions::ParseError(message.c_str(), __FILE__, __LINE__);
+}
+
+const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WString& name) {
+    if (!topLevelIndexed_) {
+        ElementList found;
+        selectElements(u"/xs:schema/xs:element", rootElement(), found);
+        for (xercesc::DOMElement* element : found) {
+            topLevelElements_.emplace(toWString(XMLUtils::attributeValue(element, u"name")),
+                                      element);
+        }
+        found.clear();
+        selectElements(u"/xs:schema/xs:complexType", rootElement(), found);
+        for (xercesc::DOMElement* type : found) {
+            topLevelComplexTypes_.emplace(toWString(XMLUtils::attributeValue(type, u"name")), type);
+        }
+        topLevelIndexed_ = true;
+    }
+    const auto found = topLevelElements_.find(name);
+    return found != topLevelElements_.end() ? found->second : nullptr;
+}
+
+xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelComplexType(const WString& name) {
+    topLevelElement(name);  // indexes both on first use
+    const auto found = topLevelComplexTypes_.find(name);
+    return found != topLevelComplexTypes_.end() ? found->second : nullptr;
+}
+
+void XSDDictionaryLoaderImpl::checkFailed(const char* condition, const WString& message,
+                                          const char* file, int line) {
     WString text = Platform::stringToWstring(condition);
     text += u": ";
     text += message;
-    throw Exceptions::ParseError(text.c_str(), __FILE__, line);
+    throw Exceptions::ParseError(text.c_str(), file, line);
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

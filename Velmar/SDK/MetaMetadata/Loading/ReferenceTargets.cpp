@@ -32,8 +32,7 @@ void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocu
             document, members);
         std::size_t count = 0;
         for (const xercesc::DOMElement* member : members) {
-            const WString group =
-                localPart(toWString(XMLUtils::attributeValue(member, u"substitutionGroup")));
+            const WString group = localPart(declaredName(member, u"substitutionGroup"));
             substitutionGroups_[group].push_back(nameAttribute(member));
             ++count;
         }

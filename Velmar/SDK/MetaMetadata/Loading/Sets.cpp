@@ -16,12 +16,9 @@ void XSDDictionaryLoaderImpl::collectSetDeclarations(ElementList& declarations) 
     ElementList references;
     collectRefDeclarations(references);
     for (const xercesc::DOMElement* reference : references) {
-        const WString setName =
-            localPart(toWString(XMLUtils::attributeValue(reference, u"substitutionGroup")));
-        FirstResult set =
-            selectFirst((u"./xs:element[@name='" + setName + u"']").c_str(), rootElement());
-        if (set.isNode()) {
-            declarations.push_back(static_cast<xercesc::DOMElement*>(set.getNodeValue()));
+        const WString setName = localPart(declaredName(reference, u"substitutionGroup"));
+        if (const xercesc::DOMElement* set = topLevelElement(setName)) {
+            declarations.push_back(const_cast<xercesc::DOMElement*>(set));
         }
     }
 }
@@ -67,8 +64,8 @@ Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadata
     return set;
 }
 
-WString XSDDictionaryLoaderImpl::typeAttribute(const xercesc::DOMElement* declaration) {
-    return toWString(XMLUtils::attributeValue(declaration, u"type"));
+WString XSDDictionaryLoaderImpl::typeAttribute(const xercesc::DOMElement* declaration) const {
+    return declaredName(declaration, u"type");
 }
 
 void XSDDictionaryLoaderImpl::collectAttributeDeclarations(ElementList& members, WString typeName,
@@ -107,13 +104,17 @@ void XSDDictionaryLoaderImpl::collectAttributeDeclarations(ElementList& members,
 xercesc::DOMElement* XSDDictionaryLoaderImpl::findComplexType(const WString& name,
                                                               const WString& usedAs) {
     const WString where = u"named \"" + name + u"\" (" + usedAs + u")";
-    return static_cast<xercesc::DOMElement*>(requiredNode(
-        selectFirst((u"/xs:schema/xs:complexType[@name='" + name + u"']").c_str(), rootElement()),
-        "top-level complexType", where, __LINE__));
+    return static_cast<xercesc::DOMElement*>(
+        requiredNode(FirstResult(topLevelComplexType(name)), "top-level complexType", where));
 }
 
 WString XSDDictionaryLoaderImpl::baseTypeName(const xercesc::DOMElement* complexType) {
-    return firstText(u"./*/*/@base", complexType);
+    const FirstResult base = selectFirst(u"./*/*/@base", complexType);
+    return base.isNode()
+               ? declaredName(
+                     complexType, u"base",
+                     static_cast<xercesc::DOMAttr*>(base.getNodeValue())->getOwnerElement())
+               : WString();
 }
 
 void XSDDictionaryLoaderImpl::collectMemberDeclarations(const xercesc::DOMElement* complexType,

@@ -79,18 +79,32 @@ class XSDDictionaryLoaderImpl {
                       Prefixes prefixes = Prefixes::Bound);
     static WString localPart(WString qualifiedName);
     static WString toWString(const XMLCh* text);
-    [[noreturn]] static void checkFailed(const char* condition, const WString& message, int line);
+    // Both raise at the caller's file and line.
+    [[noreturn]] static void checkFailed(const char* condition, const WString& message,
+                                         const char* file = __builtin_FILE(),
+                                         int line = __builtin_LINE());
     // The node of a first result that must have one; otherwise a ParseError saying what was
     // missing on which declaration.
     static xercesc::DOMNode* requiredNode(const FirstResult& result, const char* missing,
-                                          const WString& where, int line);
+                                          const WString& where, const char* file = __builtin_FILE(),
+                                          int line = __builtin_LINE());
+    // An attribute naming something (name, ref, type, substitutionGroup, base); empty when
+    // absent. A value that is not an XML name is refused with the declaration's file and line,
+    // so that no such text reaches a lookup or a message unchecked. The attribute may stand on
+    // an element inside the declaration (a complexType's base).
+    WString declaredName(const xercesc::DOMElement* declaration, const XMLCh* attribute,
+                         const xercesc::DOMElement* holder = nullptr) const;
+    // Top-level element and complexType declarations by name, the first of a name winning, as
+    // a query would find it. Built on first use with one query each.
+    const xercesc::DOMElement* topLevelElement(const WString& name);
+    xercesc::DOMElement* topLevelComplexType(const WString& name);
 
     // Element discovery and descriptive properties.
     Templates::auto_ptr<Types::UniversalLabel> declarationUniversalLabel(
         const xercesc::DOMElement* declaration);
     static void checkULDesignator(WString designator);
     Templates::auto_ptr<KLV::Key> declarationKey(const xercesc::DOMElement* declaration);
-    static WString nameAttribute(const xercesc::DOMElement* declaration);
+    WString nameAttribute(const xercesc::DOMElement* declaration) const;
     WString namespaceURIAnnotation(const xercesc::DOMNode* node);
     void addDescriptiveProperties(const xercesc::DOMElement* declaration, PropertyMap& target);
     void addMetaElementProperties(const xercesc::DOMElement* declaration, MetaElement& element);
@@ -118,7 +132,7 @@ class XSDDictionaryLoaderImpl {
     void collectRefDeclarations(ElementList& declarations);
     Templates::auto_ptr<MetaMetadataSet> createMetaMetadataSet(
         const xercesc::DOMElement* declaration);
-    static WString typeAttribute(const xercesc::DOMElement* declaration);
+    WString typeAttribute(const xercesc::DOMElement* declaration) const;
     // The set's name only goes into messages.
     void collectAttributeDeclarations(ElementList& members, WString typeName,
                                       const WString& setName = WString());
@@ -129,7 +143,7 @@ class XSDDictionaryLoaderImpl {
     // Attributes.
     Templates::auto_ptr<MetaAttribute> createMetaAttribute(const xercesc::DOMElement* member,
                                                            std::uint32_t position);
-    static WString refAttribute(const xercesc::DOMElement* declaration);
+    WString refAttribute(const xercesc::DOMElement* declaration) const;
     AttributeRequiredStatus::Status requiredStatus(const xercesc::DOMElement* member);
     WString distinguishedValueText(const xercesc::DOMElement* member);
     WString requiresSemanticsValidationText(const xercesc::DOMElement* member);
@@ -183,6 +197,9 @@ class XSDDictionaryLoaderImpl {
     Templates::map<WString, MetaElement*> name2MetaElementMap_;
     Templates::map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
     Templates::map<WString, KLV::Key*> setName2KeyMap_;  // owns the keys
+    Templates::map<WString, xercesc::DOMElement*> topLevelElements_;
+    Templates::map<WString, xercesc::DOMElement*> topLevelComplexTypes_;
+    bool topLevelIndexed_ = false;
     Templates::map<WString, WString> namespace2PrefixMap_;
     bool loadMetaElementDocumentation_ = false;
     bool loadMetaElementLengthDescription_ = false;
