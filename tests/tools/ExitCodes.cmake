@@ -48,16 +48,18 @@ string(CONCAT expected
   "${f}:10: local-tag-given-twice: Element AgainTagged gives the label 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 the local tag 10.02, but it has 10.01 already, which stays (First is at ${f}:4)\n"
   "${f}:10: label-given-twice: Element AgainTagged has the label 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00 of element First; lookups by label give First (First is at ${f}:4)\n"
   "${f}:12: reference-to-no-set: The targets of reference Dangling name no set\n"
+  "${f}:33: abstract-targets-only: Every set that reference ToAbstract may point to is abstract (A): no set in a file can be its target (A is at ${f}:31)\n"
   "${f}:18: member-naming-no-element: Member ff:Missing of set T names no registered element and is skipped\n"
   "${f}:19: member-without-ref: Member Local of set T is declared in place, not by ref, and is skipped\n"
   "${f}:22: set-key-given-twice: Set S has the key 06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.01.00 of set T; the dictionary keeps S, in T's place (T is at ${f}:25)\n"
   "${f}:23: set-without-ul-designator: Set Unlabelled has no \"UL Designator\" and is skipped\n"
-  "9 findings\n")
+  "${f}:36: substitution-group-cycle: Substitution groups form a cycle: C1 -> C2 -> C1; C1 is reachable from itself (C2 is at ${f}:37)\n"
+  "11 findings\n")
 if(NOT last_output STREQUAL expected)
   message(FATAL_ERROR "unexpected findings:\n${last_output}")
 endif()
 expect(3 check --json ${TOOLS}/fixtures/findings.xsd)
-if(NOT last_output MATCHES "\"rule\": \"set-key-given-twice\", [^\n]*\"line\": 22, [^\n]*\"other\": \"T\", [^\n]*\"otherLine\": 25}" OR NOT last_output MATCHES "\"count\": 9\n}")
+if(NOT last_output MATCHES "\"rule\": \"set-key-given-twice\", [^\n]*\"line\": 22, [^\n]*\"other\": \"T\", [^\n]*\"otherLine\": 25}" OR NOT last_output MATCHES "\"count\": 11\n}")
   message(FATAL_ERROR "unexpected JSON findings:\n${last_output}")
 endif()
 expect(0 check ${SAMPLE})

@@ -73,10 +73,12 @@ TEST(LoadDiagnostics, TellEveryKindOnceWithWhereItStands) {
                   "local-tag-given-twice AgainTagged@findings.xsd:10 vs First@findings.xsd:4",
                   "label-given-twice AgainTagged@findings.xsd:10 vs First@findings.xsd:4",
                   "reference-to-no-set Dangling@findings.xsd:12",
+                  "abstract-targets-only ToAbstract@findings.xsd:33 vs A@findings.xsd:31",
                   "member-naming-no-element ff:Missing@findings.xsd:18 in T",
                   "member-without-ref Local@findings.xsd:19 in T",
                   "set-key-given-twice S@findings.xsd:22 vs T@findings.xsd:25",
                   "set-without-ul-designator Unlabelled@findings.xsd:23",
+                  "substitution-group-cycle C1@findings.xsd:36 vs C2@findings.xsd:37",
               }));
     EXPECT_EQ(collected.messages.at(1),
               "Element Second has the local tag 10.01 of element First; the tag stays First's");
@@ -105,4 +107,26 @@ TEST(LoadDiagnostics, NameTheIncludedFile) {
     loader.load(wide((temp.path() / "main.xsd").string()).c_str(), dictionary);
     EXPECT_EQ(collected.lines,
               (std::vector<std::string>{"set-without-ul-designator P@part.xsd:4"}));
+}
+
+// A cycle is told once, at its first declaration, also when a chain leads into it; a group
+// that names itself is a cycle of one.
+TEST(LoadDiagnostics, TellEachSubstitutionCycleOnce) {
+    testing_support::TempDir temp;
+    temp.write("cycles.xsd", testing_support::schema(R"(
+<xs:element name="Tail" type="T_t" substitutionGroup="C1"/>
+<xs:element name="C1" type="T_t" substitutionGroup="C2"/>
+<xs:element name="C2" type="T_t" substitutionGroup="C1"/>
+<xs:element name="Self" type="T_t" substitutionGroup="Self"/>
+<xs:element name="Leaf" type="T_t" substitutionGroup="Tail"/>)"));
+    Collected collected;
+    Dictionary dictionary;
+    Loading::XSDDictionaryLoader loader;
+    loader.setDiagnostics(&collected);
+    loader.load(wide((temp.path() / "cycles.xsd").string()).c_str(), dictionary);
+    EXPECT_EQ(collected.lines,
+              (std::vector<std::string>{
+                  "substitution-group-cycle C1@cycles.xsd:3 vs C2@cycles.xsd:4",
+                  "substitution-group-cycle Self@cycles.xsd:5 vs Self@cycles.xsd:5",
+              }));
 }

@@ -1,4 +1,7 @@
 // What a load passes over silently, told to the caller's receiver with where it stands.
+#include <algorithm>
+#include <map>
+
 #include "Velmar/SDK/MetaMetadata/Loading/LoadDiagnostics.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
@@ -23,6 +26,10 @@ const char* diagnosticKindName(LoadDiagnostic::Kind kind) {
             return "local-tag-given-twice";
         case LoadDiagnostic::Kind::SetKeyGivenTwice:
             return "set-key-given-twice";
+        case LoadDiagnostic::Kind::SubstitutionGroupCycle:
+            return "substitution-group-cycle";
+        case LoadDiagnostic::Kind::AbstractTargetsOnly:
+            return "abstract-targets-only";
     }
     return "unknown";
 }
@@ -134,6 +141,78 @@ void XSDDictionaryLoaderImpl::diagnoseSetKey(const xercesc::DOMElement* declarat
              u"Set " + name + u" has the key " + key.toString(Types::Dotted) + u" of set " +
                  firstName + u"; the dictionary keeps " + name + u", in " + firstName + u"'s place",
              WString(), first, firstName);
+}
+
+void XSDDictionaryLoaderImpl::diagnoseSubstitutionCycles() {
+    // Each declaration names at most one group, so every cycle is found by following names
+    // from each declaration once; what a finished walk passed is not walked again.
+    readSubstitutionGroups();
+    enum class State { OnPath, Done };
+    std::map<WString, State> states;
+    for (const xercesc::DOMElement* member : substitutionMembers_) {
+        Templates::vector<WString> path;
+        WString name = nameAttribute(member);
+        while (states.find(name) == states.end()) {
+            const auto next = substitutionGroupOf_.find(name);
+            if (next == substitutionGroupOf_.end()) {
+                break;
+            }
+            states[name] = State::OnPath;
+            path.push_back(name);
+            name = next->second;
+        }
+        const auto seen = states.find(name);
+        if (seen != states.end() && seen->second == State::OnPath) {
+            const auto start = std::find(path.begin(), path.end(), name);
+            WString chain;
+            for (auto link = start; link != path.end(); ++link) {
+                chain += *link + u" -> ";
+            }
+            chain += name;
+            const WString& next = start + 1 != path.end() ? *(start + 1) : name;
+            diagnose(LoadDiagnostic::Kind::SubstitutionGroupCycle,
+                     substitutionDeclarationOf_.at(name), name,
+                     u"Substitution groups form a cycle: " + chain + u"; " + name +
+                         u" is reachable from itself",
+                     WString(), substitutionDeclarationOf_.at(next), next);
+        }
+        for (const WString& passed : path) {
+            states[passed] = State::Done;
+        }
+    }
+}
+
+void XSDDictionaryLoaderImpl::diagnoseAbstractTargets(const xercesc::DOMElement* declaration,
+                                                      const NameList& targetNames) {
+    Templates::vector<WString> abstract;
+    const xercesc::DOMElement* first = nullptr;
+    for (const WString& target : targetNames) {
+        if (setName2KeyMap_.find(target) == setName2KeyMap_.end()) {
+            continue;
+        }
+        const xercesc::DOMElement* set = topLevelElement(target);
+        const WString flag =
+            set != nullptr ? toWString(XMLUtils::attributeValue(set, u"abstract")) : WString();
+        if (flag != u"true" && flag != u"1") {
+            return;
+        }
+        if (std::find(abstract.begin(), abstract.end(), target) == abstract.end()) {
+            abstract.push_back(target);
+            first = first != nullptr ? first : set;
+        }
+    }
+    if (abstract.empty()) {
+        return;
+    }
+    const WString name = nameAttribute(declaration);
+    WString list;
+    for (const WString& target : abstract) {
+        list += (list.empty() ? u"" : u", ") + target;
+    }
+    diagnose(LoadDiagnostic::Kind::AbstractTargetsOnly, declaration, name,
+             u"Every set that reference " + name + u" may point to is abstract (" + list +
+                 u"): no set in a file can be its target",
+             WString(), first, abstract.front());
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

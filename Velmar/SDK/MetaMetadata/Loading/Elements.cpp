@@ -176,6 +176,8 @@ Templates::auto_ptr<MetaElement> XSDDictionaryLoaderImpl::createMetaElement(
             const WString name = nameAttribute(declaration);
             diagnose(LoadDiagnostic::Kind::ReferenceToNoSet, declaration, name,
                      u"The targets of reference " + name + u" name no set");
+        } else if (diagnosing()) {
+            diagnoseAbstractTargets(declaration, targetNames);
         }
         if (!isCollection(dataType)) {
             factory.validateSimpleType(dataType);

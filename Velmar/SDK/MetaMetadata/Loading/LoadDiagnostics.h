@@ -25,6 +25,10 @@ struct LoadDiagnostic {
         LocalTagGivenTwice,      // a local tag that an earlier element has, or a second tag for
                                  // a label that has one
         SetKeyGivenTwice,        // a set whose key an earlier set has: the later one replaces it
+        SubstitutionGroupCycle,  // declarations whose substitution groups lead back to
+                                 // themselves: a set reachable from itself
+        AbstractTargetsOnly,     // a reference whose every target set is abstract, so that no
+                                 // set in a file can be what it points to
     };
 
     Kind kind;

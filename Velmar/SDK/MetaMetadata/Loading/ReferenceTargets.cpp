@@ -20,25 +20,35 @@ void XSDDictionaryLoaderImpl::collectReferenceTargetNames(const xercesc::DOMElem
     for (const xercesc::DOMNode* ref : refs) {
         names.push_back(localPart(toWString(XMLUtils::nodeValue(ref))));
     }
-    addSubstitutionGroupMembers(declaration->getOwnerDocument(), names);
+    addSubstitutionGroupMembers(names);
 }
 
-void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(const xercesc::DOMDocument* document,
-                                                          NameList& names) {
-    if (!substitutionGroupsRead_) {
-        ElementList members;
-        selectElements(
-            u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
-            document, members);
-        std::size_t count = 0;
-        for (const xercesc::DOMElement* member : members) {
-            const WString group = localPart(declaredName(member, u"substitutionGroup"));
-            substitutionGroups_[group].push_back(nameAttribute(member));
-            ++count;
-        }
-        memberDeclarationCount_ = count;
-        substitutionGroupsRead_ = true;
+void XSDDictionaryLoaderImpl::readSubstitutionGroups() {
+    if (substitutionGroupsRead_) {
+        return;
     }
+    ElementList members;
+    selectElements(
+        u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
+        rootElement(), members);
+    for (const xercesc::DOMElement* member : members) {
+        const WString group = localPart(declaredName(member, u"substitutionGroup"));
+        const WString name = nameAttribute(member);
+        substitutionGroups_[group].push_back(name);
+        if (diagnosing()) {
+            substitutionGroupOf_.emplace(name, group);
+            substitutionDeclarationOf_.emplace(name, member);
+        }
+    }
+    memberDeclarationCount_ = members.size();
+    if (diagnosing()) {
+        substitutionMembers_ = std::move(members);
+    }
+    substitutionGroupsRead_ = true;
+}
+
+void XSDDictionaryLoaderImpl::addSubstitutionGroupMembers(NameList& names) {
+    readSubstitutionGroups();
 
     // A name is listed some levels below the choice. In groups without cycles no name lies
     // deeper than there are members, so a deeper one can only come from a cycle and is not

@@ -82,6 +82,9 @@ void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
         collectSetKeys(setDeclarations);
         loadMetaElements(dictionary, elementDeclarations);
         loadMetaMetadataSets(dictionary, setDeclarations);
+        if (diagnosing()) {
+            diagnoseSubstitutionCycles();
+        }
     } catch (...) {
         XMLUtils::translateCurrentException(__FILE__, __LINE__);
     }

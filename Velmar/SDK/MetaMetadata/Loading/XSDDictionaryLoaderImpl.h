@@ -125,7 +125,8 @@ class XSDDictionaryLoaderImpl {
     // Reference targets.
     using NameList = Templates::vector<WString>;
     void collectReferenceTargetNames(const xercesc::DOMElement* declaration, NameList& names);
-    void addSubstitutionGroupMembers(const xercesc::DOMDocument* document, NameList& names);
+    void readSubstitutionGroups();
+    void addSubstitutionGroupMembers(NameList& names);
     void referenceTargetKeys(const NameList& names, KeyVector& keys) const;
 
     // Set discovery and the base chain of each set.
@@ -177,6 +178,9 @@ class XSDDictionaryLoaderImpl {
                           const Types::UniversalLabel& label, const Dictionary& dictionary);
     void diagnoseLabel(const xercesc::DOMElement* declaration, const Types::UniversalLabel& label);
     void diagnoseSetKey(const xercesc::DOMElement* declaration, const KLV::Key& key);
+    void diagnoseSubstitutionCycles();
+    void diagnoseAbstractTargets(const xercesc::DOMElement* declaration,
+                                 const NameList& targetNames);
 
     // Passes, in the driver's order.
     void collectMetaElementDeclarations(ElementList& declarations);
@@ -208,6 +212,11 @@ class XSDDictionaryLoaderImpl {
     // same declarations for every reference, so it is read once per load.
     Templates::map<WString, Templates::vector<WString>> substitutionGroups_;
     bool substitutionGroupsRead_ = false;
+    // For diagnostics only: the member declarations in document order, and by name the group
+    // each names and the first declaration of that name.
+    ElementList substitutionMembers_;
+    Templates::map<WString, WString> substitutionGroupOf_;
+    Templates::map<WString, const xercesc::DOMElement*> substitutionDeclarationOf_;
     std::size_t memberDeclarationCount_ = 0;
 
     LoadDiagnostics* diagnostics_ = nullptr;  // not owned
