@@ -1,5 +1,7 @@
 #include "Velmar/SDK/Platform/malloc_alloc.h"
 
+#include "Velmar/SDK/Platform/AllocationFaults.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -11,7 +13,7 @@ std::atomic<std::size_t> inUse{0};
 }
 
 void* malloc_alloc::allocate(std::size_t size) {
-    void* p = std::malloc(size == 0 ? 1 : size);
+    void* p = AllocationFaults::nextFails() ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (p == nullptr) {
         throw std::bad_alloc();
     }

@@ -4,10 +4,13 @@
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
+#include "Velmar/SDK/XMLUtils/MemoryManager.h"
+
 namespace Velmar::SDK::XMLUtils {
 
 Initializer::Initializer() {
-    xercesc::XMLPlatformUtils::Initialize();
+    xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, nullptr,
+                                          &MemoryManager::instance());
     xalanc::XPathEvaluator::initialize();
     implementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
 }

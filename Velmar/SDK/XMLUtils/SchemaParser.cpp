@@ -10,14 +10,9 @@ namespace Velmar::SDK::XMLUtils {
 
 namespace {
 
-constexpr const XMLCh* kPositionKey = u"velmar-source-position";
-
-// File index and line in the user data pointer itself: no allocation per node.
-static_assert(sizeof(void*) >= 8, "positions are packed into a pointer");
-void* pack(std::uint32_t file, unsigned long line) {
+std::uint64_t pack(std::uint32_t file, unsigned long line) {
     const std::uint64_t lineBits = line > 0xFFFFFFFFul ? 0xFFFFFFFFul : line;
-    return reinterpret_cast<void*>(
-        static_cast<std::uintptr_t>((static_cast<std::uint64_t>(file) + 1) << 32 | lineBits));
+    return (static_cast<std::uint64_t>(file) + 1) << 32 | lineBits;
 }
 
 bool isDeclaration(const XMLCh* name) {
@@ -34,29 +29,31 @@ std::uint32_t SourcePositions::addFile(const std::string& path) {
 }
 
 void SourcePositions::record(xercesc::DOMNode* node, std::uint32_t file, unsigned long line) {
-    node->setUserData(kPositionKey, pack(file, line), this);
+    positions_[node] = pack(file, line);
 }
 
 SourcePositions::Position SourcePositions::find(const xercesc::DOMNode* node) const {
-    if (node == nullptr) {
+    const auto found = positions_.find(node);
+    if (found == positions_.end()) {
         return {};
     }
-    const auto bits = static_cast<std::uint64_t>(
-        reinterpret_cast<std::uintptr_t>(node->getUserData(kPositionKey)));
-    const std::uint64_t file = bits >> 32;
+    const std::uint64_t file = found->second >> 32;
     if (file == 0 || file > files_.size()) {
         return {};
     }
-    return {&files_[file - 1], static_cast<unsigned long>(bits & 0xFFFFFFFFu)};
+    return {&files_[file - 1], static_cast<unsigned long>(found->second & 0xFFFFFFFFu)};
 }
 
-void SourcePositions::copyTree(const xercesc::DOMNode* from, xercesc::DOMNode* to) {
+void SourcePositions::copyTree(const xercesc::DOMNode* from, const xercesc::DOMNode* to) {
     // Depth is bounded by the parser's limit.
-    if (void* data = from->getUserData(kPositionKey)) {
-        to->setUserData(kPositionKey, data, this);
+    const auto found = positions_.find(from);
+    if (found != positions_.end()) {
+        positions_[to] = found->second;
+    } else {
+        positions_.erase(to);
     }
     const xercesc::DOMNode* a = from->getFirstChild();
-    xercesc::DOMNode* b = to->getFirstChild();
+    const xercesc::DOMNode* b = to->getFirstChild();
     for (; a != nullptr && b != nullptr; a = a->getNextSibling(), b = b->getNextSibling()) {
         if (a->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
             copyTree(a, b);
@@ -64,14 +61,8 @@ void SourcePositions::copyTree(const xercesc::DOMNode* from, xercesc::DOMNode* t
     }
 }
 
-void SourcePositions::handle(DOMOperationType operation, const XMLCh* key, void* data,
-                             const xercesc::DOMNode*, xercesc::DOMNode* destination) {
-    if ((operation == NODE_IMPORTED || operation == NODE_CLONED) && destination != nullptr) {
-        destination->setUserData(key, data, this);
-    }
-}
-
-SchemaParser::SchemaParser(SourcePositions& positions) : positions_(positions) {}
+SchemaParser::SchemaParser(SourcePositions& positions)
+    : DOMLSParserImpl(nullptr, &arena), positions_(positions) {}
 
 void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
                                 const unsigned int urlId, const XMLCh* const prefix,

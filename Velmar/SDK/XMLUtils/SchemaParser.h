@@ -3,16 +3,18 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <unordered_map>
 
-#include <xercesc/dom/DOMUserDataHandler.hpp>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
+
+#include "Velmar/SDK/XMLUtils/MemoryManager.h"
 
 namespace Velmar::SDK::XMLUtils {
 
-// Where declarations stand in the files a schema was read from. Each recorded node carries its
-// file and line as DOM user data; a clone keeps them, and copyTree carries them over to an
-// imported copy (the parser's import calls no handler for its source's data).
-class SourcePositions : public xercesc::DOMUserDataHandler {
+// Where declarations stand in the files a schema was read from, by node. Kept here rather than
+// as DOM user data: a document with user data allocates when it is released, and a release
+// that fails for want of memory would end the process from inside the parser's destructor.
+class SourcePositions {
   public:
     struct Position {
         const std::string* file = nullptr;  // as given to the reader; null where unknown
@@ -22,14 +24,14 @@ class SourcePositions : public xercesc::DOMUserDataHandler {
     std::uint32_t addFile(const std::string& path);
     void record(xercesc::DOMNode* node, std::uint32_t file, unsigned long line);
     Position find(const xercesc::DOMNode* node) const;
-    // Carries the positions of a tree over to its imported copy, node for node.
-    void copyTree(const xercesc::DOMNode* from, xercesc::DOMNode* to);
-
-    void handle(DOMOperationType operation, const XMLCh* key, void* data,
-                const xercesc::DOMNode* source, xercesc::DOMNode* destination) override;
+    // Carries the positions of a tree over to its imported copy, node for node. The copy's
+    // nodes may reuse the memory of released ones, so what they do not get is cleared.
+    void copyTree(const xercesc::DOMNode* from, const xercesc::DOMNode* to);
 
   private:
     std::deque<std::string> files_;  // never moves what find gave out
+    // File index + 1 in the high half, line in the low half.
+    std::unordered_map<const xercesc::DOMNode*, std::uint64_t> positions_;
 };
 
 // Raised inside a parse when elements nest deeper than the parser's limit.
@@ -41,13 +43,20 @@ struct NestingTooDeep {
 // and of every element, attribute and complexType declaration, and refuses nesting deeper than
 // kMaxDepth from its own start and end callbacks: with namespaces on, the parser resolves each
 // prefix by walking the whole element stack, so its cost grows with the square of the depth.
-// Dictionaries nest fewer than 20 levels.
-class SchemaParser : public xercesc::DOMLSParserImpl {
+// Dictionaries nest fewer than 20 levels. The parser and its documents allocate from an arena
+// of their own, made before the parser and freed after it.
+struct ParserArena {
+    ArenaMemoryManager arena;
+};
+
+class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
   public:
     static constexpr unsigned kMaxDepth = 1000;
 
     explicit SchemaParser(SourcePositions& positions);
     SourcePositions& positions() const { return positions_; }
+    // The arena, for what is made for this parser's use (its input sources).
+    xercesc::MemoryManager* memory() { return &arena; }
     // The file whose positions the next parse records.
     void setFile(std::uint32_t file) {
         file_ = file;

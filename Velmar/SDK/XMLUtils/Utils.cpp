@@ -13,6 +13,7 @@
 #include <xalanc/XalanDOM/XalanDOMException.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/sax/SAXException.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/UTFDataFormatException.hpp>
 #include <xercesc/util/XMLException.hpp>
 
@@ -131,6 +132,9 @@ void translateCurrentException(const char* sourceFile, int sourceLine) {
         throwParseError(e);
     } catch (const Exceptions::BaseException&) {
         throw;
+    } catch (const xercesc::OutOfMemoryException&) {
+        throw Exceptions::ParseError("OutOfMemoryException:: the XML parser ran out of memory",
+                                     sourceFile, sourceLine);
     } catch (...) {
         throw Exceptions::ParseError("Unknown error in Xerces or XQilla", sourceFile, sourceLine);
     }

@@ -112,13 +112,19 @@ XMLFileParsing::XMLFileParsing(std::string kind) : kind_(std::move(kind)) {
 
 XMLFileParsing::~XMLFileParsing() {
     for (SchemaParser* parser : configured_) {
-        xercesc::DOMConfiguration* config = parser->getDomConfig();
-        config->setParameter(XMLUni::fgDOMErrorHandler,
-                             static_cast<xercesc::DOMErrorHandler*>(nullptr));
-        config->setParameter(XMLUni::fgDOMResourceResolver,
-                             static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
-        config->setParameter(XMLUni::fgXercesSecurityManager,
-                             static_cast<xercesc::SecurityManager*>(nullptr));
+        // A parse that ended in exhausted memory leaves the parser marked as parsing, and it
+        // then refuses every setting with an exception: such a parser is never used again (a
+        // loader loads once), so the settings may stay, and nothing may leave a destructor.
+        try {
+            xercesc::DOMConfiguration* config = parser->getDomConfig();
+            config->setParameter(XMLUni::fgDOMErrorHandler,
+                                 static_cast<xercesc::DOMErrorHandler*>(nullptr));
+            config->setParameter(XMLUni::fgDOMResourceResolver,
+                                 static_cast<xercesc::DOMLSResourceResolver*>(nullptr));
+            config->setParameter(XMLUni::fgXercesSecurityManager,
+                                 static_cast<xercesc::SecurityManager*>(nullptr));
+        } catch (...) {
+        }
     }
 }
 
@@ -145,8 +151,11 @@ xercesc::DOMDocument* XMLFileParsing::parse(SchemaParser& parser, const fs::path
                                             const std::string& where) {
     const std::vector<XMLByte> bytes = readFile(path, kind_, where);
     const WString systemId = Utils::stringToWstring(path.c_str());
-    xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false);
-    xercesc::Wrapper4InputSource input(&source, false);
+    // The stream the parser makes from the source comes from the parser's arena, so that a
+    // parse ended by exhausted memory cannot leave it behind.
+    xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false,
+                                      parser.memory());
+    xercesc::Wrapper4InputSource input(&source, false, parser.memory());
     errors_.reset();
     resolver_.refused.clear();
     xercesc::DOMDocument* document = nullptr;

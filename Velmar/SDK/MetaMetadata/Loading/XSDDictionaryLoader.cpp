@@ -2,10 +2,15 @@
 
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
+#include "Velmar/SDK/XMLUtils/Utils.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 
-XSDDictionaryLoader::XSDDictionaryLoader() : impl_(new XSDDictionaryLoaderImpl) {}
+// Exhausted memory while the parser is made is a failure of the family like any other.
+XSDDictionaryLoader::XSDDictionaryLoader() try : impl_(new XSDDictionaryLoaderImpl) {
+} catch (...) {
+    XMLUtils::translateCurrentException(__FILE__, __LINE__);
+}
 
 XSDDictionaryLoader::~XSDDictionaryLoader() {
     delete impl_;
@@ -13,7 +18,12 @@ XSDDictionaryLoader::~XSDDictionaryLoader() {
 
 XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& other) {
     if (this != &other) {
-        auto* fresh = new XSDDictionaryLoaderImpl;
+        XSDDictionaryLoaderImpl* fresh = nullptr;
+        try {
+            fresh = new XSDDictionaryLoaderImpl;
+        } catch (...) {
+            XMLUtils::translateCurrentException(__FILE__, __LINE__);
+        }
         fresh->firstLoad_ = other.impl_->firstLoad_;
         fresh->loadMetaElementDocumentation_ = other.impl_->loadMetaElementDocumentation_;
         fresh->loadMetaElementLengthDescription_ = other.impl_->loadMetaElementLengthDescription_;

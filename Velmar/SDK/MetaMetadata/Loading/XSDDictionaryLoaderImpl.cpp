@@ -31,10 +31,16 @@ void XSDDictionaryLoaderImpl::load(const XMLCh* path, Dictionary& dictionary) {
     if (path == nullptr) {
         VELMAR_SDK_THROW(Exceptions::ParseError, "Null schema path");
     }
-    WString normalised(path);
-    std::replace(normalised.begin(), normalised.end(), u'\\', u'/');
-    WString folder = splitSchemaPath(normalised);
-    loadDictionary(folder, normalised, dictionary);
+    WString normalised;
+    WString folder;
+    try {
+        normalised = path;
+        std::replace(normalised.begin(), normalised.end(), u'\\', u'/');
+        folder = splitSchemaPath(normalised);
+    } catch (...) {
+        XMLUtils::translateCurrentException(__FILE__, __LINE__);
+    }
+    loadDictionary(std::move(folder), std::move(normalised), dictionary);
 }
 
 WString XSDDictionaryLoaderImpl::splitSchemaPath(WString& path) {
@@ -55,12 +61,12 @@ void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
 
 void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
                                              Dictionary& dictionary) {
-    schemaFolder_ = std::move(folder);
-    schemaFileName_ = std::move(fileName);
     if (!firstLoad_) {
         return;
     }
     firstLoad_ = false;
+    schemaFolder_ = std::move(folder);
+    schemaFileName_ = std::move(fileName);
 
     try {
         XMLUtils::XSDAggregator aggregator(schemaFolder_.c_str(), schemaFileName_.c_str());

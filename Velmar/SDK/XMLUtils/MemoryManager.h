@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+
+#include <xercesc/framework/MemoryManager.hpp>
+
+namespace Velmar::SDK::XMLUtils {
+
+// What the XML parser, its DOM and the XPath engine allocate with. Exhausted memory is the
+// parser's OutOfMemoryException, which its own code passes up untouched, rather than a
+// std::bad_alloc thrown through it; and tests can make any one allocation fail.
+class MemoryManager : public xercesc::MemoryManager {
+  public:
+    // The process-wide manager, given to the parser library when it starts.
+    static MemoryManager& instance();
+
+    void* allocate(XMLSize_t size) override;
+    void deallocate(void* p) override;
+    // Exceptions are made with a manager that injects no faults, so that reporting one
+    // failure never fails in turn.
+    xercesc::MemoryManager* getExceptionMemoryManager() override;
+};
+
+// The memory of one parser and the documents it makes, which live and die with it. After
+// exhausted memory the parser leaves some of its objects unreleased on purpose (cleaning up
+// could fail again); what is still allocated here when the parser is gone is freed then, so a
+// failed load gives back everything it took.
+class ArenaMemoryManager : public MemoryManager {
+  public:
+    ArenaMemoryManager() = default;
+    ~ArenaMemoryManager() override;
+    ArenaMemoryManager(const ArenaMemoryManager&) = delete;
+    ArenaMemoryManager& operator=(const ArenaMemoryManager&) = delete;
+
+    void* allocate(XMLSize_t size) override;
+    void deallocate(void* p) override;
+
+  private:
+    struct Block {
+        Block* previous;
+        Block* next;
+    };
+    static_assert(sizeof(Block) % alignof(std::max_align_t) == 0 ||
+                      alignof(std::max_align_t) % sizeof(Block) == 0,
+                  "blocks keep the alignment of what they hold");
+    Block head_{&head_, &head_};
+};
+
+}  // namespace Velmar::SDK::XMLUtils
