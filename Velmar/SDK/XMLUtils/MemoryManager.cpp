@@ -1,5 +1,7 @@
 #include "Velmar/SDK/XMLUtils/MemoryManager.h"
 
+#include <cstdint>
+#include <mutex>
 #include <new>
 
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -48,6 +50,66 @@ void MemoryManager::deallocate(void* p) {
 
 xercesc::MemoryManager* MemoryManager::getExceptionMemoryManager() {
     return &plainManager();
+}
+
+namespace {
+
+// Enough for the engine to finish the call it is in: compiling or evaluating one query.
+constexpr std::size_t kReserveSize = 256 * 1024;
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
+alignas(kAlignment) unsigned char reserve[kReserveSize];
+std::size_t reserveUsed = 0;
+std::size_t reserveLive = 0;
+std::mutex reserveMutex;
+thread_local bool engineExhausted = false;
+
+}  // namespace
+
+EngineMemoryManager& EngineMemoryManager::instance() {
+    static EngineMemoryManager manager;
+    return manager;
+}
+
+void* EngineMemoryManager::allocate(XMLSize_t size) {
+    try {
+        return MemoryManager::allocate(size);
+    } catch (const xercesc::OutOfMemoryException&) {
+        std::lock_guard<std::mutex> lock(reserveMutex);
+        const std::size_t rounded = (size + kAlignment - 1) / kAlignment * kAlignment;
+        if (rounded < size || rounded > kReserveSize - reserveUsed) {
+            throw;
+        }
+        void* p = reserve + reserveUsed;
+        reserveUsed += rounded;
+        ++reserveLive;
+        engineExhausted = true;
+        return p;
+    }
+}
+
+bool EngineMemoryManager::inReserve(const void* p) const {
+    const auto address = reinterpret_cast<std::uintptr_t>(p);
+    const auto start = reinterpret_cast<std::uintptr_t>(reserve);
+    return address >= start && address < start + kReserveSize;
+}
+
+void EngineMemoryManager::deallocate(void* p) {
+    if (!inReserve(p)) {
+        MemoryManager::deallocate(p);
+        return;
+    }
+    // The reserve is a bump allocator, taken back whole once nothing in it is in use.
+    std::lock_guard<std::mutex> lock(reserveMutex);
+    if (--reserveLive == 0) {
+        reserveUsed = 0;
+    }
+}
+
+void EngineMemoryManager::raiseIfExhausted() {
+    if (engineExhausted) {
+        engineExhausted = false;
+        throw xercesc::OutOfMemoryException();
+    }
 }
 
 ArenaMemoryManager::~ArenaMemoryManager() {

@@ -21,6 +21,26 @@ class MemoryManager : public xercesc::MemoryManager {
     xercesc::MemoryManager* getExceptionMemoryManager() override;
 };
 
+// What the XPath engine allocates with. The engine allocates inside some of its destructors
+// (releasing a string to its cache), where a failure would end the process; so a failed
+// allocation is answered from a reserve and noted, and the caller raises it as exhausted
+// memory once the engine call has returned (raiseIfExhausted). Only when the reserve is used
+// up too does an allocation fail inside the engine.
+class EngineMemoryManager : public MemoryManager {
+  public:
+    static EngineMemoryManager& instance();
+
+    void* allocate(XMLSize_t size) override;
+    void deallocate(void* p) override;
+    // Throws the parser's OutOfMemoryException if this thread's engine work was served from
+    // the reserve since the last call.
+    static void raiseIfExhausted();
+
+  private:
+    EngineMemoryManager() = default;
+    bool inReserve(const void* p) const;
+};
+
 // The memory of one parser and the documents it makes, which live and die with it. After
 // exhausted memory the parser leaves some of its objects unreleased on purpose (cleaning up
 // could fail again); what is still allocated here when the parser is gone is freed then, so a

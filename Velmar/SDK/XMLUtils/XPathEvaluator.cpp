@@ -1,5 +1,7 @@
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
+#include "Velmar/SDK/XMLUtils/MemoryManager.h"
+
 #include "Velmar/SDK/Utils/StringConversion.h"
 #include "Velmar/SDK/XMLUtils/DirectPath.h"
 
@@ -62,7 +64,7 @@ class QuietConstructionContext : public xalanc::XPathConstructionContextDefault 
 };
 
 xalanc::MemoryManager& memoryManager() {
-    return xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
+    return EngineMemoryManager::instance();
 }
 
 }  // namespace
@@ -78,7 +80,11 @@ XPathExpression::~XPathExpression() = default;
 
 struct XPathEvaluator::Engine {
     explicit Engine(const xercesc::DOMDocument& document)
-        : liaison(memoryManager()), domSupport(liaison), constructionContext(memoryManager()) {
+        : liaison(memoryManager()),
+          domSupport(liaison),
+          constructionContext(memoryManager()),
+          processor(memoryManager()),
+          evaluator(memoryManager()) {
         // The whole view with node maps, so that parser nodes map to engine nodes and back.
         wrapperDocument = liaison.createDocument(&document, false, true, true);
         wrapper = liaison.mapDocumentToWrapper(wrapperDocument);
@@ -131,6 +137,7 @@ XPathEvaluator::~XPathEvaluator() {
 XPathEvaluator::Engine& XPathEvaluator::engine() {
     if (!engine_) {
         engine_ = std::make_unique<Engine>(document_);
+        EngineMemoryManager::raiseIfExhausted();
     }
     return *engine_;
 }
@@ -160,6 +167,7 @@ const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
             e.processor.initXPath(compiled->xpath, e.constructionContext,
                                   xalanc::XalanDOMString(text.c_str(), memoryManager()),
                                   *bindings.bindings_);
+            EngineMemoryManager::raiseIfExhausted();
         } catch (...) {
             cache.erase(text);
             throw;
@@ -180,6 +188,7 @@ void XPathEvaluator::evaluateWithEngine(const XPathExpression& expression,
     xalanc::NodeRefList nodes(memoryManager());
     e.evaluator.selectNodeList(nodes, e.domSupport, engineContext, expression.engine_->xpath,
                                expression.engine_->resolver);
+    EngineMemoryManager::raiseIfExhausted();
     const auto count = nodes.getLength();
     for (xalanc::NodeRefList::size_type i = 0; i < count; ++i) {
         results.push_back(const_cast<xercesc::DOMNode*>(e.wrapper->mapNode(nodes.item(i))));

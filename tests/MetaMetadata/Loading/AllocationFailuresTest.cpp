@@ -1,7 +1,8 @@
 // Exhausted memory anywhere in a load (reading, aggregation, the XPath engine, the model, value
 // lists) ends it as an exception of the toolkit's family that gives back everything it took,
 // and the next load works. Each allocation of a load with includes and default values is made
-// to fail in turn, through the toolkit's allocator and the XML parser's memory manager.
+// to fail in turn, through the toolkit's allocator and the XML parser's memory manager, once
+// with the queries answered on the DOM and once with every query through the XPath engine.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 #include "Velmar/SDK/Platform/AllocationFaults.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
+#include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 #include "support/TestSupport.h"
 
 using namespace Velmar::SDK;
@@ -35,7 +37,23 @@ std::size_t fromEnvironment(const char* name, std::size_t otherwise) {
 
 }  // namespace
 
-TEST(AllocationFailures, EveryFailureEndsTheLoadCleanly) {
+class AllocationFailures : public testing::TestWithParam<XMLUtils::XPathEvaluator::Mode> {
+  protected:
+    void SetUp() override {
+        before_ = XMLUtils::XPathEvaluator::defaultMode();
+        XMLUtils::XPathEvaluator::setDefaultMode(GetParam());
+    }
+    void TearDown() override { XMLUtils::XPathEvaluator::setDefaultMode(before_); }
+
+  private:
+    XMLUtils::XPathEvaluator::Mode before_ = XMLUtils::XPathEvaluator::Mode::Direct;
+};
+
+INSTANTIATE_TEST_SUITE_P(Queries, AllocationFailures,
+                         testing::Values(XMLUtils::XPathEvaluator::Mode::Direct,
+                                         XMLUtils::XPathEvaluator::Mode::EngineOnly));
+
+TEST_P(AllocationFailures, EveryFailureEndsTheLoadCleanly) {
     const WString path = testing_support::wide(
         testing_support::fixture("MetaMetadata/Loading/fixtures/including.xsd").string());
     const std::size_t expected = load(path);  // also lets first-use caches settle
