@@ -86,9 +86,9 @@ TEST_F(Aggregation, DeclarationsKeepTheirFileAndLine) {
     EXPECT_EQ(positions_.find(document->getDocumentElement()).file, nullptr);
 }
 
-// Nesting is refused past the limit from the parser's own callbacks, before its cost (which
-// grows with the square of the depth) is paid; at the limit the file still reads.
-TEST_F(Aggregation, RefusesNestingDeeperThanTheLimit) {
+// Nesting and attributes are refused past their limits from the parser's own callbacks, before
+// their cost (which grows with the square of the count) is paid; at the limit the file reads.
+TEST_F(Aggregation, RefusesNestingAndAttributesPastTheLimits) {
     testing_support::TempDir temp;
     auto nested = [&](unsigned depth) {
         std::string text = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n";
@@ -109,6 +109,23 @@ TEST_F(Aggregation, RefusesNestingDeeperThanTheLimit) {
         << message;
     // The parser is usable again afterwards.
     EXPECT_NE(aggregate(temp.path() / "limit.xsd"), nullptr);
+
+    // Attributes likewise: the DOM adds each by a search of those before it.
+    const auto attributes = [](XMLSize_t count) {
+        std::string text =
+            "<?xml version=\"1.0\"?>\n<xs:schema "
+            "xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n<xs:element name=\"E\"";
+        for (XMLSize_t i = 1; i < count; ++i) {
+            text += " a" + std::to_string(i) + "=\"x\"";
+        }
+        return text + "/>\n</xs:schema>\n";
+    };
+    temp.write("attributes.xsd", attributes(XMLUtils::SchemaParser::kMaxAttributes));
+    EXPECT_NE(aggregate(temp.path() / "attributes.xsd"), nullptr);
+    temp.write("too-many.xsd", attributes(100000));
+    EXPECT_NE(failure(temp.path(), "too-many.xsd")
+                  .find("too-many.xsd\" at line 3: an element has more than 1000 attributes"),
+              std::string::npos);
 }
 
 // Diamonds, self-inclusion and cycles: each file is read once, at its first inclusion, and an

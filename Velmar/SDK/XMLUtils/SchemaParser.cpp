@@ -69,9 +69,16 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
                                 const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
                                 const XMLSize_t attributeCount, const bool isEmpty,
                                 const bool isRoot) {
+    const auto line = [this] {
+        return static_cast<unsigned long>(getScanner()->getLocator()->getLineNumber());
+    };
     if (++depth_ > kMaxDepth) {
-        throw NestingTooDeep{
-            static_cast<unsigned long>(getScanner()->getLocator()->getLineNumber())};
+        throw ParserLimit{line(),
+                          "elements nest deeper than " + std::to_string(kMaxDepth) + " levels"};
+    }
+    if (attributeCount > kMaxAttributes) {
+        throw ParserLimit{
+            line(), "an element has more than " + std::to_string(kMaxAttributes) + " attributes"};
     }
     const unsigned depth = depth_;
     // An empty element's end comes from inside this call, so the depth is read before it.
@@ -79,8 +86,7 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
                                   isRoot);
     const bool topLevel = depth == 2;
     if (topLevel || isDeclaration(declaration.getBaseName())) {
-        positions_.record(getCurrentNode(), file_,
-                          static_cast<unsigned long>(getScanner()->getLocator()->getLineNumber()));
+        positions_.record(getCurrentNode(), file_, line());
     }
 }
 

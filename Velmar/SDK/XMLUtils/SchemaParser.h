@@ -34,17 +34,20 @@ class SourcePositions {
     std::unordered_map<const xercesc::DOMNode*, std::uint64_t> positions_;
 };
 
-// Raised inside a parse when elements nest deeper than the parser's limit.
-struct NestingTooDeep {
+// Raised inside a parse when a document goes past one of the parser's limits.
+struct ParserLimit {
     unsigned long line;
+    std::string what;  // which limit, as the end of a sentence
 };
 
 // The parser schema files are read with. It records the position of every top-level component
 // and of every element, attribute and complexType declaration, and refuses nesting deeper than
 // kMaxDepth from its own start and end callbacks: with namespaces on, the parser resolves each
 // prefix by walking the whole element stack, so its cost grows with the square of the depth.
-// Dictionaries nest fewer than 20 levels. The parser and its documents allocate from an arena
-// of their own, made before the parser and freed after it.
+// Dictionaries nest fewer than 20 levels. Likewise it refuses an element of more than
+// kMaxAttributes attributes before the DOM adds them, each by a search of those before it. The
+// parser and its documents allocate from an arena of their own, made before the parser and freed
+// after it.
 struct ParserArena {
     ArenaMemoryManager arena;
 };
@@ -52,6 +55,7 @@ struct ParserArena {
 class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
   public:
     static constexpr unsigned kMaxDepth = 1000;
+    static constexpr XMLSize_t kMaxAttributes = 1000;
 
     explicit SchemaParser(SourcePositions& positions);
     SourcePositions& positions() const { return positions_; }

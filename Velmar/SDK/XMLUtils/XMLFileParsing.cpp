@@ -163,9 +163,9 @@ xercesc::DOMDocument* XMLFileParsing::parse(SchemaParser& parser, const fs::path
     parser.setFile(parser.positions().addFile(path.string()));
     try {
         document = parser.parse(&input);
-    } catch (const NestingTooDeep& e) {
-        fail("Cannot parse " + kind_ + " " + where + " at line " + std::to_string(e.line) +
-             ": elements nest deeper than " + std::to_string(SchemaParser::kMaxDepth) + " levels");
+    } catch (const ParserLimit& e) {
+        fail("Cannot parse " + kind_ + " " + where + " at line " + std::to_string(e.line) + ": " +
+             e.what);
     } catch (const xercesc::XMLException& e) {
         thrown = narrow(e.getMessage());
     } catch (const xercesc::DOMException& e) {
