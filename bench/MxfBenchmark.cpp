@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "Measure.h"
 #include "RegisterImport.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
@@ -44,57 +45,6 @@ SDK::MetaMetadata::Dictionary loadDictionary(const fs::path& file) {
     return dictionary;
 }
 
-// VmHWM (the peak) or VmRSS (now) of this process, in MB.
-double ownMegabytes(const char* field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind(field, 0) == 0)
-            return std::stod(line.substr(std::strlen(field))) / 1024.0;
-    }
-    return 0;
-}
-
-// Runs a command with its output discarded; its wall time in ms and peak memory in MB. The
-// peak is the child's rusage, which also counts this process's memory from before the exec:
-// run from a fresh process, that is a few MB, below any peak measured here.
-std::pair<double, double> runMeasured(char** command) {
-    const auto start = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        std::freopen("/dev/null", "w", stdout);
-        execvp(command[0], command);
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    const double ms =
-        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        throw std::runtime_error(std::string("the measured command failed: ") + command[0]);
-    return {ms, static_cast<double>(usage.ru_maxrss) / 1024.0};
-}
-
-std::string quoted(const std::string& text) {
-    return "'" + text + "'";
-}
-
-std::vector<double> readNumbers(const std::string& command) {
-    std::unique_ptr<FILE, int (*)(FILE*)> child(popen(command.c_str(), "r"), pclose);
-    std::vector<double> numbers;
-    double number = 0;
-    while (child && std::fscanf(child.get(), "%lf", &number) == 1)
-        numbers.push_back(number);
-    if (numbers.empty())
-        throw std::runtime_error("the measured process failed: " + command);
-    return numbers;
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
-
 const SDK::MetaMetadata::Dictionary* dictionary = nullptr;
 std::vector<fs::path> files;
 
@@ -106,19 +56,6 @@ void BM_Read(benchmark::State& state) {
     state.counters["sets"] = static_cast<double>(sets);
 }
 
-class Collector : public benchmark::ConsoleReporter {
-  public:
-    Collector() : ConsoleReporter(OO_Tabular) {}  // no colours: the output goes to logs
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration)
-                times[run.run_name.args].push_back(run.GetAdjustedRealTime());
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, std::vector<double>> times;
-};
-
 bool onPath(const char* program) {
     return std::system((std::string("command -v ") + program + " >/dev/null").c_str()) == 0;
 }
@@ -127,17 +64,14 @@ bool onPath(const char* program) {
 
 int main(int argc, char** argv) {
     try {
-        if (argc >= 3 && std::strcmp(argv[1], "--run") == 0) {
-            const auto [ms, megabytes] = runMeasured(argv + 2);
-            std::printf("%.2f %.1f\n", ms, megabytes);
-            return 0;
-        }
+        if (const int status = bench::runMeasuredMain(argc, argv); status >= 0)
+            return status;
         if (argc == 4 && std::strcmp(argv[1], "--read-once") == 0) {
             const SDK::MetaMetadata::Dictionary loaded = loadDictionary(argv[2]);
             std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from now
-            const double before = ownMegabytes("VmRSS:");
+            const double before = bench::ownMegabytes("VmRSS:");
             Velmar::MXF::readHeaderMetadata(argv[3], loaded);
-            std::printf("%.1f %.1f\n", before, ownMegabytes("VmHWM:"));
+            std::printf("%.1f %.1f\n", before, bench::ownMegabytes("VmHWM:"));
             return 0;
         }
         const fs::path registers = VELMAR_REGISTERS_DIR;
@@ -167,7 +101,7 @@ int main(int argc, char** argv) {
                 "-qmin 2 -qmax 2 -q:v 2 -b:v 30000k -minrate 30000k -maxrate 30000k "
                 "-bufsize 1200000 -rc_init_occupancy 1200000 -dc 10 -flags +ildct+low_delay "
                 "-ps 1 -c:a pcm_s16le -ac 1 -f mxf_d10 " +
-                quoted(files.back().string());
+                bench::quoted(files.back().string());
             if (std::system(command.c_str()) != 0)
                 throw std::runtime_error("ffmpeg could not write " + files.back().string());
         }
@@ -180,22 +114,22 @@ int main(int argc, char** argv) {
             ->MinTime(0.3)
             ->Repetitions(5);
         benchmark::Initialize(&argc, argv);
-        Collector collector;
+        bench::Collector collector;
         benchmark::RunSpecifiedBenchmarks(&collector);
 
         // Whole processes, interleaved so that all meet the same conditions.
         constexpr int kRuns = 11;
-        const std::string self = quoted(argv[0]);
+        const std::string self = bench::quoted(argv[0]);
         std::map<std::string, std::vector<double>> ms, megabytes;
         for (int run = 0; run < kRuns; ++run) {
             for (std::size_t i = 0; i < files.size(); ++i) {
-                const std::string file = quoted(files[i].string());
+                const std::string file = bench::quoted(files[i].string());
                 const std::map<std::string, std::string> commands = {
                     {"mediainfo", self + " --run mediainfo --Details=1 " + file},
-                    {"xsddict", self + " --run " + quoted(XSDDICT_PATH) + " mxf " + file +
-                                    " --dictionary " + quoted(dictionaryFile.string())}};
+                    {"xsddict", self + " --run " + bench::quoted(XSDDICT_PATH) + " mxf " + file +
+                                    " --dictionary " + bench::quoted(dictionaryFile.string())}};
                 for (const auto& [name, command] : commands) {
-                    const std::vector<double> measured = readNumbers(command);
+                    const std::vector<double> measured = bench::readNumbers(command);
                     ms[name + std::to_string(i)].push_back(measured.at(0));
                     megabytes[name + std::to_string(i)].push_back(measured.at(1));
                 }
@@ -209,21 +143,21 @@ int main(int argc, char** argv) {
         std::vector<double> readMs, readMegabytes;
         for (std::size_t i = 0; i < files.size(); ++i) {
             const std::vector<double> peaks =
-                readNumbers(self + " --read-once " + quoted(dictionaryFile.string()) + " " +
-                            quoted(files[i].string()));
+                bench::readNumbers(self + " --read-once " + bench::quoted(dictionaryFile.string()) +
+                                   " " + bench::quoted(files[i].string()));
             const std::string index = std::to_string(i);
-            readMs.push_back(median(collector.times[index]));
+            readMs.push_back(collector.median("BM_Read/" + index));
             readMegabytes.push_back(peaks.at(1) - peaks.at(0));
-            std::printf("%-12s %8.1f %9.2f %9.1f %13.1f %13.1f %13.1f %13.1f\n",
-                        files[i].filename().c_str(),
-                        static_cast<double>(fs::file_size(files[i])) / 1e6, readMs.back(),
-                        readMegabytes.back(), median(ms["mediainfo" + index]),
-                        median(megabytes["mediainfo" + index]), median(ms["xsddict" + index]),
-                        median(megabytes["xsddict" + index]));
+            std::printf(
+                "%-12s %8.1f %9.2f %9.1f %13.1f %13.1f %13.1f %13.1f\n",
+                files[i].filename().c_str(), static_cast<double>(fs::file_size(files[i])) / 1e6,
+                readMs.back(), readMegabytes.back(), bench::median(ms["mediainfo" + index]),
+                bench::median(megabytes["mediainfo" + index]), bench::median(ms["xsddict" + index]),
+                bench::median(megabytes["xsddict" + index]));
         }
         std::printf("\nread / mediainfo: %.3f of the time, %.2f of the memory (short file)\n",
-                    readMs[0] / median(ms["mediainfo0"]),
-                    readMegabytes[0] / median(megabytes["mediainfo0"]));
+                    readMs[0] / bench::median(ms["mediainfo0"]),
+                    readMegabytes[0] / bench::median(megabytes["mediainfo0"]));
         std::printf("long / short file: read time %.2fx, read memory +%.1f MB\n",
                     readMs[1] / readMs[0], readMegabytes[1] - readMegabytes[0]);
         std::printf(
