@@ -1,5 +1,7 @@
 #include "Velmar/SDK/XMLUtils/Initializer.h"
 
+#include <mutex>
+
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -11,18 +13,27 @@ namespace Velmar::SDK::XMLUtils {
 Initializer::Initializer() {
     xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, nullptr,
                                           &MemoryManager::instance());
-    xalanc::XPathEvaluator::initialize();
     implementation_ = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
 }
 
 Initializer::~Initializer() {
-    xalanc::XPathEvaluator::terminate();
+    if (engineStarted_) {
+        xalanc::XPathEvaluator::terminate();
+    }
     xercesc::XMLPlatformUtils::Terminate();
 }
 
 Initializer& Initializer::instance() {
     static Initializer initializer;
     return initializer;
+}
+
+void Initializer::startEngine() {
+    static std::once_flag started;
+    std::call_once(started, [this] {
+        xalanc::XPathEvaluator::initialize();
+        engineStarted_ = true;
+    });
 }
 
 xercesc::DOMImplementation* Initializer::domImplementation() const {

@@ -1,6 +1,9 @@
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
+#include "Velmar/SDK/XMLUtils/Initializer.h"
 #include "Velmar/SDK/XMLUtils/MemoryManager.h"
+
+#include <xercesc/util/XMLString.hpp>
 
 #include "Velmar/SDK/Utils/StringConversion.h"
 #include "Velmar/SDK/XMLUtils/DirectPath.h"
@@ -136,6 +139,7 @@ XPathEvaluator::~XPathEvaluator() {
 
 XPathEvaluator::Engine& XPathEvaluator::engine() {
     if (!engine_) {
+        Initializer::instance().startEngine();
         engine_ = std::make_unique<Engine>(document_);
         EngineMemoryManager::raiseIfExhausted();
     }
@@ -148,10 +152,20 @@ NamespaceResolver* XPathEvaluator::createNSResolver() {
 
 const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
                                                         const NamespaceResolver* resolver) {
+    if (query != nullptr) {
+        const auto known = byAddress_.find(query);
+        if (known != byAddress_.end() && known->second.first == resolver &&
+            xercesc::XMLString::equals(known->second.second->text_.c_str(), query)) {
+            return *known->second.second;
+        }
+    }
     WString text(query != nullptr ? query : u"");
     auto& cache = expressions_[resolver];
     auto& slot = cache[text];
     if (slot) {
+        if (query != nullptr) {
+            byAddress_[query] = {resolver, slot.get()};
+        }
         return *slot;
     }
     auto expression = std::unique_ptr<XPathExpression>(new XPathExpression);
@@ -175,6 +189,9 @@ const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
         expression->engine_ = std::move(compiled);
     }
     slot = std::move(expression);
+    if (query != nullptr) {
+        byAddress_[query] = {resolver, slot.get()};
+    }
     return *slot;
 }
 

@@ -106,6 +106,11 @@ class XPathEvaluator {
     std::map<const NamespaceResolver*,
              std::unordered_map<WString, std::unique_ptr<XPathExpression>, WStringHash>>
         expressions_;
+    // The same expressions by the address of the query text: the passes ask fixed texts, so a
+    // repeated query is found without copying or hashing its text (a match is confirmed by
+    // comparing the text, so a reused address never finds the wrong expression).
+    std::unordered_map<const XMLCh*, std::pair<const NamespaceResolver*, const XPathExpression*>>
+        byAddress_;
 };
 
 }  // namespace Velmar::SDK::XMLUtils

@@ -50,14 +50,18 @@ WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declara
 
 AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
     const xercesc::DOMElement* member) {
-    FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
-    const WString where = u"on member " + refAttribute(member) + u" of " +
-                          (owner.isNode() ? toWString(XMLUtils::nodeValue(owner.getNodeValue()))
-                                          : WString(u"an anonymous type"));
-    xercesc::DOMNode* use =
-        requiredNode(selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member),
-                     "\"use\" annotation", where);
-    return AttributeRequiredStatus::instance().stringToStatus(use->getNodeValue());
+    const FirstResult use =
+        selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member);
+    if (!use.isNode()) {
+        // The text that names the member and its type is only made for the failure.
+        const FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
+        const WString where =
+            u"on member " + refAttribute(member) + u" of " +
+            (owner.isNode() ? toWString(XMLUtils::nodeValue(owner.getNodeValue()))
+                            : WString(u"an anonymous type"));
+        requiredNode(use, "\"use\" annotation", where);
+    }
+    return AttributeRequiredStatus::instance().stringToStatus(use.getNodeValue()->getNodeValue());
 }
 
 WString XSDDictionaryLoaderImpl::distinguishedValueText(const xercesc::DOMElement* member) {
