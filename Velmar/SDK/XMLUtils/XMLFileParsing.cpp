@@ -1,6 +1,8 @@
 #include "Velmar/SDK/XMLUtils/XMLFileParsing.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -11,6 +13,8 @@
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
 #include "Velmar/SDK/Exceptions/ParseError.h"
@@ -36,29 +40,75 @@ std::string narrow(const XMLCh* text) {
     return std::string(Utils::toUtf8(text).c_str());
 }
 
-std::vector<XMLByte> readFile(const fs::path& path, const std::string& kind,
-                              const std::string& where) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
-        fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
+// An open file that the parser reads as it goes, without a copy of the whole file. The path
+// goes to the operating system as the bytes given.
+class OpenFile {
+  public:
+    OpenFile(const fs::path& path, const std::string& kind, const std::string& where) {
+        struct stat status {};
+        if (::stat(path.c_str(), &status) != 0) {
+            fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
+        }
+        if (S_ISDIR(status.st_mode)) {
+            fail("Cannot read " + kind + " " + where + ": it is a directory");
+        }
+        if (!S_ISREG(status.st_mode)) {
+            fail("Cannot read " + kind + " " + where + ": not a regular file");
+        }
+        descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor_ < 0) {
+            fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
+        }
     }
-    if (S_ISDIR(status.st_mode)) {
-        fail("Cannot read " + kind + " " + where + ": it is a directory");
+    ~OpenFile() { ::close(descriptor_); }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+    int descriptor() const { return descriptor_; }
+    // Set when a read failed; the parser then saw the end of the file.
+    bool failed = false;
+    int error = 0;
+
+  private:
+    int descriptor_ = -1;
+};
+
+class FileStream : public xercesc::BinInputStream {
+  public:
+    explicit FileStream(OpenFile& file) : file_(file) {}
+    XMLFilePos curPos() const override { return position_; }
+    XMLSize_t readBytes(XMLByte* const toFill, const XMLSize_t maxToRead) override {
+        for (;;) {
+            const ssize_t count = ::read(file_.descriptor(), toFill, maxToRead);
+            if (count >= 0) {
+                position_ += static_cast<XMLFilePos>(count);
+                return static_cast<XMLSize_t>(count);
+            }
+            if (errno != EINTR) {
+                file_.failed = true;
+                file_.error = errno;
+                return 0;
+            }
+        }
     }
-    if (!S_ISREG(status.st_mode)) {
-        fail("Cannot read " + kind + " " + where + ": not a regular file");
+    const XMLCh* getContentType() const override { return nullptr; }
+
+  private:
+    OpenFile& file_;
+    XMLFilePos position_ = 0;
+};
+
+class FileSource : public xercesc::InputSource {
+  public:
+    FileSource(OpenFile& file, const XMLCh* systemId, xercesc::MemoryManager* memory)
+        : InputSource(systemId, memory), file_(file) {}
+    xercesc::BinInputStream* makeStream() const override {
+        return new (getMemoryManager()) FileStream(file_);
     }
-    std::ifstream in(path, std::ios::binary);
-    if (!in.is_open()) {
-        fail("Cannot read " + kind + " " + where + ": " + std::strerror(errno));
-    }
-    std::vector<XMLByte> bytes(static_cast<std::size_t>(status.st_size));
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (in.gcount() != static_cast<std::streamsize>(bytes.size())) {
-        fail("Cannot read " + kind + " " + where + ": read error");
-    }
-    return bytes;
-}
+
+  private:
+    OpenFile& file_;
+};
 
 }  // namespace
 
@@ -149,12 +199,11 @@ void XMLFileParsing::configure(SchemaParser& parser) {
 
 xercesc::DOMDocument* XMLFileParsing::parse(SchemaParser& parser, const fs::path& path,
                                             const std::string& where) {
-    const std::vector<XMLByte> bytes = readFile(path, kind_, where);
+    OpenFile file(path, kind_, where);
     const WString systemId = Utils::stringToWstring(path.c_str());
     // The stream the parser makes from the source comes from the parser's arena, so that a
     // parse ended by exhausted memory cannot leave it behind.
-    xercesc::MemBufInputSource source(bytes.data(), bytes.size(), systemId.c_str(), false,
-                                      parser.memory());
+    FileSource source(file, systemId.c_str(), parser.memory());
     xercesc::Wrapper4InputSource input(&source, false, parser.memory());
     errors_.reset();
     resolver_.refused.clear();
@@ -170,6 +219,9 @@ xercesc::DOMDocument* XMLFileParsing::parse(SchemaParser& parser, const fs::path
         thrown = narrow(e.getMessage());
     } catch (const xercesc::DOMException& e) {
         thrown = narrow(e.getMessage());
+    }
+    if (file.failed) {  // what the parser made of a file cut short is not the file's fault
+        fail("Cannot read " + kind_ + " " + where + ": " + std::strerror(file.error));
     }
     if (errors_.failed) {
         fail("Cannot parse " + kind_ + " " + where + " at line " + std::to_string(errors_.line) +
