@@ -55,10 +55,9 @@ AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
     if (!use.isNode()) {
         // The text that names the member and its type is only made for the failure.
         const FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
-        const WString where =
-            u"on member " + refAttribute(member) + u" of " +
-            (owner.isNode() ? toWString(XMLUtils::nodeValue(owner.getNodeValue()))
-                            : WString(u"an anonymous type"));
+        const WString where = u"on member " + refAttribute(member) + u" of " +
+                              (owner.isNode() ? toWString(XMLUtils::nodeValue(owner.getNodeValue()))
+                                              : WString(u"an anonymous type"));
         requiredNode(use, "\"use\" annotation", where);
     }
     return AttributeRequiredStatus::instance().stringToStatus(use.getNodeValue()->getNodeValue());
