@@ -35,12 +35,16 @@ WString whyNotAName(const WString& text, bool qualified) {
         return u"a colon cannot start or end it";
     }
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const XMLCh c = text[i];
-        const bool starts = i == 0 || i == colon + 1;
-        if (i == colon || (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() &&
-                           text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF && ++i)) {
+        if (i == colon) {
             continue;
         }
+        const XMLCh c = text[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
+            ++i;  // a character beyond the first plane, which names may hold
+            continue;
+        }
+        const bool starts = i == 0 || (colon != WString::npos && i == colon + 1);
         if (starts && !xercesc::XMLChar1_0::isFirstNCNameChar(c)) {
             return quotedCharacter(c) + u" cannot start a name";
         }

@@ -61,12 +61,12 @@ void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
 
 void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
                                              Dictionary& dictionary) {
+    schemaFolder_ = std::move(folder);
+    schemaFileName_ = std::move(fileName);
     if (!firstLoad_) {
         return;
     }
     firstLoad_ = false;
-    schemaFolder_ = std::move(folder);
-    schemaFileName_ = std::move(fileName);
 
     try {
         XMLUtils::XSDAggregator aggregator(schemaFolder_.c_str(), schemaFileName_.c_str());
