@@ -59,6 +59,17 @@ void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
     nsResolver_ = evaluator_->createNSResolver();
 }
 
+void XSDDictionaryLoaderImpl::releaseDocument() noexcept {
+    evaluator_.reset();
+    nsResolver_ = nullptr;
+    document_ = nullptr;
+    try {
+        parser_->resetDocumentPool();
+    } catch (...) {
+        // The parser still owns the document and frees it with itself.
+    }
+}
+
 void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
                                              Dictionary& dictionary) {
     schemaFolder_ = std::move(folder);
@@ -80,6 +91,12 @@ void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
         XMLUtils::translateCurrentException(__FILE__, __LINE__);
     }
 
+    // The DOM serves the passes only: it is released as soon as they end, however they end,
+    // so that a loader kept after its load holds nothing of the file.
+    struct DocumentRelease {
+        XSDDictionaryLoaderImpl& loader;
+        ~DocumentRelease() { loader.releaseDocument(); }
+    } release{*this};
     ElementList elementDeclarations;
     ElementList setDeclarations;
     try {

@@ -64,6 +64,7 @@ class XSDDictionaryLoaderImpl {
 
     // Document and queries.
     void attachDocument(xercesc::DOMDocument* document);
+    void releaseDocument() noexcept;
     void setUpNamespaces(xercesc::DOMDocument* document);
     xercesc::DOMElement* rootElement() const;
     void selectElements(const XMLCh* query, const xercesc::DOMNode* context, ElementList& list,
