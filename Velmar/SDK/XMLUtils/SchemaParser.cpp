@@ -90,6 +90,11 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
     }
 }
 
+void SchemaParser::docCharacters(const XMLCh* const chars, const XMLSize_t length,
+                                 const bool /*cdataSection*/) {
+    DOMLSParserImpl::docCharacters(chars, length, false);
+}
+
 void SchemaParser::endElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
                               const bool isRoot, const XMLCh* const prefix) {
     --depth_;

@@ -47,7 +47,8 @@ struct ParserLimit {
 // Dictionaries nest fewer than 20 levels. Likewise it refuses an element of more than
 // kMaxAttributes attributes before the DOM adds them, each by a search of those before it. The
 // parser and its documents allocate from an arena of their own, made before the parser and freed
-// after it.
+// after it. CDATA sections arrive as text joined with their neighbours, as the queries read
+// them (this parser's cdata-sections setting does not reach its DOM builder).
 struct ParserArena {
     ArenaMemoryManager arena;
 };
@@ -74,6 +75,8 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
                       const bool isRoot) override;
     void endElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
                     const bool isRoot, const XMLCh* const prefix) override;
+    void docCharacters(const XMLCh* const chars, const XMLSize_t length,
+                       const bool cdataSection) override;
 
   private:
     SourcePositions& positions_;

@@ -62,7 +62,6 @@ class Aggregation {
                 root_->removeChild(child)->release();
             }
         }
-        convertCDATASections(document);
         return document;
     }
 
@@ -156,39 +155,6 @@ class Aggregation {
                  ">, not an XML Schema xs:schema element");
         }
         return document;
-    }
-
-    // Queries read text nodes only; CDATA sections become text joined with their neighbours.
-    static void convertCDATASections(xercesc::DOMDocument* document) {
-        std::vector<DOMNode*> sections;
-        for (DOMNode* node = document->getDocumentElement(); node != nullptr;) {
-            if (node->getNodeType() == DOMNode::CDATA_SECTION_NODE) {
-                sections.push_back(node);
-            }
-            if (DOMNode* child = node->getFirstChild()) {
-                node = child;
-                continue;
-            }
-            while (node != nullptr && node->getNextSibling() == nullptr) {
-                node = node->getParentNode();
-                if (node == document) {
-                    node = nullptr;
-                }
-            }
-            if (node != nullptr) {
-                node = node->getNextSibling();
-            }
-        }
-        std::set<DOMNode*> parents;
-        for (DOMNode* section : sections) {
-            DOMNode* parent = section->getParentNode();
-            parent->replaceChild(document->createTextNode(section->getNodeValue()), section)
-                ->release();
-            parents.insert(parent);
-        }
-        for (DOMNode* parent : parents) {
-            parent->normalize();
-        }
     }
 
     SchemaParser& parser_;
