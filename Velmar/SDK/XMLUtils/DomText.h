@@ -32,4 +32,16 @@ inline const XMLCh* attributeValue(const xercesc::DOMElement* element, const XML
     return attribute != nullptr ? attributeValue(attribute) : u"";
 }
 
+// The first text child, as "text()" finds it first; null when there is none.
+inline xercesc::DOMNode* firstTextChild(const xercesc::DOMNode* node) {
+    for (xercesc::DOMNode* child = node->getFirstChild(); child != nullptr;
+         child = child->getNextSibling()) {
+        const auto type = child->getNodeType();
+        if (type == xercesc::DOMNode::TEXT_NODE || type == xercesc::DOMNode::CDATA_SECTION_NODE) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace Velmar::SDK::XMLUtils

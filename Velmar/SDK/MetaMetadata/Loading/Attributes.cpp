@@ -50,8 +50,7 @@ WString XSDDictionaryLoaderImpl::refAttribute(const xercesc::DOMElement* declara
 
 AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
     const xercesc::DOMElement* member) {
-    const FirstResult use =
-        selectFirst(u"./xs:annotation/xs:appinfo[@source='use']/text()", member);
+    const FirstResult use = appinfo(member, u"use");
     if (!use.isNode()) {
         // The text that names the member and its type is only made for the failure.
         const FirstResult owner = selectFirst(u"ancestor::xs:complexType[last()]/@name", member);
@@ -64,13 +63,12 @@ AttributeRequiredStatus::Status XSDDictionaryLoaderImpl::requiredStatus(
 }
 
 WString XSDDictionaryLoaderImpl::distinguishedValueText(const xercesc::DOMElement* member) {
-    return firstText(u"./xs:annotation/xs:appinfo[@source='Distinguished Value']/text()", member);
+    return appinfoText(member, u"Distinguished Value");
 }
 
 WString XSDDictionaryLoaderImpl::requiresSemanticsValidationText(
     const xercesc::DOMElement* member) {
-    return firstText(u"./xs:annotation/xs:appinfo[@source='RequiresSemanticsValidation']/text()",
-                     member);
+    return appinfoText(member, u"RequiresSemanticsValidation");
 }
 
 Templates::auto_ptr<Types::BaseType> XSDDictionaryLoaderImpl::parseDefaultValue(

@@ -50,8 +50,7 @@ void XSDDictionaryLoaderImpl::collectSetKeys(const ElementList& declarations) {
 
 Templates::auto_ptr<Types::UniversalLabel> XSDDictionaryLoaderImpl::declarationUniversalLabel(
     const xercesc::DOMElement* declaration) {
-    FirstResult designator =
-        selectFirst(u"./xs:annotation/xs:appinfo[@source='UL Designator']/text()", declaration);
+    FirstResult designator = appinfo(declaration, u"UL Designator");
     if (!designator.isNode()) {
         return nullptr;
     }
@@ -82,28 +81,25 @@ WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declar
 }
 
 WString XSDDictionaryLoaderImpl::namespaceURIAnnotation(const xercesc::DOMNode* node) {
-    return firstText(u"./xs:annotation/xs:appinfo[@source='XMLNamespaceURI']/text()", node);
+    return appinfoText(node, u"XMLNamespaceURI");
 }
 
 void XSDDictionaryLoaderImpl::addDescriptiveProperties(const xercesc::DOMElement* declaration,
                                                        PropertyMap& target) {
-    auto addText = [&](const XMLCh* property, const XMLCh* query, Prefixes prefixes) {
-        FirstResult result = selectFirst(query, declaration, prefixes);
+    auto add = [&](const XMLCh* property, FirstResult result) {
         if (result.isNode()) {
             target.addProperty(property,
                                toWString(XMLUtils::nodeValue(result.getNodeValue())).c_str());
         }
     };
-    addText(u"name", u"./xs:annotation/xs:appinfo[@source='Name In Specification']/text()",
-            Prefixes::Bound);
+    add(u"name", appinfo(declaration, u"Name In Specification"));
     if (loadMetaElementDocumentation_) {
-        addText(u"Documentation", u"./xs:annotation/xs:documentation/text()", Prefixes::Bound);
+        add(u"Documentation", selectFirst(u"./xs:annotation/xs:documentation/text()", declaration));
     }
     if (loadMetaElementLengthDescription_) {
-        addText(u"LengthDescription", u"./xs:annotation/xs:appinfo[@source='Length']/text()",
-                Prefixes::Bound);
+        add(u"LengthDescription", appinfo(declaration, u"Length"));
     }
-    addText(u"XMLTagName", u"./@name", Prefixes::None);
+    add(u"XMLTagName", selectFirst(u"./@name", declaration, Prefixes::None));
 
     const WString uri = namespaceURIAnnotation(declaration);
     if (uri.empty()) {
@@ -283,8 +279,7 @@ Id::Identifier XSDDictionaryLoaderImpl::collectionSubDataType(
 
 Templates::auto_ptr<Types::LocalTag> XSDDictionaryLoaderImpl::declarationLocalTag(
     const xercesc::DOMElement* declaration) {
-    FirstResult tag =
-        selectFirst(u"./xs:annotation/xs:appinfo[@source='Local Tag']/text()", declaration);
+    FirstResult tag = appinfo(declaration, u"Local Tag");
     if (!tag.isNode()) {
         return nullptr;
     }

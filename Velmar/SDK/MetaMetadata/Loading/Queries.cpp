@@ -117,6 +117,33 @@ WString XSDDictionaryLoaderImpl::firstText(const XMLCh* query, const xercesc::DO
     return result.isNode() ? toWString(XMLUtils::nodeValue(result.getNodeValue())) : WString();
 }
 
+FirstResult XSDDictionaryLoaderImpl::appinfo(const xercesc::DOMNode* declaration,
+                                             const XMLCh* source) {
+    if (declaration != appinfoOwner_) {
+        appinfoOwner_ = nullptr;  // until the selection below is whole
+        appinfos_.clear();
+        selectNodes(u"./xs:annotation/xs:appinfo[@source]", declaration, appinfos_);
+        appinfoOwner_ = declaration;
+    }
+    for (const xercesc::DOMNode* node : appinfos_) {
+        if (node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE &&
+            xercesc::XMLString::equals(
+                XMLUtils::attributeValue(static_cast<const xercesc::DOMElement*>(node), u"source"),
+                source)) {
+            if (xercesc::DOMNode* text = XMLUtils::firstTextChild(node)) {
+                return FirstResult(text);
+            }
+        }
+    }
+    return FirstResult(nullptr);
+}
+
+WString XSDDictionaryLoaderImpl::appinfoText(const xercesc::DOMNode* declaration,
+                                             const XMLCh* source) {
+    const FirstResult text = appinfo(declaration, source);
+    return text.isNode() ? toWString(text.getNodeValue()->getNodeValue()) : WString();
+}
+
 WString XSDDictionaryLoaderImpl::localPart(WString qualifiedName) {
     const auto colon = qualifiedName.find(u':');
     return colon == WString::npos ? qualifiedName : qualifiedName.substr(colon + 1);

@@ -61,6 +61,8 @@ void XSDDictionaryLoaderImpl::attachDocument(xercesc::DOMDocument* document) {
 
 void XSDDictionaryLoaderImpl::releaseDocument() noexcept {
     evaluator_.reset();
+    appinfoOwner_ = nullptr;
+    appinfos_.clear();
     nsResolver_ = nullptr;
     document_ = nullptr;
     try {

@@ -78,6 +78,12 @@ class XSDDictionaryLoaderImpl {
     // no result, for reads where no node and an empty text mean the same.
     WString firstText(const XMLCh* query, const xercesc::DOMNode* context,
                       Prefixes prefixes = Prefixes::Bound);
+    // The first text of the declaration's xs:annotation/xs:appinfo of this source, as
+    // "./xs:annotation/xs:appinfo[@source='...']/text()" gives it first. The passes ask one
+    // declaration for several sources in a row, so its appinfo elements are selected once and
+    // kept until another declaration is asked.
+    FirstResult appinfo(const xercesc::DOMNode* declaration, const XMLCh* source);
+    WString appinfoText(const xercesc::DOMNode* declaration, const XMLCh* source);
     static WString localPart(WString qualifiedName);
     static WString toWString(const XMLCh* text);
     // Both raise at the caller's file and line.
@@ -205,6 +211,8 @@ class XSDDictionaryLoaderImpl {
     Templates::map<WString, xercesc::DOMElement*> topLevelElements_;
     Templates::map<WString, xercesc::DOMElement*> topLevelComplexTypes_;
     bool topLevelIndexed_ = false;
+    const xercesc::DOMNode* appinfoOwner_ = nullptr;
+    XMLUtils::NodeList appinfos_;
     Templates::map<WString, WString> namespace2PrefixMap_;
     bool loadMetaElementDocumentation_ = false;
     bool loadMetaElementLengthDescription_ = false;
