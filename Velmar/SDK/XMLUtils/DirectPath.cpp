@@ -15,8 +15,16 @@ namespace {
 using xercesc::DOMElement;
 using xercesc::DOMNode;
 
+// Without measuring b first: a holds no NUL, so a shorter b differs at its end.
 bool sameText(const WString& a, const XMLCh* b) {
-    return b != nullptr && a == b;
+    if (b == nullptr)
+        return false;
+    std::size_t i = 0;
+    for (; i < a.size(); ++i) {
+        if (b[i] != a[i])
+            return false;
+    }
+    return b[i] == 0;
 }
 
 struct NameTest {
@@ -287,8 +295,9 @@ class Parser {
     std::size_t i_ = 0;
 };
 
-void run(const DirectPath::Path& path, const DOMNode* context, NodeList& results,
-         ChildIndex& index);
+template <class Sink>
+bool visit(const std::vector<Step>& steps, std::size_t first, const DOMNode* node,
+           ChildIndex& index, Sink& sink);
 
 bool holds(const Predicate& predicate, const DOMNode* node, ChildIndex& index) {
     if (predicate.kind == Predicate::And) {
@@ -298,7 +307,7 @@ bool holds(const Predicate& predicate, const DOMNode* node, ChildIndex& index) {
         }
         return true;
     }
-    // "@a" and "@a='v'", the common forms, without building a node list.
+    // "@a" and "@a='v'", the common forms, without a walk.
     if (predicate.path->steps.size() == 1 && predicate.path->steps[0].axis == Step::Attribute) {
         const xercesc::DOMAttr* attribute =
             node->getNodeType() == DOMNode::ELEMENT_NODE
@@ -311,18 +320,16 @@ bool holds(const Predicate& predicate, const DOMNode* node, ChildIndex& index) {
         return sameText(predicate.literal, attributeValue(attribute)) ==
                (predicate.kind == Predicate::Equals);
     }
-    NodeList found;
-    run(*predicate.path, node, found, index);
-    if (predicate.kind == Predicate::Exists) {
-        return !found.empty();
-    }
-    for (const DOMNode* value : found) {
-        if (sameText(predicate.literal, nodeValue(value)) ==
-            (predicate.kind == Predicate::Equals)) {
-            return true;
-        }
-    }
-    return false;
+    // Any one node that satisfies the predicate settles it.
+    bool found = false;
+    auto satisfies = [&](const DOMNode* value) {
+        found =
+            predicate.kind == Predicate::Exists ||
+            sameText(predicate.literal, nodeValue(value)) == (predicate.kind == Predicate::Equals);
+        return !found;
+    };
+    visit(predicate.path->steps, 0, node, index, satisfies);
+    return found;
 }
 
 bool selected(const Step& step, const DOMNode* node, ChildIndex& index) {
@@ -343,15 +350,8 @@ bool indexable(const Step& step, const DOMNode* parent) {
            parent == parent->getOwnerDocument()->getDocumentElement();
 }
 
-void children(const Step& step, const DOMNode* parent, NodeList& next, ChildIndex& index) {
-    if (!indexable(step, parent)) {
-        for (DOMNode* child = parent->getFirstChild(); child != nullptr;
-             child = child->getNextSibling()) {
-            if (selected(step, child, index))
-                next.push_back(child);
-        }
-        return;
-    }
+const ChildIndex::Children* indexedChildren(const Step& step, const DOMNode* parent,
+                                            ChildIndex& index) {
     const WString& attribute = step.predicates[0].path->steps[0].attribute;
     const ChildIndex::Selection selection{parent, step.test.any ? WString(u"*") : step.test.uri,
                                           step.test.local, attribute};
@@ -370,82 +370,106 @@ void children(const Step& step, const DOMNode* parent, NodeList& next, ChildInde
         built = &fresh;
     }
     const auto found = built->find(step.predicates[0].literal);
-    if (found != built->end()) {
-        next.insert(next.end(), found->second.begin(), found->second.end());
-    }
+    return found != built->end() ? &found->second : nullptr;
 }
 
-void descendants(const Step& step, const DOMNode* top, NodeList& next, ChildIndex& index) {
-    // Document order with a stack of the open ancestors: climbing back with getParentNode
-    // costs a dynamic_cast per step in this parser's DOM.
-    Templates::vector<const DOMNode*> open;
-    const DOMNode* node = top->getFirstChild();
-    while (node != nullptr) {
-        if (selected(step, node, index))
-            next.push_back(const_cast<DOMNode*>(node));
-        if (const DOMNode* first = node->getFirstChild()) {
-            open.push_back(node);
-            node = first;
-            continue;
+// Calls next with each node one step selects from node, in document order, until next returns
+// false; returns false when it did.
+template <class Next>
+bool stepFrom(const Step& step, const DOMNode* node, ChildIndex& index, Next& next) {
+    switch (step.axis) {
+        case Step::Child:
+            if (indexable(step, node)) {
+                if (const ChildIndex::Children* found = indexedChildren(step, node, index)) {
+                    for (const DOMElement* child : *found) {
+                        if (!next(child))
+                            return false;
+                    }
+                }
+                return true;
+            }
+            for (const DOMNode* child = node->getFirstChild(); child != nullptr;
+                 child = child->getNextSibling()) {
+                if (selected(step, child, index) && !next(child))
+                    return false;
+            }
+            return true;
+        case Step::Descendant: {
+            // Document order with a stack of the open ancestors: climbing back with
+            // getParentNode costs a dynamic_cast per step in this parser's DOM.
+            Templates::vector<const DOMNode*> open;
+            const DOMNode* at = node->getFirstChild();
+            while (at != nullptr) {
+                if (selected(step, at, index) && !next(at))
+                    return false;
+                if (const DOMNode* child = at->getFirstChild()) {
+                    open.push_back(at);
+                    at = child;
+                    continue;
+                }
+                while (at->getNextSibling() == nullptr && !open.empty()) {
+                    at = open.back();
+                    open.pop_back();
+                }
+                at = at->getNextSibling();
+            }
+            return true;
         }
-        while (node->getNextSibling() == nullptr && !open.empty()) {
-            node = open.back();
-            open.pop_back();
+        case Step::Attribute:
+            if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
+                if (const DOMNode* attribute =
+                        static_cast<const DOMElement*>(node)->getAttributeNode(
+                            step.attribute.c_str())) {
+                    return next(attribute);
+                }
+            }
+            return true;
+        case Step::Text:
+            for (const DOMNode* child = node->getFirstChild(); child != nullptr;
+                 child = child->getNextSibling()) {
+                const auto type = child->getNodeType();
+                if ((type == DOMNode::TEXT_NODE || type == DOMNode::CDATA_SECTION_NODE) &&
+                    !next(child))
+                    return false;
+            }
+            return true;
+        case Step::OutermostAncestor: {
+            const DOMNode* outermost = nullptr;
+            for (const DOMNode* up = node->getParentNode(); up != nullptr;
+                 up = up->getParentNode()) {
+                if (step.test.matches(up))
+                    outermost = up;
+            }
+            return outermost == nullptr || next(outermost);
         }
-        node = node->getNextSibling();
     }
+    return true;
+}
+
+// The steps from first on, depth first: each node a step selects is followed through the
+// remaining steps before the next. That is document order as the engine gives it (only a first
+// step may be a descendant step, and later steps never climb), with no repeats, and without a
+// list of nodes per step.
+template <class Sink>
+bool visit(const std::vector<Step>& steps, std::size_t first, const DOMNode* node,
+           ChildIndex& index, Sink& sink) {
+    if (first + 1 == steps.size()) {
+        return stepFrom(steps[first], node, index, sink);
+    }
+    auto deeper = [&](const DOMNode* found) { return visit(steps, first + 1, found, index, sink); };
+    return stepFrom(steps[first], node, index, deeper);
 }
 
 void run(const DirectPath::Path& path, const DOMNode* context, NodeList& results,
          ChildIndex& index) {
-    NodeList current;
     if (path.absolute && context->getNodeType() != DOMNode::DOCUMENT_NODE) {
         context = context->getOwnerDocument();
     }
-    current.push_back(const_cast<DOMNode*>(context));
-    for (const Step& step : path.steps) {
-        NodeList next;
-        for (const DOMNode* node : current) {
-            switch (step.axis) {
-                case Step::Child:
-                    children(step, node, next, index);
-                    break;
-                case Step::Descendant:
-                    descendants(step, node, next, index);
-                    break;
-                case Step::Attribute:
-                    if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
-                        if (auto* attribute =
-                                static_cast<const DOMElement*>(node)->getAttributeNode(
-                                    step.attribute.c_str())) {
-                            next.push_back(attribute);
-                        }
-                    }
-                    break;
-                case Step::Text:
-                    for (DOMNode* child = node->getFirstChild(); child != nullptr;
-                         child = child->getNextSibling()) {
-                        const auto type = child->getNodeType();
-                        if (type == DOMNode::TEXT_NODE || type == DOMNode::CDATA_SECTION_NODE)
-                            next.push_back(child);
-                    }
-                    break;
-                case Step::OutermostAncestor: {
-                    DOMNode* outermost = nullptr;
-                    for (DOMNode* up = node->getParentNode(); up != nullptr;
-                         up = up->getParentNode()) {
-                        if (step.test.matches(up))
-                            outermost = up;
-                    }
-                    if (outermost != nullptr)
-                        next.push_back(outermost);
-                    break;
-                }
-            }
-        }
-        current.swap(next);
-    }
-    results.insert(results.end(), current.begin(), current.end());
+    auto collect = [&](const DOMNode* found) {
+        results.push_back(const_cast<DOMNode*>(found));
+        return true;
+    };
+    visit(path.steps, 0, context, index, collect);
 }
 
 }  // namespace
