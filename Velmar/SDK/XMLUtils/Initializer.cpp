@@ -1,8 +1,5 @@
 #include "Velmar/SDK/XMLUtils/Initializer.h"
 
-#include <mutex>
-
-#include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -17,23 +14,12 @@ Initializer::Initializer() {
 }
 
 Initializer::~Initializer() {
-    if (engineStarted_) {
-        xalanc::XPathEvaluator::terminate();
-    }
     xercesc::XMLPlatformUtils::Terminate();
 }
 
 Initializer& Initializer::instance() {
     static Initializer initializer;
     return initializer;
-}
-
-void Initializer::startEngine() {
-    static std::once_flag started;
-    std::call_once(started, [this] {
-        xalanc::XPathEvaluator::initialize();
-        engineStarted_ = true;
-    });
 }
 
 xercesc::DOMImplementation* Initializer::domImplementation() const {

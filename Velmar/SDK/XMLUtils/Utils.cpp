@@ -8,9 +8,6 @@
 #include <string>
 #include <typeinfo>
 
-#include <xalanc/PlatformSupport/XSLException.hpp>
-#include <xalanc/XPath/XalanXPathException.hpp>
-#include <xalanc/XalanDOM/XalanDOMException.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/sax/SAXException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -20,6 +17,7 @@
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/XPathEngine.h"
 
 namespace Velmar::SDK::XMLUtils {
 
@@ -43,12 +41,6 @@ template <class T>
 WString describeXercesException(const T& e) {
     WStringStream text;
     text << readableTypeName<T>() << u": " << (e.getMessage() != nullptr ? e.getMessage() : u"");
-    return WString(text.str().c_str());
-}
-
-WString describeEngineException(const char* className, const xalanc::XSLException& e) {
-    WStringStream text;
-    text << Utils::stringToWstring(className) << u":: " << e.getMessage().c_str();
     return WString(text.str().c_str());
 }
 
@@ -76,19 +68,6 @@ WString describeException(const xercesc::SAXException& e) {
 WString describeException(const xercesc::XMLException& e) {
     return describeXercesException(e);
 }
-WString describeException(const xalanc::XalanXPathException& e) {
-    return describeEngineException("XalanXPathException", e);
-}
-WString describeException(const xalanc::XSLException& e) {
-    return describeEngineException("XSLException", e);
-}
-WString describeException(const xalanc::XalanDOMException& e) {
-    WStringStream text;
-    text << u"XalanDOMException:: DOM error("
-         << Utils::stringToWstring(std::to_string(static_cast<int>(e.getExceptionCode())).c_str())
-         << u")";
-    return WString(text.str().c_str());
-}
 
 void throwParseError(const xercesc::DOMException& e) {
     throwDescribed(e, __FILE__, __LINE__);
@@ -102,24 +81,11 @@ void throwParseError(const xercesc::SAXException& e) {
 void throwParseError(const xercesc::XMLException& e) {
     throwDescribed(e, __FILE__, __LINE__);
 }
-void throwParseError(const xalanc::XalanXPathException& e) {
-    throwDescribed(e, __FILE__, __LINE__);
-}
-void throwParseError(const xalanc::XSLException& e) {
-    throwDescribed(e, __FILE__, __LINE__);
-}
-void throwParseError(const xalanc::XalanDOMException& e) {
-    throwDescribed(e, __FILE__, __LINE__);
-}
 
 void translateCurrentException(const char* sourceFile, int sourceLine) {
     // Derived classes before their bases.
     try {
         throw;
-    } catch (const xalanc::XalanXPathException& e) {
-        throwParseError(e);
-    } catch (const xalanc::XSLException& e) {
-        throwParseError(e);
     } catch (const xercesc::DOMException& e) {
         throwParseError(e);
     } catch (const xercesc::UTFDataFormatException& e) {
@@ -128,14 +94,18 @@ void translateCurrentException(const char* sourceFile, int sourceLine) {
         throwParseError(e);
     } catch (const xercesc::XMLException& e) {
         throwParseError(e);
-    } catch (const xalanc::XalanDOMException& e) {
-        throwParseError(e);
     } catch (const Exceptions::BaseException&) {
         throw;
     } catch (const xercesc::OutOfMemoryException&) {
         throw Exceptions::ParseError("OutOfMemoryException:: the XML parser ran out of memory",
                                      sourceFile, sourceLine);
     } catch (...) {
+        // Only a loaded engine can have thrown one of its own.
+        std::u16string text;
+        if (XPathEngine* engine = XPathEngine::loaded();
+            engine != nullptr && engine->describeCurrentException(text)) {
+            throw Exceptions::ParseError(WString(text.c_str()).c_str(), __FILE__, __LINE__);
+        }
         throw Exceptions::ParseError("Unknown error in Xerces or XQilla", sourceFile, sourceLine);
     }
 }

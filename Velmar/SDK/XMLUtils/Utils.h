@@ -2,7 +2,7 @@
 
 #include "Velmar/SDK/Templates/String.h"
 
-#include <xalanc/Include/PlatformDefinitions.hpp>
+#include <xercesc/util/XercesDefs.hpp>
 
 XERCES_CPP_NAMESPACE_BEGIN
 class DOMException;
@@ -11,35 +11,24 @@ class SAXException;
 class XMLException;
 XERCES_CPP_NAMESPACE_END
 
-namespace XALAN_CPP_NAMESPACE {
-class XSLException;
-class XalanXPathException;
-class XalanDOMException;
-}  // namespace XALAN_CPP_NAMESPACE
-
 namespace Velmar::SDK::XMLUtils {
 
-// Messages for the parser's and the XPath engine's exceptions, as the loader reports them:
+// Messages for the parser's exceptions, as the loader reports them:
 //   "DOMException:: <message>(<code>)"
 //   "class xercesc_3_2::SAXException: <message>" (likewise the other parser exceptions, always
 //       naming the class caught, not the exception's own class)
-//   "XalanXPathException:: <message>", "XSLException:: <message>"
+// The XPath engine describes its own ("XalanXPathException:: <message>", "XSLException::
+// <message>", "XalanDOMException:: DOM error(<code>)"): XPathEngine.
 WString describeException(const xercesc::DOMException& e);
 WString describeException(const xercesc::UTFDataFormatException& e);
 WString describeException(const xercesc::SAXException& e);
 WString describeException(const xercesc::XMLException& e);
-WString describeException(const xalanc::XalanXPathException& e);
-WString describeException(const xalanc::XSLException& e);
-WString describeException(const xalanc::XalanDOMException& e);
 
 // Each throws a ParseError carrying describeException's text.
 [[noreturn]] void throwParseError(const xercesc::DOMException& e);
 [[noreturn]] void throwParseError(const xercesc::UTFDataFormatException& e);
 [[noreturn]] void throwParseError(const xercesc::SAXException& e);
 [[noreturn]] void throwParseError(const xercesc::XMLException& e);
-[[noreturn]] void throwParseError(const xalanc::XalanXPathException& e);
-[[noreturn]] void throwParseError(const xalanc::XSLException& e);
-[[noreturn]] void throwParseError(const xalanc::XalanDOMException& e);
 
 // Call from a catch (...) block: rethrows the exception in flight as the toolkit sees it. The
 // toolkit's own exceptions leave unchanged, the parser's and the engine's as ParseError with

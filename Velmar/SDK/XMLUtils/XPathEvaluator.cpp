@@ -1,6 +1,5 @@
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
-#include "Velmar/SDK/XMLUtils/Initializer.h"
 #include "Velmar/SDK/XMLUtils/MemoryManager.h"
 
 #include <xercesc/util/XMLString.hpp>
@@ -14,94 +13,22 @@
 #include <mutex>
 #include <string>
 
-#include <xalanc/PlatformSupport/PrefixResolver.hpp>
-#include <xalanc/XPath/NodeRefList.hpp>
-#include <xalanc/XPath/XPath.hpp>
-#include <xalanc/XPath/XPathConstructionContextDefault.hpp>
-#include <xalanc/XPath/XPathEvaluator.hpp>
-#include <xalanc/XPath/XPathProcessorImpl.hpp>
-#include <xalanc/XalanDOM/XalanDOMString.hpp>
-#include <xalanc/XercesParserLiaison/XercesDOMSupport.hpp>
-#include <xalanc/XercesParserLiaison/XercesDocumentWrapper.hpp>
-#include <xalanc/XercesParserLiaison/XercesParserLiaison.hpp>
-
 namespace Velmar::SDK::XMLUtils {
 
-struct NamespaceResolver::Bindings : xalanc::PrefixResolver {
-    std::map<xalanc::XalanDOMString, xalanc::XalanDOMString> uris;
-    xalanc::XalanDOMString baseUri;
-
-    const xalanc::XalanDOMString* getNamespaceForPrefix(
-        const xalanc::XalanDOMString& prefix) const override {
-        auto it = uris.find(prefix);
-        return it == uris.end() ? nullptr : &it->second;
-    }
-    const xalanc::XalanDOMString& getURI() const override { return baseUri; }
-};
-
-NamespaceResolver::NamespaceResolver() : bindings_(std::make_unique<Bindings>()) {}
+NamespaceResolver::NamespaceResolver() = default;
 NamespaceResolver::~NamespaceResolver() = default;
 
 void NamespaceResolver::addNamespaceBinding(const XMLCh* prefix, const XMLCh* uri) {
-    bindings_->uris[xalanc::XalanDOMString(prefix != nullptr ? prefix : u"")] =
-        xalanc::XalanDOMString(uri != nullptr ? uri : u"");
+    uris_[WString(prefix != nullptr ? prefix : u"")] = WString(uri != nullptr ? uri : u"");
 }
 
 const XMLCh* NamespaceResolver::lookupNamespaceURI(const XMLCh* prefix) const {
-    const auto* uri =
-        bindings_->getNamespaceForPrefix(xalanc::XalanDOMString(prefix != nullptr ? prefix : u""));
-    return uri == nullptr ? nullptr : uri->c_str();
+    const auto found = uris_.find(WString(prefix != nullptr ? prefix : u""));
+    return found == uris_.end() ? nullptr : found->second.c_str();
 }
-
-namespace {
-
-// The engine reports compile problems through its construction context before throwing; the
-// library must stay silent, so the report is dropped and only the exception counts.
-class QuietConstructionContext : public xalanc::XPathConstructionContextDefault {
-  public:
-    using XPathConstructionContextDefault::XPathConstructionContextDefault;
-    void problem(eSource, eClassification, const xalanc::XalanDOMString&, const xalanc::Locator*,
-                 const xalanc::XalanNode*) override {}
-    void problem(eSource, eClassification, const xalanc::XalanDOMString&,
-                 const xalanc::XalanNode*) override {}
-};
-
-xalanc::MemoryManager& memoryManager() {
-    return EngineMemoryManager::instance();
-}
-
-}  // namespace
-
-struct XPathExpression::Compiled {
-    explicit Compiled(const xalanc::PrefixResolver& r) : xpath(memoryManager()), resolver(r) {}
-    xalanc::XPath xpath;
-    const xalanc::PrefixResolver& resolver;
-};
 
 XPathExpression::XPathExpression() = default;
 XPathExpression::~XPathExpression() = default;
-
-struct XPathEvaluator::Engine {
-    explicit Engine(const xercesc::DOMDocument& document)
-        : liaison(memoryManager()),
-          domSupport(liaison),
-          constructionContext(memoryManager()),
-          processor(memoryManager()),
-          evaluator(memoryManager()) {
-        // The whole view with node maps, so that parser nodes map to engine nodes and back.
-        wrapperDocument = liaison.createDocument(&document, false, true, true);
-        wrapper = liaison.mapDocumentToWrapper(wrapperDocument);
-    }
-    ~Engine() { liaison.destroyDocument(wrapperDocument); }
-
-    xalanc::XercesParserLiaison liaison;
-    xalanc::XercesDOMSupport domSupport;
-    xalanc::XalanDocument* wrapperDocument = nullptr;
-    xalanc::XercesDocumentWrapper* wrapper = nullptr;
-    QuietConstructionContext constructionContext;
-    xalanc::XPathProcessorImpl processor;
-    xalanc::XPathEvaluator evaluator;
-};
 
 namespace {
 std::atomic<XPathEvaluator::Mode> modeForNewEvaluators{XPathEvaluator::Mode::Direct};
@@ -137,10 +64,11 @@ XPathEvaluator::~XPathEvaluator() {
     expressions_.clear();
 }
 
-XPathEvaluator::Engine& XPathEvaluator::engine() {
+XPathEngine::View& XPathEvaluator::engine() {
     if (!engine_) {
-        Initializer::instance().startEngine();
-        engine_ = std::make_unique<Engine>(document_);
+        XPathEngine& loaded = XPathEngine::instance();
+        EngineMemoryManager::raiseIfExhausted();
+        engine_ = loaded.open(document_);
         EngineMemoryManager::raiseIfExhausted();
     }
     return *engine_;
@@ -174,19 +102,20 @@ const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
         expression->direct_ = DirectPath::compile(text.c_str(), resolver);
     }
     if (!expression->direct_ || mode_ != Mode::Direct) {
-        const NamespaceResolver& bindings = resolver != nullptr ? *resolver : noBindings_;
-        auto compiled = std::make_unique<XPathExpression::Compiled>(*bindings.bindings_);
-        Engine& e = engine();
+        XPathEngine::Bindings bindings;
+        if (resolver != nullptr) {
+            for (const auto& [prefix, uri] : resolver->uris_) {
+                bindings.emplace_back(std::u16string(prefix.begin(), prefix.end()),
+                                      std::u16string(uri.begin(), uri.end()));
+            }
+        }
         try {
-            e.processor.initXPath(compiled->xpath, e.constructionContext,
-                                  xalanc::XalanDOMString(text.c_str(), memoryManager()),
-                                  *bindings.bindings_);
+            expression->engine_ = engine().compile(text.c_str(), bindings);
             EngineMemoryManager::raiseIfExhausted();
         } catch (...) {
             cache.erase(text);
             throw;
         }
-        expression->engine_ = std::move(compiled);
     }
     slot = std::move(expression);
     if (query != nullptr) {
@@ -197,18 +126,11 @@ const XPathExpression& XPathEvaluator::createExpression(const XMLCh* query,
 
 void XPathEvaluator::evaluateWithEngine(const XPathExpression& expression,
                                         const xercesc::DOMNode* context, NodeList& results) {
-    Engine& e = engine();
-    xalanc::XalanNode* engineContext = e.wrapperDocument;
-    if (context != nullptr && context != &document_) {
-        engineContext = e.wrapper->mapNode(context);
-    }
-    xalanc::NodeRefList nodes(memoryManager());
-    e.evaluator.selectNodeList(nodes, e.domSupport, engineContext, expression.engine_->xpath,
-                               expression.engine_->resolver);
+    std::vector<const xercesc::DOMNode*> nodes;
+    engine().select(*expression.engine_, context, nodes);
     EngineMemoryManager::raiseIfExhausted();
-    const auto count = nodes.getLength();
-    for (xalanc::NodeRefList::size_type i = 0; i < count; ++i) {
-        results.push_back(const_cast<xercesc::DOMNode*>(e.wrapper->mapNode(nodes.item(i))));
+    for (const xercesc::DOMNode* node : nodes) {
+        results.push_back(const_cast<xercesc::DOMNode*>(node));
     }
 }
 

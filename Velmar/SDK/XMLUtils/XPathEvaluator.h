@@ -16,6 +16,7 @@
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/vector.h"
 #include "Velmar/SDK/XMLUtils/DirectPath.h"
+#include "Velmar/SDK/XMLUtils/XPathEngine.h"
 
 namespace Velmar::SDK::XMLUtils {
 
@@ -34,8 +35,7 @@ class NamespaceResolver {
 
   private:
     friend class XPathEvaluator;
-    struct Bindings;
-    std::unique_ptr<Bindings> bindings_;
+    std::map<WString, WString> uris_;
 };
 
 // A compiled query, owned by the evaluator that compiled it.
@@ -45,11 +45,10 @@ class XPathExpression {
 
   private:
     friend class XPathEvaluator;
-    struct Compiled;
     XPathExpression();
     WString text_;
     std::unique_ptr<DirectPath> direct_;
-    std::unique_ptr<Compiled> engine_;
+    std::unique_ptr<XPathEngine::Query> engine_;
     mutable std::unique_ptr<Templates::vector<xercesc::DOMNode*>> absoluteResult_;
 };
 
@@ -60,7 +59,8 @@ using NodeList = Templates::vector<xercesc::DOMNode*>;
 // XPath engine, which reads a view of the DOM of its own, built the first time it is needed.
 // Both give the same nodes. Checked runs both, answers with the engine's nodes and records
 // every query on which they differ (checkedDifferences), so that tests can prove the two agree.
-// Engine failures leave as the engine's exceptions (xalanc::XSLException and derived).
+// Engine failures leave as the engine's exceptions (xalanc::XSLException and derived), and
+// failure to load the engine as a ParseError.
 // Nothing is written to standard output or error. The document must not change while the
 // evaluator is in use, and must outlive it.
 class XPathEvaluator {
@@ -92,17 +92,15 @@ class XPathEvaluator {
     static std::vector<std::string> takeCheckedDifferences();
 
   private:
-    struct Engine;
-    Engine& engine();
+    XPathEngine::View& engine();
     void evaluateWithEngine(const XPathExpression& expression, const xercesc::DOMNode* context,
                             NodeList& results);
 
     const xercesc::DOMDocument& document_;
     Mode mode_;
-    std::unique_ptr<Engine> engine_;
+    std::unique_ptr<XPathEngine::View> engine_;
     std::unique_ptr<ChildIndex> index_;
     std::list<NamespaceResolver> resolvers_;
-    NamespaceResolver noBindings_;
     std::map<const NamespaceResolver*,
              std::unordered_map<WString, std::unique_ptr<XPathExpression>, WStringHash>>
         expressions_;

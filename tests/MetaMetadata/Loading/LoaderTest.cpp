@@ -22,6 +22,7 @@
 #include "Velmar/SDK/Platform/malloc_alloc.h"
 #include "Velmar/SDK/XMLUtils/Initializer.h"
 #include "Velmar/SDK/XMLUtils/Utils.h"
+#include "Velmar/SDK/XMLUtils/XPathEngine.h"
 #include "support/TestSupport.h"
 
 using namespace Velmar::SDK;
@@ -127,6 +128,7 @@ TEST(Loader, GivesBackEverythingItTook) {
 // What each kind of failure inside a guarded block becomes.
 TEST(ExceptionTranslation, EachKindLeavesAsTheToolkitSeesIt) {
     XMLUtils::Initializer::instance();
+    XMLUtils::XPathEngine::instance();  // only a loaded engine throws the engine's exceptions
     auto& memory = xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
     const xercesc::DOMException notFound(xercesc::DOMException::NOT_FOUND_ERR,
                                          xercesc::XMLDOMMsg::NOT_FOUND_ERR);
