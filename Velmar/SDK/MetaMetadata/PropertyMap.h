@@ -22,11 +22,19 @@ class VELMAR_SDK_API PropertyMap {
 
     bool hasProperty(const XMLCh* name) const;
     std::size_t propertyCount() const { return properties_.size(); }
-    const WString& propertyName(std::size_t index) const { return properties_.at(index).first; }
-    const WString& propertyValue(std::size_t index) const { return properties_.at(index).second; }
+    const WString& propertyName(std::size_t index) const { return properties_.at(index).name(); }
+    const WString& propertyValue(std::size_t index) const { return properties_.at(index).value; }
 
   private:
-    Templates::vector<std::pair<WString, WString>> properties_;
+    // The names the loader writes are held once for every map, not copied into each: a
+    // register-size dictionary has some forty thousand properties.
+    struct Property {
+        const WString* sharedName = nullptr;
+        WString ownName;
+        WString value;
+        const WString& name() const { return sharedName != nullptr ? *sharedName : ownName; }
+    };
+    Templates::vector<Property> properties_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

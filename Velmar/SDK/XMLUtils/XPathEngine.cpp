@@ -17,6 +17,24 @@ namespace {
 std::atomic<XPathEngine*> engine{nullptr};
 std::mutex loading;
 
+// Beside the library that holds this code; in the build tree for the static library.
+std::string modulePath() {
+#ifdef VELMAR_XPATH_MODULE_DIR
+    return VELMAR_XPATH_MODULE_DIR "/" VELMAR_XPATH_MODULE;
+#else
+    Dl_info self{};
+    if (dladdr(reinterpret_cast<void*>(&XPathEngine::loaded), &self) != 0 &&
+        self.dli_fname != nullptr) {
+        const std::string library(self.dli_fname);
+        const auto slash = library.rfind('/');
+        if (slash != std::string::npos) {
+            return library.substr(0, slash + 1) + VELMAR_XPATH_MODULE;
+        }
+    }
+    return VELMAR_XPATH_MODULE;  // the library search path
+#endif
+}
+
 }  // namespace
 
 XPathEngine& XPathEngine::instance() {
@@ -28,9 +46,9 @@ XPathEngine& XPathEngine::instance() {
         return *ready;
     }
     Initializer::instance();  // the parser library first: the engine starts on top of it
-    // Found by the run path of whoever links the library: beside the shared library, or in
-    // the build tree for programs linked with the static one. Never unloaded.
-    void* module = dlopen(VELMAR_XPATH_MODULE, RTLD_NOW | RTLD_LOCAL);
+    // Never unloaded.
+    const std::string path = modulePath();
+    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     const char* problem = nullptr;
     VelmarXPathEngineEntry entry = nullptr;
     if (module == nullptr) {
@@ -43,7 +61,7 @@ XPathEngine& XPathEngine::instance() {
     }
     if (entry == nullptr) {
         throw Exceptions::ParseError((std::string("The XPath engine could not be loaded: ") +
-                                      (problem != nullptr ? problem : VELMAR_XPATH_MODULE))
+                                      (problem != nullptr ? problem : path.c_str()))
                                          .c_str(),
                                      __FILE__, __LINE__);
     }
