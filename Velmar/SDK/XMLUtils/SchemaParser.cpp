@@ -15,6 +15,24 @@ std::uint64_t pack(std::uint32_t file, unsigned long line) {
     return (static_cast<std::uint64_t>(file) + 1) << 32 | lineBits;
 }
 
+constexpr const XMLCh* kSchemaNamespace = u"http://www.w3.org/2001/XMLSchema";
+
+bool elementOnlyContent(const xercesc::DOMNode* element) {
+    const XMLCh* name = element->getLocalName();
+    return xercesc::XMLString::equals(element->getNamespaceURI(), kSchemaNamespace) &&
+           !xercesc::XMLString::equals(name, u"appinfo") &&
+           !xercesc::XMLString::equals(name, u"documentation");
+}
+
+bool whitespace(const XMLCh* chars, XMLSize_t length) {
+    for (XMLSize_t i = 0; i < length; ++i) {
+        if (chars[i] != u' ' && chars[i] != u'\n' && chars[i] != u'\t' && chars[i] != u'\r') {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool isDeclaration(const XMLCh* name) {
     return xercesc::XMLString::equals(name, u"element") ||
            xercesc::XMLString::equals(name, u"attribute") ||
@@ -84,14 +102,23 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
     // An empty element's end comes from inside this call, so the depth is read before it.
     DOMLSParserImpl::startElement(declaration, urlId, prefix, attributes, attributeCount, isEmpty,
                                   isRoot);
+    xercesc::DOMNode* element = getCurrentNode();  // also when empty and ended already
+    // Within an xs:appinfo or xs:documentation everything is kept.
+    const bool inside = depth >= 2 && !elementOnly_[depth - 2];
+    elementOnly_.resize(depth);
+    elementOnly_[depth - 1] = !inside && elementOnlyContent(element);
     const bool topLevel = depth == 2;
     if (topLevel || isDeclaration(declaration.getBaseName())) {
-        positions_.record(getCurrentNode(), file_, line());
+        positions_.record(element, file_, line());
     }
 }
 
 void SchemaParser::docCharacters(const XMLCh* const chars, const XMLSize_t length,
                                  const bool /*cdataSection*/) {
+    if (depth_ > 0 && depth_ <= elementOnly_.size() && elementOnly_[depth_ - 1] &&
+        whitespace(chars, length)) {
+        return;
+    }
     DOMLSParserImpl::docCharacters(chars, length, false);
 }
 

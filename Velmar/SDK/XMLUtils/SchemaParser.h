@@ -4,6 +4,7 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 
@@ -48,7 +49,10 @@ struct ParserLimit {
 // kMaxAttributes attributes before the DOM adds them, each by a search of those before it. The
 // parser and its documents allocate from an arena of their own, made before the parser and freed
 // after it. CDATA sections arrive as text joined with their neighbours, as the queries read
-// them (this parser's cdata-sections setting does not reach its DOM builder).
+// them (this parser's cdata-sections setting does not reach its DOM builder). Whitespace
+// between the elements of the schema vocabulary, whose content is elements only (all but
+// xs:appinfo and xs:documentation), makes no text node: no query reads it, and in a dictionary
+// such text is about as many nodes as the elements themselves.
 struct ParserArena {
     ArenaMemoryManager arena;
 };
@@ -66,6 +70,7 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
     void setFile(std::uint32_t file) {
         file_ = file;
         depth_ = 0;
+        elementOnly_.clear();
     }
 
     void startElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
@@ -82,6 +87,7 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
     SourcePositions& positions_;
     std::uint32_t file_ = 0;
     unsigned depth_ = 0;
+    std::vector<bool> elementOnly_;  // by depth: whether that element's content is elements only
 };
 
 }  // namespace Velmar::SDK::XMLUtils
