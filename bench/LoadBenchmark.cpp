@@ -5,6 +5,7 @@
 //   load_benchmark --once parse|load FILE
 //                                  what a measured process runs: prints its peak memory
 //   load_benchmark --run COMMAND... runs COMMAND, prints its wall time and peak memory
+//   load_benchmark --write DIR     writes the dictionaries it measures into DIR, for profiling
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
@@ -183,8 +184,10 @@ int main(int argc, char** argv) {
             std::cerr << "no register snapshots at " << registers << ": nothing to measure\n";
             return 0;
         }
+        const bool writeOnly = argc == 3 && std::strcmp(argv[1], "--write") == 0;
         const fs::path folder =
-            fs::temp_directory_path() / ("velmar-bench-" + std::to_string(getpid()));
+            writeOnly ? fs::path(argv[2])
+                      : fs::temp_directory_path() / ("velmar-bench-" + std::to_string(getpid()));
         fs::create_directories(folder);
         const xsddict::Registers read = xsddict::readRegisters(registers.string());
         std::map<int, xsddict::ImportReport> reports;
@@ -192,6 +195,9 @@ int main(int argc, char** argv) {
             dictionaries[size] = folder / ("registers-x" + std::to_string(size) + ".xsd");
             std::ofstream out(dictionaries[size]);
             reports[size] = xsddict::writeDictionary(read, out, size);
+        }
+        if (writeOnly) {
+            return 0;
         }
 
         // Parse and load of each size run one after the other, so that both meet the same
