@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include <xercesc/dom/DOMDocument.hpp>
@@ -205,11 +206,14 @@ class XSDDictionaryLoaderImpl {
     XMLUtils::NamespaceResolver* nsResolver_ = nullptr;  // the evaluator's
     // Destroyed before the parser releases the document it reads.
     Templates::auto_ptr<XMLUtils::XPathEvaluator> evaluator_;
-    Templates::map<WString, MetaElement*> name2MetaElementMap_;
-    Templates::map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
-    Templates::map<WString, KLV::Key*> setName2KeyMap_;  // owns the keys
-    Templates::map<WString, xercesc::DOMElement*> topLevelElements_;
-    Templates::map<WString, xercesc::DOMElement*> topLevelComplexTypes_;
+    // Looked up once or more per declaration and never walked in order: hashed.
+    template <class T>
+    using ByName = std::unordered_map<WString, T, XMLUtils::WStringHash>;
+    ByName<MetaElement*> name2MetaElementMap_;
+    std::unordered_map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
+    ByName<KLV::Key*> setName2KeyMap_;  // owns the keys
+    ByName<xercesc::DOMElement*> topLevelElements_;
+    ByName<xercesc::DOMElement*> topLevelComplexTypes_;
     bool topLevelIndexed_ = false;
     const xercesc::DOMNode* appinfoOwner_ = nullptr;
     XMLUtils::NodeList appinfos_;
