@@ -188,3 +188,37 @@ TEST_F(Aggregation, RefusesWhatItCannotReadNamingTheFile) {
         }
     }
 }
+
+// Whitespace between the schema vocabulary's elements makes no node; text in an appinfo or a
+// documentation is kept whole, however it is spaced and whatever it holds.
+TEST_F(Aggregation, KeepsTextOnlyWhereTheSchemaVocabularyAllowsIt) {
+    testing_support::TempDir temp;
+    const auto file = temp.write(
+        "spaced.xsd", testing_support::schema(
+                          "\n  <xs:element name=\"E\">\n    <xs:annotation>\n      "
+                          "<xs:appinfo source=\"s\">  </xs:appinfo>\n      <xs:documentation> "
+                          "<b>bold</b> <i>x</i>\n</xs:documentation>\n    </xs:annotation>\n  "
+                          "</xs:element>\n  <f:other xmlns:f=\"urn:f\"> <f:in/> </f:other>\n",
+                          ""));
+    const auto* root = aggregate(file)->getDocumentElement();
+    auto texts = [](const xercesc::DOMNode* parent) {
+        std::vector<std::string> found;
+        for (auto* child = parent->getFirstChild(); child; child = child->getNextSibling()) {
+            if (child->getNodeType() == xercesc::DOMNode::TEXT_NODE)
+                found.push_back(utf8(child->getNodeValue()));
+        }
+        return found;
+    };
+    const auto* element = root->getFirstElementChild();
+    const auto* annotation = element->getFirstElementChild();
+    const auto* appinfo = annotation->getFirstElementChild();
+    const auto* documentation = appinfo->getNextElementSibling();
+    const auto* other = element->getNextElementSibling();
+    EXPECT_EQ(texts(root), std::vector<std::string>{});
+    EXPECT_EQ(texts(element), std::vector<std::string>{});
+    EXPECT_EQ(texts(annotation), std::vector<std::string>{});
+    EXPECT_EQ(texts(appinfo), std::vector<std::string>{"  "});
+    EXPECT_EQ(texts(documentation), (std::vector<std::string>{" ", " ", "\n"}));
+    EXPECT_EQ(texts(documentation->getFirstElementChild()), std::vector<std::string>{"bold"});
+    EXPECT_EQ(texts(other), (std::vector<std::string>{" ", " "})) << "not the schema vocabulary";
+}
