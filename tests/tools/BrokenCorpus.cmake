@@ -19,7 +19,8 @@ foreach(line IN LISTS lines)
     endif()
     continue()
   endif()
-  if(NOT result EQUAL 1 OR NOT out STREQUAL "" OR NOT err MATCHES "^xsddict: [^\n]*${file}: ${class}: ")
+  # One line, whatever the message.
+  if(NOT result EQUAL 1 OR NOT out STREQUAL "" OR NOT err MATCHES "^xsddict: [^\n]*${file}: ${class}: [^\n]*\n$")
     message(FATAL_ERROR "${file}: exit ${result}, expected 1 with \"${class}\" on standard error\n"
                         "standard output: ${out}\nstandard error: ${err}")
   endif()

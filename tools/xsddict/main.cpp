@@ -198,10 +198,21 @@ std::string className(const SDK::Exceptions::BaseException& e) {
     return colon == std::string::npos ? full : full.substr(colon + 2);
 }
 
+// Messages may span lines (the XPath engine's quote the query on a line of its own); a
+// failure is reported on one.
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
 void reportFailure(const std::string& subject, const SDK::Exceptions::BaseException& e,
                    bool verbose) {
     std::cerr << "xsddict: " << subject << ": " << className(e) << ": "
-              << SDK::Utils::wstringToBytes(e.message()).c_str();  // paths as given
+              << oneLine(SDK::Utils::wstringToBytes(e.message()).c_str());  // paths as given
     if (verbose) {
         std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
     }
