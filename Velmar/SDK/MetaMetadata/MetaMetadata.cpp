@@ -8,7 +8,6 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 #include <algorithm>
-#include <array>
 
 namespace Velmar::SDK::MetaMetadata {
 
@@ -20,55 +19,22 @@ PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
 }
 PropertyMap::~PropertyMap() = default;
 
-namespace {
-
-// Made when the library is loaded, so that no map's first property allocates them.
-const std::array<WString, 9> kSharedNames{u"name",
-                                          u"Documentation",
-                                          u"LengthDescription",
-                                          u"XMLTagName",
-                                          u"XMLNamespaceURI",
-                                          u"XMLDefaultPrefix",
-                                          u"XMLChildTagName",
-                                          u"SchemaIndex",
-                                          u"RequiresSemanticsValidation"};
-
-const WString* sharedPropertyName(const WString& name) {
-    for (const WString& shared : kSharedNames) {
-        if (shared == name) {
-            return &shared;
-        }
-    }
-    return nullptr;
-}
-
-}  // namespace
-
 void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
     WString key(name != nullptr ? name : u"");
     WString text(value != nullptr ? value : u"");
     auto it = std::find_if(properties_.begin(), properties_.end(),
-                           [&](const Property& p) { return p.name() == key; });
+                           [&](const auto& p) { return p.first == key; });
     if (it != properties_.end()) {
-        it->value = std::move(text);
-        return;
+        it->second = std::move(text);
+    } else {
+        properties_.emplace_back(std::move(key), std::move(text));
     }
-    if (properties_.empty()) {
-        properties_.reserve(4);  // what most elements and sets hold
-    }
-    Property property;
-    property.sharedName = sharedPropertyName(key);
-    if (property.sharedName == nullptr) {
-        property.ownName = std::move(key);
-    }
-    property.value = std::move(text);
-    properties_.push_back(std::move(property));
 }
 
 const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
-    for (const Property& p : properties_) {
-        if (name != nullptr && p.name() == name) {
-            return p.value.c_str();
+    for (const auto& p : properties_) {
+        if (name != nullptr && p.first == name) {
+            return p.second.c_str();
         }
     }
     return u"";
@@ -76,7 +42,7 @@ const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
 
 bool PropertyMap::hasProperty(const XMLCh* name) const {
     return name != nullptr && std::any_of(properties_.begin(), properties_.end(),
-                                          [&](const Property& p) { return p.name() == name; });
+                                          [&](const auto& p) { return p.first == name; });
 }
 
 MetaElement::MetaElement(const Types::UniversalLabel& label,

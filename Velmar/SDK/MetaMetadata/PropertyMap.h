@@ -22,19 +22,11 @@ class VELMAR_SDK_API PropertyMap {
 
     bool hasProperty(const XMLCh* name) const;
     std::size_t propertyCount() const { return properties_.size(); }
-    const WString& propertyName(std::size_t index) const { return properties_.at(index).name(); }
-    const WString& propertyValue(std::size_t index) const { return properties_.at(index).value; }
+    const WString& propertyName(std::size_t index) const { return properties_.at(index).first; }
+    const WString& propertyValue(std::size_t index) const { return properties_.at(index).second; }
 
   private:
-    // The names the loader writes are held once for every map, not copied into each: a
-    // register-size dictionary has some forty thousand properties.
-    struct Property {
-        const WString* sharedName = nullptr;
-        WString ownName;
-        WString value;
-        const WString& name() const { return sharedName != nullptr ? *sharedName : ownName; }
-    };
-    Templates::vector<Property> properties_;
+    Templates::vector<std::pair<WString, WString>> properties_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata
