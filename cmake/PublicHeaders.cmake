@@ -34,6 +34,7 @@ set(VELMAR_PUBLIC_HEADERS
   Velmar/SDK/Templates/String.h
   Velmar/SDK/Templates/auto_ptr.h
   Velmar/SDK/Templates/map.h
+  Velmar/SDK/Templates/unordered_map.h
   Velmar/SDK/Templates/vector.h
   Velmar/SDK/Types/BaseType.h
   Velmar/SDK/Types/Collection.h

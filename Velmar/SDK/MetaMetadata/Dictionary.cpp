@@ -10,9 +10,14 @@ namespace {
 constexpr std::size_t kVersionByte = 7;
 constexpr std::size_t kCodingByte = 5;
 
-std::array<unsigned char, 16> masked(const unsigned char* bytes, bool coding) {
+std::array<unsigned char, 16> exact(const unsigned char* bytes) {
     std::array<unsigned char, 16> copy;
     std::memcpy(copy.data(), bytes, copy.size());
+    return copy;
+}
+
+std::array<unsigned char, 16> masked(const unsigned char* bytes, bool coding) {
+    std::array<unsigned char, 16> copy = exact(bytes);
     copy[kVersionByte] = 0;
     if (coding) {
         copy[kCodingByte] = 0;
@@ -39,13 +44,13 @@ Dictionary& Dictionary::operator=(Dictionary&& other) noexcept = default;
 Dictionary::~Dictionary() = default;
 
 const Types::UniversalLabel* Dictionary::universalLabel(const Types::LocalTag& tag) const {
-    auto it = tagToLabel_.find(tag);
+    auto it = tagToLabel_.find(tag.value());
     return it == tagToLabel_.end() ? nullptr : &it->second;
 }
 
 void Dictionary::addLocalTag(const Types::LocalTag& tag, const Types::UniversalLabel& label) {
-    auto byLabel = labelToTag_.find(label);
-    auto byTag = tagToLabel_.find(tag);
+    auto byLabel = labelToTag_.find(exact(label.bytes()));
+    auto byTag = tagToLabel_.find(tag.value());
     const bool labelTaken = byLabel != labelToTag_.end();
     const bool tagTaken = byTag != tagToLabel_.end();
     if (labelTaken && tagTaken && byLabel->second == tag) {
@@ -55,23 +60,23 @@ void Dictionary::addLocalTag(const Types::LocalTag& tag, const Types::UniversalL
         localTagConflicts_.push_back(LocalTagConflict{tag, label});
         return;
     }
-    labelToTag_.emplace(label, tag);
-    tagToLabel_.emplace(tag, label);
+    labelToTag_.emplace(exact(label.bytes()), tag);
+    tagToLabel_.emplace(tag.value(), label);
 }
 
 const Types::LocalTag* Dictionary::localTag(const Types::UniversalLabel& label) const {
-    auto it = labelToTag_.find(label);
+    auto it = labelToTag_.find(exact(label.bytes()));
     return it == labelToTag_.end() ? nullptr : &it->second;
 }
 
 const MetaMetadataSet* Dictionary::metaMetadataSet(const KLV::Key& key) const {
-    auto it = setsByKey_.find(key);
+    auto it = setsByKey_.find(exact(key.bytes()));
     return it == setsByKey_.end() ? nullptr : sets_[it->second].get();
 }
 
 void Dictionary::addMetaMetadataSet(const KLV::Key& key, const MetaMetadataSet& set) {
     Templates::auto_ptr<MetaMetadataSet> copy(new MetaMetadataSet(set));
-    auto it = setsByKey_.find(key);
+    auto it = setsByKey_.find(exact(key.bytes()));
     std::size_t position = 0;
     if (it != setsByKey_.end()) {
         position = it->second;
@@ -79,7 +84,7 @@ void Dictionary::addMetaMetadataSet(const KLV::Key& key, const MetaMetadataSet& 
     } else {
         position = sets_.size();
         sets_.push_back(std::move(copy));
-        setsByKey_.emplace(key, position);
+        setsByKey_.emplace(exact(key.bytes()), position);
         setsByVersionless_[masked(key.bytes(), false)].push_back(position);
         setsByCodingless_[masked(key.bytes(), true)].push_back(position);
     }
@@ -100,7 +105,7 @@ const MetaMetadataSet* Dictionary::findMetaMetadataSet(const KLV::Key& key,
         found = LabelMatch::Exact;
     } else {
         // The highest version wins, then the earliest set.
-        auto best = [&](const Templates::map<Bytes, Positions>& index, bool coding) {
+        auto best = [&](const ByBytes<Positions>& index, bool coding) {
             const MetaMetadataSet* chosen = nullptr;
             auto it = index.find(masked(key.bytes(), coding));
             if (it != index.end()) {
@@ -126,7 +131,7 @@ const MetaMetadataSet* Dictionary::findMetaMetadataSet(const KLV::Key& key,
     return result;
 }
 
-const MetaMetadataSet* Dictionary::setByProperty(const Templates::map<WString, Positions>& index,
+const MetaMetadataSet* Dictionary::setByProperty(const ByText<Positions>& index,
                                                  const XMLCh* value) const {
     if (value == nullptr) {
         return nullptr;
@@ -155,7 +160,7 @@ const MetaMetadataSet* Dictionary::metaMetadataSetByTagName(const XMLCh* tagName
 }
 
 const MetaElement* Dictionary::metaElement(const Types::UniversalLabel& label) const {
-    auto it = elementsByLabel_.find(label);
+    auto it = elementsByLabel_.find(exact(label.bytes()));
     return it == elementsByLabel_.end() ? nullptr : it->second;
 }
 
@@ -166,7 +171,7 @@ void Dictionary::addMetaElement(const Types::UniversalLabel& label,
     }
     const MetaElement* held = element.get();
     elements_.push_back(std::move(element));
-    if (elementsByLabel_.emplace(label, held).second) {
+    if (elementsByLabel_.emplace(exact(label.bytes()), held).second) {
         elementsByVersionless_[masked(label.bytes(), false)].push_back(held);
     }
     if (held->hasProperty(u"XMLTagName")) {

@@ -9,7 +9,7 @@
 #include "Velmar/SDK/MetaMetadata/MetaMetadataSet.h"
 #include "Velmar/SDK/Templates/IndirectRange.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
-#include "Velmar/SDK/Templates/map.h"
+#include "Velmar/SDK/Templates/unordered_map.h"
 #include "Velmar/SDK/Templates/vector.h"
 #include "Velmar/SDK/Types/LocalTag.h"
 #include "Velmar/SDK/Types/UID.h"
@@ -115,28 +115,33 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     }
 
   private:
+    // Indexes are hashed: a register-size dictionary adds tens of thousands of entries, and
+    // nothing needs them in key order (the stores keep the order received).
     using Bytes = std::array<unsigned char, 16>;
     using Positions = Templates::vector<std::size_t>;
-    const MetaMetadataSet* setByProperty(const Templates::map<WString, Positions>& index,
-                                         const XMLCh* value) const;
+    template <class Value>
+    using ByBytes = Templates::unordered_map<Bytes, Value>;
+    template <class Value>
+    using ByText = Templates::unordered_map<WString, Value>;
+    const MetaMetadataSet* setByProperty(const ByText<Positions>& index, const XMLCh* value) const;
 
     ElementStore elements_;
-    Templates::map<Types::UniversalLabel, const MetaElement*> elementsByLabel_;
+    ByBytes<const MetaElement*> elementsByLabel_;
     // The first element of each label, by its label without the version byte.
-    Templates::map<Bytes, Templates::vector<const MetaElement*>> elementsByVersionless_;
-    Templates::map<WString, const MetaElement*> elementsByTagName_;
-    Templates::map<WString, const MetaElement*> elementsByName_;
-    Templates::map<Types::UniversalLabel, Types::LocalTag> labelToTag_;
-    Templates::map<Types::LocalTag, Types::UniversalLabel> tagToLabel_;
+    ByBytes<Templates::vector<const MetaElement*>> elementsByVersionless_;
+    ByText<const MetaElement*> elementsByTagName_;
+    ByText<const MetaElement*> elementsByName_;
+    ByBytes<Types::LocalTag> labelToTag_;
+    Templates::unordered_map<unsigned short, Types::UniversalLabel> tagToLabel_;
     Templates::vector<LocalTagConflict> localTagConflicts_;
     // Sets in order, and their positions by key, by key without the version byte, and without
     // the version and coding bytes, and by name. A replaced set keeps its position.
     SetStore sets_;
-    Templates::map<KLV::Key, std::size_t> setsByKey_;
-    Templates::map<Bytes, Positions> setsByVersionless_;
-    Templates::map<Bytes, Positions> setsByCodingless_;
-    Templates::map<WString, Positions> setsByName_;
-    Templates::map<WString, Positions> setsByTagName_;
+    ByBytes<std::size_t> setsByKey_;
+    ByBytes<Positions> setsByVersionless_;
+    ByBytes<Positions> setsByCodingless_;
+    ByText<Positions> setsByName_;
+    ByText<Positions> setsByTagName_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

@@ -474,13 +474,6 @@ void run(const DirectPath::Path& path, const DOMNode* context, NodeList& results
 
 }  // namespace
 
-std::size_t WStringHash::operator()(const WString& s) const {
-    std::size_t h = 1469598103934665603ull;
-    for (const XMLCh c : s)
-        h = (h ^ c) * 1099511628211ull;
-    return h;
-}
-
 bool ChildIndex::Selection::operator<(const Selection& other) const {
     return std::tie(parent, namespaceUri, localName, attribute) <
            std::tie(other.parent, other.namespaceUri, other.localName, other.attribute);

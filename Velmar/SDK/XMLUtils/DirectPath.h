@@ -2,23 +2,19 @@
 
 #include <map>
 #include <memory>
-#include <unordered_map>
 #include <utility>
 
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
 #include "Velmar/SDK/Templates/String.h"
+#include "Velmar/SDK/Templates/unordered_map.h"
 #include "Velmar/SDK/Templates/vector.h"
 
 namespace Velmar::SDK::XMLUtils {
 
 class NamespaceResolver;
 using NodeList = Templates::vector<xercesc::DOMNode*>;
-
-struct WStringHash {
-    std::size_t operator()(const WString& s) const;
-};
 
 // Children of one element grouped by the value of one attribute, for name lookups among the
 // thousands of declarations under a schema root. One index serves every query that selects
@@ -33,7 +29,7 @@ class ChildIndex {
         bool operator<(const Selection& other) const;
     };
     using Children = Templates::vector<xercesc::DOMElement*>;
-    using Index = std::unordered_map<WString, Children, WStringHash>;
+    using Index = Templates::unordered_map<WString, Children>;
 
     // Null until built.
     const Index* find(const Selection& selection) const;

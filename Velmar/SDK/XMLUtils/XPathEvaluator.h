@@ -102,7 +102,7 @@ class XPathEvaluator {
     std::unique_ptr<ChildIndex> index_;
     std::list<NamespaceResolver> resolvers_;
     std::map<const NamespaceResolver*,
-             std::unordered_map<WString, std::unique_ptr<XPathExpression>, WStringHash>>
+             Templates::unordered_map<WString, std::unique_ptr<XPathExpression>>>
         expressions_;
     // The same expressions by the address of the query text: the passes ask fixed texts, so a
     // repeated query is found without copying or hashing its text (a match is confirmed by

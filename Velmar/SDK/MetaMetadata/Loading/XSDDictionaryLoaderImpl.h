@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <memory>
 #include <set>
-#include <unordered_map>
 #include <utility>
 
 #include <xercesc/dom/DOMDocument.hpp>
@@ -18,6 +17,7 @@
 #include "Velmar/SDK/Templates/String.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/map.h"
+#include "Velmar/SDK/Templates/unordered_map.h"
 #include "Velmar/SDK/Templates/vector.h"
 #include "Velmar/SDK/Types/LocalTag.h"
 #include "Velmar/SDK/XMLUtils/SchemaParser.h"
@@ -208,7 +208,7 @@ class XSDDictionaryLoaderImpl {
     Templates::auto_ptr<XMLUtils::XPathEvaluator> evaluator_;
     // Looked up once or more per declaration and never walked in order: hashed.
     template <class T>
-    using ByName = std::unordered_map<WString, T, XMLUtils::WStringHash>;
+    using ByName = Templates::unordered_map<WString, T>;
     ByName<MetaElement*> name2MetaElementMap_;
     std::unordered_map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
     ByName<KLV::Key*> setName2KeyMap_;  // owns the keys
