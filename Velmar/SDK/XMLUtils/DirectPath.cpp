@@ -364,12 +364,12 @@ const ChildIndex::Children* indexedChildren(const Step& step, const DOMNode* par
                 continue;
             auto* element = static_cast<DOMElement*>(child);
             if (const xercesc::DOMAttr* value = element->getAttributeNode(attribute.c_str())) {
-                fresh[WString(attributeValue(value))].push_back(element);
+                fresh[attributeValue(value)].push_back(element);
             }
         }
         built = &fresh;
     }
-    const auto found = built->find(step.predicates[0].literal);
+    const auto found = built->find(std::u16string_view(step.predicates[0].literal));
     return found != built->end() ? &found->second : nullptr;
 }
 

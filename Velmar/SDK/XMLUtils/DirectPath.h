@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <xercesc/dom/DOMElement.hpp>
@@ -29,7 +30,8 @@ class ChildIndex {
         bool operator<(const Selection& other) const;
     };
     using Children = Templates::vector<xercesc::DOMElement*>;
-    using Index = Templates::unordered_map<WString, Children>;
+    // Keyed by the values as the document holds them: the index lives no longer than it.
+    using Index = Templates::unordered_map<std::u16string_view, Children>;
 
     // Null until built.
     const Index* find(const Selection& selection) const;

@@ -6,10 +6,10 @@
 
 namespace Velmar::SDK::XMLUtils {
 
-// An attribute's value, as DOMAttr::getValue gives it. That call reaches the attribute's text
-// through casts that compare type names, which made it the loader's largest single cost; an
-// attribute whose value is one text node (every attribute the parser makes, entities expanded)
-// is read from that node directly.
+// An attribute's value, as DOMAttr::getValue gives it: text the document holds as long as it
+// lives. That call reaches the attribute's text through casts that compare type names, which
+// made it the loader's largest single cost; an attribute whose value is one text node (every
+// attribute the parser makes, entities expanded) is read from that node directly.
 inline const XMLCh* attributeValue(const xercesc::DOMAttr* attribute) {
     const xercesc::DOMNode* text = attribute->getFirstChild();
     if (text != nullptr && text->getNextSibling() == nullptr &&

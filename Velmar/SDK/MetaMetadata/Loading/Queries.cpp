@@ -119,20 +119,26 @@ WString XSDDictionaryLoaderImpl::firstText(const XMLCh* query, const xercesc::DO
 
 FirstResult XSDDictionaryLoaderImpl::appinfo(const xercesc::DOMNode* declaration,
                                              const XMLCh* source) {
+    // A declaration is asked for several sources in a row: its appinfos and their sources are
+    // read from the DOM once, and each source is then found among them without a DOM walk.
     if (declaration != appinfoOwner_) {
         appinfoOwner_ = nullptr;  // until the selection below is whole
         appinfos_.clear();
-        selectNodes(u"./xs:annotation/xs:appinfo[@source]", declaration, appinfos_);
+        appinfoNodes_.clear();
+        selectNodes(u"./xs:annotation/xs:appinfo[@source]", declaration, appinfoNodes_);
+        for (xercesc::DOMNode* node : appinfoNodes_) {
+            if (node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+                appinfos_.push_back(
+                    Appinfo{XMLUtils::attributeValue(static_cast<const xercesc::DOMElement*>(node),
+                                                     u"source"),
+                            XMLUtils::firstTextChild(node)});
+            }
+        }
         appinfoOwner_ = declaration;
     }
-    for (const xercesc::DOMNode* node : appinfos_) {
-        if (node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE &&
-            xercesc::XMLString::equals(
-                XMLUtils::attributeValue(static_cast<const xercesc::DOMElement*>(node), u"source"),
-                source)) {
-            if (xercesc::DOMNode* text = XMLUtils::firstTextChild(node)) {
-                return FirstResult(text);
-            }
+    for (const Appinfo& found : appinfos_) {
+        if (found.text != nullptr && xercesc::XMLString::equals(found.source, source)) {
+            return FirstResult(found.text);
         }
     }
     return FirstResult(nullptr);
@@ -198,17 +204,15 @@ WString XSDDictionaryLoaderImpl::declaredName(const xercesc::DOMElement* declara
 
 const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WString& name) {
     if (!topLevelIndexed_) {
-        ElementList found;
-        selectElements(u"/xs:schema/xs:element", rootElement(), found);
-        for (xercesc::DOMElement* element : found) {
-            topLevelElements_.emplace(toWString(XMLUtils::attributeValue(element, u"name")),
-                                      element);
-        }
-        found.clear();
-        selectElements(u"/xs:schema/xs:complexType", rootElement(), found);
-        for (xercesc::DOMElement* type : found) {
-            topLevelComplexTypes_.emplace(toWString(XMLUtils::attributeValue(type, u"name")), type);
-        }
+        auto index = [this](const XMLCh* query, ByDocumentName<xercesc::DOMElement*>& into) {
+            ElementList found;
+            selectElements(query, rootElement(), found);
+            for (xercesc::DOMElement* declaration : found) {
+                into.emplace(XMLUtils::attributeValue(declaration, u"name"), declaration);
+            }
+        };
+        index(u"/xs:schema/xs:element", topLevelElements_);
+        index(u"/xs:schema/xs:complexType", topLevelComplexTypes_);
         topLevelIndexed_ = true;
     }
     const auto found = topLevelElements_.find(name);

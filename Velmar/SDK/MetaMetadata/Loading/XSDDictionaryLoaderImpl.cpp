@@ -63,6 +63,10 @@ void XSDDictionaryLoaderImpl::releaseDocument() noexcept {
     evaluator_.reset();
     appinfoOwner_ = nullptr;
     appinfos_.clear();
+    appinfoNodes_.clear();
+    topLevelElements_.clear();
+    topLevelComplexTypes_.clear();
+    topLevelIndexed_ = false;
     nsResolver_ = nullptr;
     document_ = nullptr;
     try {

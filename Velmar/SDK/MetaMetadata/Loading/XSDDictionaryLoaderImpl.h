@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include <xercesc/dom/DOMDocument.hpp>
@@ -212,11 +213,19 @@ class XSDDictionaryLoaderImpl {
     ByName<MetaElement*> name2MetaElementMap_;
     std::unordered_map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
     ByName<KLV::Key*> setName2KeyMap_;  // owns the keys
-    ByName<xercesc::DOMElement*> topLevelElements_;
-    ByName<xercesc::DOMElement*> topLevelComplexTypes_;
+    // Top-level declarations by the name texts the document holds: cleared with it.
+    template <class T>
+    using ByDocumentName = Templates::unordered_map<std::u16string_view, T>;
+    ByDocumentName<xercesc::DOMElement*> topLevelElements_;
+    ByDocumentName<xercesc::DOMElement*> topLevelComplexTypes_;
     bool topLevelIndexed_ = false;
     const xercesc::DOMNode* appinfoOwner_ = nullptr;
-    XMLUtils::NodeList appinfos_;
+    struct Appinfo {
+        const XMLCh* source;
+        xercesc::DOMNode* text;  // the first text child; null when there is none
+    };
+    Templates::vector<Appinfo> appinfos_;
+    XMLUtils::NodeList appinfoNodes_;
     Templates::map<WString, WString> namespace2PrefixMap_;
     bool loadMetaElementDocumentation_ = false;
     bool loadMetaElementLengthDescription_ = false;
