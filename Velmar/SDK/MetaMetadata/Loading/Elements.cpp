@@ -4,6 +4,7 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Factories/BaseTypeFactory.h"
+#include "Velmar/SDK/XMLUtils/DomPrefetch.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -136,7 +137,11 @@ void XSDDictionaryLoaderImpl::addMetaElementProperties(const xercesc::DOMElement
 
 void XSDDictionaryLoaderImpl::loadMetaElements(Dictionary& dictionary,
                                                const ElementList& declarations) {
-    for (const xercesc::DOMElement* declaration : declarations) {
+    for (std::size_t i = 0; i < declarations.size(); ++i) {
+        const xercesc::DOMElement* declaration = declarations[i];
+        if (i + 2 < declarations.size()) {
+            XMLUtils::prefetchDeclaration(declarations[i + 1], declarations[i + 2]);
+        }
         Templates::auto_ptr<MetaElement> element = createMetaElement(dictionary, declaration);
         name2MetaElementMap_[nameAttribute(declaration)] = element.get();
         // Copied before the element moves into the call.

@@ -207,6 +207,7 @@ const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WStrin
         auto index = [this](const XMLCh* query, ByDocumentName<xercesc::DOMElement*>& into) {
             ElementList found;
             selectElements(query, rootElement(), found);
+            into.reserve(found.size());
             for (xercesc::DOMElement* declaration : found) {
                 into.emplace(XMLUtils::attributeValue(declaration, u"name"), declaration);
             }
