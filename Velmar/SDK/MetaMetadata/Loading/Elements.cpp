@@ -73,8 +73,7 @@ Templates::auto_ptr<KLV::Key> XSDDictionaryLoaderImpl::declarationKey(
     if (!label) {
         return nullptr;
     }
-    return Templates::auto_ptr<KLV::Key>(
-        new KLV::Key(label->toString(Types::Dotted).c_str(), Types::Dotted));
+    return Templates::auto_ptr<KLV::Key>(new KLV::Key(label->bytes()));
 }
 
 WString XSDDictionaryLoaderImpl::nameAttribute(const xercesc::DOMElement* declaration) const {
