@@ -52,10 +52,16 @@ Templates::auto_ptr<MetaMetadataSet> XSDDictionaryLoaderImpl::createMetaMetadata
     ElementList members;
     collectAttributeDeclarations(members, typeAttribute(declaration), nameAttribute(declaration));
     for (std::size_t position = 0; position < members.size(); ++position) {
-        Templates::auto_ptr<MetaAttribute> attribute =
-            createMetaAttribute(members[position], static_cast<std::uint32_t>(position));
-        if (attribute) {
-            set->addMetaAttribute(MetaAttributePtr(std::move(attribute)));
+        const auto at = static_cast<std::uint32_t>(position);
+        auto made = attributeOfMember_.find(members[position]);
+        if (made == attributeOfMember_.end() || made->second.first != at) {
+            MetaAttributePtr attribute(createMetaAttribute(members[position], at));
+            made = attributeOfMember_
+                       .insert_or_assign(members[position], std::make_pair(at, attribute))
+                       .first;
+        }
+        if (made->second.second) {
+            set->addMetaAttribute(made->second.second);
         } else if (diagnosing()) {
             diagnoseSkippedMember(members[position], nameAttribute(declaration));
         }
@@ -119,9 +125,15 @@ WString XSDDictionaryLoaderImpl::baseTypeName(const xercesc::DOMElement* complex
 
 void XSDDictionaryLoaderImpl::collectMemberDeclarations(const xercesc::DOMElement* complexType,
                                                         ElementList& members) {
-    // Elements before attributes, each in document order, wherever they are nested.
-    selectElements(u".//xs:element", complexType, members);
-    selectElements(u".//xs:attribute", complexType, members);
+    auto known = membersOfType_.find(complexType);
+    if (known == membersOfType_.end()) {
+        // Elements before attributes, each in document order, wherever they are nested.
+        ElementList own;
+        selectElements(u".//xs:element", complexType, own);
+        selectElements(u".//xs:attribute", complexType, own);
+        known = membersOfType_.emplace(complexType, std::move(own)).first;
+    }
+    members.insert(members.end(), known->second.begin(), known->second.end());
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

@@ -67,6 +67,8 @@ void XSDDictionaryLoaderImpl::releaseDocument() noexcept {
     topLevelElements_.clear();
     topLevelComplexTypes_.clear();
     topLevelIndexed_ = false;
+    membersOfType_.clear();
+    attributeOfMember_.clear();
     nsResolver_ = nullptr;
     document_ = nullptr;
     try {
