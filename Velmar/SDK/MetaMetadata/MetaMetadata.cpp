@@ -8,6 +8,7 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace Velmar::SDK::MetaMetadata {
 
@@ -20,14 +21,15 @@ PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
 PropertyMap::~PropertyMap() = default;
 
 void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
-    WString key(name != nullptr ? name : u"");
-    WString text(value != nullptr ? value : u"");
+    const XMLCh* key = name != nullptr ? name : u"";
+    const XMLCh* text = value != nullptr ? value : u"";
     auto it = std::find_if(properties_.begin(), properties_.end(),
                            [&](const auto& p) { return p.first == key; });
     if (it != properties_.end()) {
-        it->second = std::move(text);
+        it->second = text;
     } else {
-        properties_.emplace_back(std::move(key), std::move(text));
+        properties_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                                 std::forward_as_tuple(text));
     }
 }
 
