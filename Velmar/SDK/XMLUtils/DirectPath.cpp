@@ -5,6 +5,7 @@
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
 
+#include "Velmar/SDK/XMLUtils/DomPrefetch.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/XPathEvaluator.h"
 
@@ -344,29 +345,27 @@ bool selected(const Step& step, const DOMNode* node, ChildIndex& index) {
 
 // "x[@a='v']" among the children of a schema root: found through an index of the children by
 // that attribute, built on first use.
-bool indexable(const Step& step, const DOMNode* parent) {
+bool indexable(const Step& step) {
     return step.predicates.size() == 1 && step.predicates[0].kind == Predicate::Equals &&
-           step.predicates[0].path->steps.size() == 1 && parent->getOwnerDocument() != nullptr &&
-           parent == parent->getOwnerDocument()->getDocumentElement();
+           step.predicates[0].path->steps.size() == 1;
 }
 
 const ChildIndex::Children* indexedChildren(const Step& step, const DOMNode* parent,
-                                            ChildIndex& index) {
+                                            const NodeList& children, ChildIndex& index) {
     const WString& attribute = step.predicates[0].path->steps[0].attribute;
     const ChildIndex::Selection selection{parent, step.test.any ? WString(u"*") : step.test.uri,
                                           step.test.local, attribute};
     const ChildIndex::Index* built = index.find(selection);
     if (built == nullptr) {
         ChildIndex::Index& fresh = index.build(selection);
-        for (DOMNode* child = parent->getFirstChild(); child != nullptr;
-             child = child->getNextSibling()) {
+        forEachPrefetched(children, [&](const DOMNode* child) {
             if (!step.test.matches(child))
-                continue;
-            auto* element = static_cast<DOMElement*>(child);
+                return;
+            auto* element = static_cast<const DOMElement*>(child);
             if (const xercesc::DOMAttr* value = element->getAttributeNode(attribute.c_str())) {
-                fresh[attributeValue(value)].push_back(element);
+                fresh[attributeValue(value)].push_back(const_cast<DOMElement*>(element));
             }
-        }
+        });
         built = &fresh;
     }
     const auto found = built->find(std::u16string_view(step.predicates[0].literal));
@@ -379,14 +378,21 @@ template <class Next>
 bool stepFrom(const Step& step, const DOMNode* node, ChildIndex& index, Next& next) {
     switch (step.axis) {
         case Step::Child:
-            if (indexable(step, node)) {
-                if (const ChildIndex::Children* found = indexedChildren(step, node, index)) {
-                    for (const DOMElement* child : *found) {
-                        if (!next(child))
-                            return false;
+            if (const NodeList* children = index.rootChildren(node)) {
+                if (indexable(step)) {
+                    if (const ChildIndex::Children* found =
+                            indexedChildren(step, node, *children, index)) {
+                        for (const DOMElement* child : *found) {
+                            if (!next(child))
+                                return false;
+                        }
                     }
+                    return true;
                 }
-                return true;
+                // Thousands of declarations far apart: each is tested while later ones load.
+                return forEachPrefetched(*children, [&](const DOMNode* child) {
+                    return !selected(step, child, index) || next(child);
+                });
             }
             for (const DOMNode* child = node->getFirstChild(); child != nullptr;
                  child = child->getNextSibling()) {
@@ -477,6 +483,28 @@ void run(const DirectPath::Path& path, const DOMNode* context, NodeList& results
 bool ChildIndex::Selection::operator<(const Selection& other) const {
     return std::tie(parent, namespaceUri, localName, attribute) <
            std::tie(other.parent, other.namespaceUri, other.localName, other.attribute);
+}
+
+const NodeList* ChildIndex::rootChildren(const DOMNode* node) {
+    if (root_ == nullptr) {
+        // Every node an evaluator is given belongs to its one document.
+        const xercesc::DOMDocument* document = node->getNodeType() == DOMNode::DOCUMENT_NODE
+                                                   ? static_cast<const xercesc::DOMDocument*>(node)
+                                                   : node->getOwnerDocument();
+        root_ = document != nullptr ? document->getDocumentElement() : nullptr;
+        if (root_ == nullptr)
+            return nullptr;
+    }
+    if (node != root_)
+        return nullptr;
+    if (!rootListed_) {
+        for (DOMNode* child = node->getFirstChild(); child != nullptr;
+             child = child->getNextSibling()) {
+            rootChildren_.push_back(child);
+        }
+        rootListed_ = true;
+    }
+    return &rootChildren_;
 }
 
 const ChildIndex::Index* ChildIndex::find(const Selection& selection) const {

@@ -33,12 +33,19 @@ class ChildIndex {
     // Keyed by the values as the document holds them: the index lives no longer than it.
     using Index = Templates::unordered_map<std::u16string_view, Children>;
 
+    // The children of node when it is its document's root element, listed on first use so
+    // that walks among them can load a few ahead; else null.
+    const NodeList* rootChildren(const xercesc::DOMNode* node);
+
     // Null until built.
     const Index* find(const Selection& selection) const;
     Index& build(const Selection& selection);
 
   private:
     std::map<Selection, Index> indexes_;
+    const xercesc::DOMNode* root_ = nullptr;
+    bool rootListed_ = false;
+    NodeList rootChildren_;
 };
 
 // A query of the XPath forms the loader asks, answered by walking the parser's DOM directly:

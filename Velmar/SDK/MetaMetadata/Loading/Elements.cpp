@@ -38,15 +38,15 @@ void XSDDictionaryLoaderImpl::collectMetaElementDeclarations(ElementList& declar
 }
 
 void XSDDictionaryLoaderImpl::collectSetKeys(const ElementList& declarations) {
-    for (const xercesc::DOMElement* declaration : declarations) {
+    XMLUtils::forEachPrefetched(declarations, [&](const xercesc::DOMElement* declaration) {
         Templates::auto_ptr<KLV::Key> key = declarationKey(declaration);
         if (!key) {
-            continue;
+            return;
         }
         KLV::Key*& entry = setName2KeyMap_[nameAttribute(declaration)];
         delete entry;
         entry = key.release();
-    }
+    });
 }
 
 Templates::auto_ptr<Types::UniversalLabel> XSDDictionaryLoaderImpl::declarationUniversalLabel(

@@ -7,6 +7,7 @@
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/DomPrefetch.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 #include "Velmar/SDK/XMLUtils/UnicodeString.h"
 
@@ -208,9 +209,9 @@ const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WStrin
             ElementList found;
             selectElements(query, rootElement(), found);
             into.reserve(found.size());
-            for (xercesc::DOMElement* declaration : found) {
+            XMLUtils::forEachPrefetched(found, [&](xercesc::DOMElement* declaration) {
                 into.emplace(XMLUtils::attributeValue(declaration, u"name"), declaration);
-            }
+            });
         };
         index(u"/xs:schema/xs:element", topLevelElements_);
         index(u"/xs:schema/xs:complexType", topLevelComplexTypes_);

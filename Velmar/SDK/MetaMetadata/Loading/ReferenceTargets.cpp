@@ -5,6 +5,7 @@
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/XMLUtils/DomPrefetch.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -31,7 +32,7 @@ void XSDDictionaryLoaderImpl::readSubstitutionGroups() {
     selectElements(
         u"/xs:schema/xs:element[(@substitutionGroup) and (@type!='Ref') and (@type!='ff:Ref')]",
         rootElement(), members);
-    for (const xercesc::DOMElement* member : members) {
+    XMLUtils::forEachPrefetched(members, [&](const xercesc::DOMElement* member) {
         const WString group = localPart(declaredName(member, u"substitutionGroup"));
         const WString name = nameAttribute(member);
         substitutionGroups_[group].push_back(name);
@@ -39,7 +40,7 @@ void XSDDictionaryLoaderImpl::readSubstitutionGroups() {
             substitutionGroupOf_.emplace(name, group);
             substitutionDeclarationOf_.emplace(name, member);
         }
-    }
+    });
     memberDeclarationCount_ = members.size();
     if (diagnosing()) {
         substitutionMembers_ = std::move(members);

@@ -3,6 +3,7 @@
 
 #include "Velmar/SDK/Exceptions/ParseError.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/XMLUtils/DomPrefetch.h"
 #include "Velmar/SDK/XMLUtils/DomText.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
@@ -15,12 +16,12 @@ void XSDDictionaryLoaderImpl::collectRefDeclarations(ElementList& declarations) 
 void XSDDictionaryLoaderImpl::collectSetDeclarations(ElementList& declarations) {
     ElementList references;
     collectRefDeclarations(references);
-    for (const xercesc::DOMElement* reference : references) {
+    XMLUtils::forEachPrefetched(references, [&](const xercesc::DOMElement* reference) {
         const WString setName = localPart(declaredName(reference, u"substitutionGroup"));
         if (const xercesc::DOMElement* set = topLevelElement(setName)) {
             declarations.push_back(const_cast<xercesc::DOMElement*>(set));
         }
-    }
+    });
 }
 
 void XSDDictionaryLoaderImpl::loadMetaMetadataSets(Dictionary& dictionary,
