@@ -159,6 +159,20 @@ const MetaMetadataSet* Dictionary::metaMetadataSetByTagName(const XMLCh* tagName
     return setByProperty(setsByTagName_, tagName);
 }
 
+void Dictionary::reserve(std::size_t elements, std::size_t sets) {
+    elements_.reserve(elements);
+    elementsByLabel_.reserve(elements);
+    elementsByVersionless_.reserve(elements);
+    elementsByTagName_.reserve(elements);
+    elementsByName_.reserve(elements);
+    sets_.reserve(sets);
+    setsByKey_.reserve(sets);
+    setsByVersionless_.reserve(sets);
+    setsByCodingless_.reserve(sets);
+    setsByName_.reserve(sets);
+    setsByTagName_.reserve(sets);
+}
+
 const MetaElement* Dictionary::metaElement(const Types::UniversalLabel& label) const {
     auto it = elementsByLabel_.find(exact(label.bytes()));
     return it == elementsByLabel_.end() ? nullptr : it->second;

@@ -89,6 +89,10 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     const MetaMetadataSet* findMetaMetadataSet(const KLV::Key& key,
                                                LabelMatch* match = nullptr) const;
 
+    // Room for this many elements and sets in all: a load that knows how many it will add
+    // does not regrow the indexes as it adds them.
+    void reserve(std::size_t elements, std::size_t sets);
+
     // Every element in the order received, duplicates included.
     MetaElementRange metaElements() const { return MetaElementRange(elements_); }
     std::size_t metaElementCount() const { return elements_.size(); }

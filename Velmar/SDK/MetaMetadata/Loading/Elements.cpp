@@ -38,6 +38,7 @@ void XSDDictionaryLoaderImpl::collectMetaElementDeclarations(ElementList& declar
 }
 
 void XSDDictionaryLoaderImpl::collectSetKeys(const ElementList& declarations) {
+    setName2KeyMap_.reserve(declarations.size());
     XMLUtils::forEachPrefetched(declarations, [&](const xercesc::DOMElement* declaration) {
         Templates::auto_ptr<KLV::Key> key = declarationKey(declaration);
         if (!key) {
