@@ -343,8 +343,8 @@ bool selected(const Step& step, const DOMNode* node, ChildIndex& index) {
     return true;
 }
 
-// "x[@a='v']" among the children of a schema root: found through an index of the children by
-// that attribute, built on first use.
+// "x[@a='v']", asked among the children of a schema root: found through an index of the
+// children by that attribute, built on first use.
 bool indexable(const Step& step) {
     return step.predicates.size() == 1 && step.predicates[0].kind == Predicate::Equals &&
            step.predicates[0].path->steps.size() == 1;

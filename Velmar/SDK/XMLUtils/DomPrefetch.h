@@ -7,6 +7,8 @@
 
 namespace Velmar::SDK::XMLUtils {
 
+constexpr std::ptrdiff_t kCacheLine = 64;
+
 // Asks the processor to start loading the nodes of the declaration `from`, whose next
 // declaration in document order is `to`. The parser allocates a subtree's nodes one after
 // another, so the memory between two declarations holds the first one's nodes; a large DOM has
@@ -14,14 +16,13 @@ namespace Velmar::SDK::XMLUtils {
 // the one before is read cost less than fetched one dependent pointer at a time. A span that is
 // not one short run (the declarations came from different blocks) is left alone.
 inline void prefetchDeclaration(const xercesc::DOMNode* from, const xercesc::DOMNode* to) {
-    constexpr std::ptrdiff_t kLine = 64;
     constexpr std::ptrdiff_t kLongestSpan = 64 * 1024;
     const char* at = reinterpret_cast<const char*>(from);
     const char* end = reinterpret_cast<const char*>(to);
     if (end <= at || end - at > kLongestSpan) {
         return;
     }
-    for (; at < end; at += kLine) {
+    for (; at < end; at += kCacheLine) {
         __builtin_prefetch(at);
     }
 }
@@ -30,11 +31,10 @@ inline void prefetchDeclaration(const xercesc::DOMNode* from, const xercesc::DOM
 // text right after the element, so its first lines hold what a name test and an attribute read
 // need, which read one dependent pointer at a time would be a miss each.
 inline void prefetchNode(const xercesc::DOMNode* node) {
-    constexpr std::ptrdiff_t kLine = 64;
     constexpr int kLines = 8;
     const char* at = reinterpret_cast<const char*>(node);
     for (int line = 0; line < kLines; ++line) {
-        __builtin_prefetch(at + line * kLine);
+        __builtin_prefetch(at + line * kCacheLine);
     }
 }
 
