@@ -222,3 +222,44 @@ TEST_F(Aggregation, KeepsTextOnlyWhereTheSchemaVocabularyAllowsIt) {
     EXPECT_EQ(texts(documentation->getFirstElementChild()), std::vector<std::string>{"bold"});
     EXPECT_EQ(texts(other), (std::vector<std::string>{" ", " "})) << "not the schema vocabulary";
 }
+
+// Documentation makes nodes only when asked for, in included files too; whatever it holds, what
+// follows it reads as before and keeps its line.
+TEST_F(Aggregation, DocumentationMakesNodesOnlyWhenKept) {
+    testing_support::TempDir temp;
+    temp.write("part.xsd", testing_support::schema("\n<xs:element name=\"P\"><xs:annotation>"
+                                                   "<xs:documentation>p</xs:documentation>"
+                                                   "</xs:annotation></xs:element>\n"));
+    const auto main = temp.write(
+        "main.xsd",
+        testing_support::schema(
+            "\n<xs:element name=\"E\"><xs:annotation><xs:documentation/>"
+            "<xs:documentation>a<b><xs:documentation>in</xs:documentation></b><!-- c --><?p i?>"
+            "<xs:element name=\"NotADeclaration\"/></xs:documentation>\n"
+            "<xs:appinfo source=\"s\">kept</xs:appinfo></xs:annotation></xs:element>\n"
+            "<xs:include schemaLocation=\"part.xsd\"/>\n<xs:element name=\"F\"/>\n"));
+    for (const bool keep : {false, true}) {
+        SCOPED_TRACE(keep ? "kept" : "dropped");
+        parser_->keepDocumentation(keep);
+        const auto* document = aggregate(main);
+        const auto* documentation =
+            document->getElementsByTagNameNS(u"http://www.w3.org/2001/XMLSchema", u"*");
+        std::vector<std::string> names;
+        for (XMLSize_t i = 0; i < documentation->getLength(); ++i) {
+            names.push_back(utf8(documentation->item(i)->getLocalName()));
+        }
+        const std::vector<std::string> always{"schema",  "element",    "annotation", "appinfo",
+                                              "element", "annotation", "element"};
+        const std::vector<std::string> all{
+            "schema",  "element", "annotation", "documentation", "documentation", "documentation",
+            "element", "appinfo", "element",    "annotation",    "documentation", "element"};
+        EXPECT_EQ(names, keep ? all : always);
+        std::vector<std::string> where;
+        for (auto* e = document->getDocumentElement()->getFirstElementChild(); e;
+             e = e->getNextElementSibling()) {
+            where.push_back(utf8(e->getAttribute(u"name")) + ":" +
+                            std::to_string(positions_.find(e).line));
+        }
+        EXPECT_EQ(where, (std::vector<std::string>{"E:2", "P:2", "F:5"}));
+    }
+}

@@ -47,29 +47,33 @@ std::uint32_t SourcePositions::addFile(const std::string& path) {
 }
 
 void SourcePositions::record(xercesc::DOMNode* node, std::uint32_t file, unsigned long line) {
-    positions_[node] = pack(file, line);
+    records_.emplace_back(node, pack(file, line));
+}
+
+SourcePositions::Packed SourcePositions::packedOf(const xercesc::DOMNode* node) const {
+    if (indexed_ < records_.size()) {
+        index_.reserve(records_.size());
+        for (; indexed_ < records_.size(); ++indexed_) {
+            index_[records_[indexed_].first] = records_[indexed_].second;
+        }
+    }
+    const auto found = index_.find(node);
+    return found != index_.end() ? found->second : Packed{0};
 }
 
 SourcePositions::Position SourcePositions::find(const xercesc::DOMNode* node) const {
-    const auto found = positions_.find(node);
-    if (found == positions_.end()) {
-        return {};
-    }
-    const std::uint64_t file = found->second >> 32;
+    const Packed packed = packedOf(node);
+    const std::uint64_t file = packed >> 32;
     if (file == 0 || file > files_.size()) {
         return {};
     }
-    return {&files_[file - 1], static_cast<unsigned long>(found->second & 0xFFFFFFFFu)};
+    return {&files_[file - 1], static_cast<unsigned long>(packed & 0xFFFFFFFFu)};
 }
 
 void SourcePositions::copyTree(const xercesc::DOMNode* from, const xercesc::DOMNode* to) {
-    // Depth is bounded by the parser's limit.
-    const auto found = positions_.find(from);
-    if (found != positions_.end()) {
-        positions_[to] = found->second;
-    } else {
-        positions_.erase(to);
-    }
+    // Depth is bounded by the parser's limit. A copy whose original has no position gets 0, so
+    // that it does not keep the position of a released node it reuses the memory of.
+    records_.emplace_back(to, packedOf(from));
     const xercesc::DOMNode* a = from->getFirstChild();
     const xercesc::DOMNode* b = to->getFirstChild();
     for (; a != nullptr && b != nullptr; a = a->getNextSibling(), b = b->getNextSibling()) {
@@ -99,6 +103,17 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
             line(), "an element has more than " + std::to_string(kMaxAttributes) + " attributes"};
     }
     const unsigned depth = depth_;
+    if (skipFrom_ == 0 && !keepDocumentation_ &&
+        xercesc::XMLString::equals(declaration.getBaseName(), u"documentation") &&
+        xercesc::XMLString::equals(getScanner()->getURIText(urlId), kSchemaNamespace)) {
+        skipFrom_ = depth;
+    }
+    if (skipFrom_ != 0) {
+        if (isEmpty) {
+            endElement(declaration, urlId, isRoot, prefix);
+        }
+        return;
+    }
     // An empty element's end comes from inside this call, so the depth is read before it.
     DOMLSParserImpl::startElement(declaration, urlId, prefix, attributes, attributeCount, isEmpty,
                                   isRoot);
@@ -115,6 +130,9 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
 
 void SchemaParser::docCharacters(const XMLCh* const chars, const XMLSize_t length,
                                  const bool /*cdataSection*/) {
+    if (skipFrom_ != 0) {
+        return;
+    }
     if (depth_ > 0 && depth_ <= elementOnly_.size() && elementOnly_[depth_ - 1] &&
         whitespace(chars, length)) {
         return;
@@ -124,8 +142,40 @@ void SchemaParser::docCharacters(const XMLCh* const chars, const XMLSize_t lengt
 
 void SchemaParser::endElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
                               const bool isRoot, const XMLCh* const prefix) {
+    if (skipFrom_ != 0) {
+        if (depth_-- == skipFrom_) {
+            skipFrom_ = 0;
+        }
+        return;
+    }
     --depth_;
     DOMLSParserImpl::endElement(declaration, urlId, isRoot, prefix);
+}
+
+void SchemaParser::docComment(const XMLCh* const comment) {
+    if (skipFrom_ == 0) {
+        DOMLSParserImpl::docComment(comment);
+    }
+}
+
+void SchemaParser::docPI(const XMLCh* const target, const XMLCh* const data) {
+    if (skipFrom_ == 0) {
+        DOMLSParserImpl::docPI(target, data);
+    }
+}
+
+// An entity's content is balanced within an element, so a reference that starts inside a
+// skipped element ends inside it.
+void SchemaParser::startEntityReference(const xercesc::XMLEntityDecl& entity) {
+    if (skipFrom_ == 0) {
+        DOMLSParserImpl::startEntityReference(entity);
+    }
+}
+
+void SchemaParser::endEntityReference(const xercesc::XMLEntityDecl& entity) {
+    if (skipFrom_ == 0) {
+        DOMLSParserImpl::endEntityReference(entity);
+    }
 }
 
 }  // namespace Velmar::SDK::XMLUtils

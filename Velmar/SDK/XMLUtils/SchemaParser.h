@@ -30,9 +30,18 @@ class SourcePositions {
     void copyTree(const xercesc::DOMNode* from, const xercesc::DOMNode* to);
 
   private:
+    using Packed =
+        std::uint64_t;  // file index + 1 in the high half, line in the low half; 0 unknown
+
+    Packed packedOf(const xercesc::DOMNode* node) const;
+
     std::deque<std::string> files_;  // never moves what find gave out
-    // File index + 1 in the high half, line in the low half.
-    std::unordered_map<const xercesc::DOMNode*, std::uint64_t> positions_;
+    // Recorded in the parser's callbacks, tens of thousands of times a load, and looked up only
+    // when something is reported: appended here, indexed on the first lookup after a record.
+    // A later record for a node (whose memory a released one had) outranks an earlier one.
+    std::vector<std::pair<const xercesc::DOMNode*, Packed>> records_;
+    mutable std::unordered_map<const xercesc::DOMNode*, Packed> index_;
+    mutable std::size_t indexed_ = 0;  // records_ up to here are in index_
 };
 
 // Raised inside a parse when a document goes past one of the parser's limits.
@@ -52,7 +61,9 @@ struct ParserLimit {
 // them (this parser's cdata-sections setting does not reach its DOM builder). Whitespace
 // between the elements of the schema vocabulary, whose content is elements only (all but
 // xs:appinfo and xs:documentation), makes no text node: no query reads it, and in a dictionary
-// such text is about as many nodes as the elements themselves.
+// such text is about as many nodes as the elements themselves. Unless asked to keep them,
+// xs:documentation elements make no nodes either: only the documentation option reads them, and
+// in a register dictionary they are a tenth of the elements and of the text.
 struct ParserArena {
     ArenaMemoryManager arena;
 };
@@ -70,8 +81,11 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
     void setFile(std::uint32_t file) {
         file_ = file;
         depth_ = 0;
+        skipFrom_ = 0;
         elementOnly_.clear();
     }
+    void keepDocumentation(bool keep) { keepDocumentation_ = keep; }
+    bool keepsDocumentation() const { return keepDocumentation_; }
 
     void startElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
                       const XMLCh* const prefix,
@@ -82,11 +96,17 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
                     const bool isRoot, const XMLCh* const prefix) override;
     void docCharacters(const XMLCh* const chars, const XMLSize_t length,
                        const bool cdataSection) override;
+    void docComment(const XMLCh* const comment) override;
+    void docPI(const XMLCh* const target, const XMLCh* const data) override;
+    void startEntityReference(const xercesc::XMLEntityDecl& entity) override;
+    void endEntityReference(const xercesc::XMLEntityDecl& entity) override;
 
   private:
     SourcePositions& positions_;
     std::uint32_t file_ = 0;
     unsigned depth_ = 0;
+    unsigned skipFrom_ = 0;  // depth of the element whose content makes no nodes; 0 for none
+    bool keepDocumentation_ = true;
     std::vector<bool> elementOnly_;  // by depth: whether that element's content is elements only
 };
 

@@ -49,6 +49,7 @@ class Aggregation {
         : parser_(parser), includeParser_(new SchemaParser(parser.positions())) {
         files_.configure(parser_);
         files_.configure(*includeParser_);
+        includeParser_->keepDocumentation(parser_.keepsDocumentation());
     }
 
     xercesc::DOMDocument* run(const fs::path& path) {

@@ -89,6 +89,7 @@ void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
 
     try {
         XMLUtils::XSDAggregator aggregator(schemaFolder_.c_str(), schemaFileName_.c_str());
+        parser_->keepDocumentation(loadMetaElementDocumentation_);
         xercesc::DOMDocument* document = aggregator.createStandAloneSchemaDocument(*parser_);
         if (document == nullptr) {
             VELMAR_SDK_THROW(Exceptions::ParseError, "No schema document");
