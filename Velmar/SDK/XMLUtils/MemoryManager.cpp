@@ -1,8 +1,11 @@
 #include "Velmar/SDK/XMLUtils/MemoryManager.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <new>
+
+#include <sys/mman.h>
 
 #include <xercesc/util/OutOfMemoryException.hpp>
 
@@ -112,17 +115,93 @@ void EngineMemoryManager::raiseIfExhausted() {
     }
 }
 
+namespace {
+
+constexpr XMLSize_t kLargeRequest = 64 * 1024;
+constexpr std::size_t kHugePage = 2 * 1024 * 1024;
+constexpr std::size_t kRegionSize = 16 * kHugePage;  // address space; only what is used counts
+constexpr std::size_t kRegionHeader = 64;            // keeps blocks on cache lines
+
+std::size_t roundUp(std::size_t size, std::size_t to) {
+    return (size + to - 1) / to * to;
+}
+
+// Emptied regions of the usual size, kept for the next parse in this process: a program that
+// loads again would otherwise fault in and clear its DOM's pages anew on every load, where
+// freed heap memory would have been reused. Bounded, so that loads in a loop do not grow.
+class RegionPool {
+  public:
+    static RegionPool& instance() {
+        static RegionPool pool;
+        return pool;
+    }
+    void* take() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return count_ > 0 ? kept_[--count_] : nullptr;
+    }
+    bool keep(void* region) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (count_ == kKept) {
+            return false;
+        }
+        kept_[count_++] = region;
+        return true;
+    }
+
+  private:
+    static constexpr std::size_t kKept = 8;  // an eight-times register dictionary's DOM
+    std::mutex mutex_;
+    void* kept_[kKept] = {};
+    std::size_t count_ = 0;
+};
+
+// Address space of this size starting on a huge page, offered huge pages; null on failure.
+void* mapAligned(std::size_t size) {
+    // Mapped one huge page longer, then trimmed to start on a huge page.
+    void* raw = ::mmap(nullptr, size + kHugePage, PROT_READ | PROT_WRITE,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (raw == MAP_FAILED) {
+        return nullptr;
+    }
+    const auto start = reinterpret_cast<std::uintptr_t>(raw);
+    const std::uintptr_t aligned = roundUp(start, kHugePage);
+    if (aligned > start) {
+        ::munmap(raw, aligned - start);
+    }
+    ::munmap(reinterpret_cast<void*>(aligned + size), start + kHugePage - aligned);
+#ifdef MADV_HUGEPAGE
+    ::madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);  // a hint only
+#endif
+    return reinterpret_cast<void*>(aligned);
+}
+
+}  // namespace
+
+struct ArenaMemoryManager::Region {
+    Region* next;      // older regions
+    Region* previous;  // newer ones
+    std::size_t size;  // mapped, header included
+    std::size_t used;  // from the start, header included
+    std::size_t live;  // blocks not yet freed
+};
+
 ArenaMemoryManager::~ArenaMemoryManager() {
     while (head_.next != &head_) {
         Block* block = head_.next;
         head_.next = block->next;
         ::operator delete(block);
     }
+    while (regions_ != nullptr) {
+        release(regions_);
+    }
 }
 
 void* ArenaMemoryManager::allocate(XMLSize_t size) {
-    if (size > static_cast<XMLSize_t>(-1) - sizeof(Block)) {
+    if (size > static_cast<XMLSize_t>(-1) - kRegionSize) {
         throw xercesc::OutOfMemoryException();
+    }
+    if (size >= kLargeRequest) {
+        return allocateLarge(size);
     }
     auto* block = static_cast<Block*>(MemoryManager::allocate(sizeof(Block) + size));
     block->previous = &head_;
@@ -132,14 +211,82 @@ void* ArenaMemoryManager::allocate(XMLSize_t size) {
     return block + 1;
 }
 
+void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
+    static_assert(sizeof(Region) <= kRegionHeader, "a region's header fits its first line");
+    if (Platform::AllocationFaults::nextFails()) {
+        throw xercesc::OutOfMemoryException();
+    }
+    const std::size_t needed = roundUp(sizeof(Block) + size, kRegionHeader);
+    Region* region = regions_;
+    if (region == nullptr || region->size - region->used < needed) {
+        const std::size_t size = std::max(roundUp(kRegionHeader + needed, kHugePage), kRegionSize);
+        void* memory = size == kRegionSize ? RegionPool::instance().take() : nullptr;
+        if (memory == nullptr) {
+            memory = mapAligned(size);
+        }
+        if (memory == nullptr) {
+            throw xercesc::OutOfMemoryException();
+        }
+        region = static_cast<Region*>(memory);
+        *region = Region{regions_, nullptr, size, kRegionHeader, 0};
+        if (regions_ != nullptr) {
+            regions_->previous = region;
+        }
+        regions_ = region;
+    }
+    auto* block = reinterpret_cast<Block*>(reinterpret_cast<char*>(region) + region->used);
+    region->used += needed;
+    ++region->live;
+    block->previous = nullptr;
+    block->next = reinterpret_cast<Block*>(region);
+    return block + 1;
+}
+
 void ArenaMemoryManager::deallocate(void* p) {
     if (p == nullptr) {
         return;
     }
     Block* block = static_cast<Block*>(p) - 1;
+    if (block->previous == nullptr) {
+        deallocateLarge(reinterpret_cast<Region*>(block->next));
+        return;
+    }
     block->previous->next = block->next;
     block->next->previous = block->previous;
     ::operator delete(block);
+}
+
+void ArenaMemoryManager::deallocateLarge(Region* region) {
+    if (--region->live > 0) {
+        return;
+    }
+    if (region == regions_ && region->size == kRegionSize) {
+        region->used = kRegionHeader;  // the one being carved from starts over
+    } else {
+        release(region);
+    }
+}
+
+std::size_t ArenaMemoryManager::regionCount() const {
+    std::size_t count = 0;
+    for (const Region* region = regions_; region != nullptr; region = region->next) {
+        ++count;
+    }
+    return count;
+}
+
+void ArenaMemoryManager::release(Region* region) {
+    if (region->previous != nullptr) {
+        region->previous->next = region->next;
+    } else {
+        regions_ = region->next;
+    }
+    if (region->next != nullptr) {
+        region->next->previous = region->previous;
+    }
+    if (region->size != kRegionSize || !RegionPool::instance().keep(region)) {
+        ::munmap(region, region->size);
+    }
 }
 
 }  // namespace Velmar::SDK::XMLUtils
