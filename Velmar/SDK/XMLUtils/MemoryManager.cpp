@@ -132,7 +132,7 @@ std::size_t roundUp(std::size_t size, std::size_t to) {
 class RegionPool {
   public:
     static RegionPool& instance() {
-        static RegionPool pool;
+        static RegionPool& pool = *new RegionPool;  // never destroyed: arenas may outlive it
         return pool;
     }
     void* take() {
