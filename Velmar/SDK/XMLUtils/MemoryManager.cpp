@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 #include <new>
+#include <type_traits>
 
 #include <sys/mman.h>
 
@@ -128,32 +129,28 @@ std::size_t roundUp(std::size_t size, std::size_t to) {
 
 // Emptied regions of the usual size, kept for the next parse in this process: a program that
 // loads again would otherwise fault in and clear its DOM's pages anew on every load, where
-// freed heap memory would have been reused. Bounded, so that loads in a loop do not grow.
-class RegionPool {
-  public:
-    static RegionPool& instance() {
-        static RegionPool& pool = *new RegionPool;  // never destroyed: arenas may outlive it
-        return pool;
-    }
-    void* take() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return count_ > 0 ? kept_[--count_] : nullptr;
-    }
-    bool keep(void* region) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (count_ == kKept) {
-            return false;
-        }
-        kept_[count_++] = region;
-        return true;
-    }
+// freed heap memory would have been reused. Bounded (an eight-times register dictionary's DOM),
+// so that loads in a loop do not grow. Constant-initialised and trivially destroyed, so that an
+// arena freed late at exit still finds them, and nothing of them is left on the heap.
+constexpr std::size_t kKeptRegions = 8;
+std::mutex keptMutex;
+static_assert(std::is_trivially_destructible_v<std::mutex>, "the kept regions outlive arenas");
+void* keptRegions[kKeptRegions] = {};
+std::size_t keptCount = 0;
 
-  private:
-    static constexpr std::size_t kKept = 8;  // an eight-times register dictionary's DOM
-    std::mutex mutex_;
-    void* kept_[kKept] = {};
-    std::size_t count_ = 0;
-};
+void* takeKeptRegion() {
+    std::lock_guard<std::mutex> lock(keptMutex);
+    return keptCount > 0 ? keptRegions[--keptCount] : nullptr;
+}
+
+bool keepRegion(void* region) {
+    std::lock_guard<std::mutex> lock(keptMutex);
+    if (keptCount == kKeptRegions) {
+        return false;
+    }
+    keptRegions[keptCount++] = region;
+    return true;
+}
 
 // Address space of this size starting on a huge page, offered huge pages; null on failure.
 void* mapAligned(std::size_t size) {
@@ -220,7 +217,7 @@ void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
     Region* region = regions_;
     if (region == nullptr || region->size - region->used < needed) {
         const std::size_t size = std::max(roundUp(kRegionHeader + needed, kHugePage), kRegionSize);
-        void* memory = size == kRegionSize ? RegionPool::instance().take() : nullptr;
+        void* memory = size == kRegionSize ? takeKeptRegion() : nullptr;
         if (memory == nullptr) {
             memory = mapAligned(size);
         }
@@ -284,7 +281,7 @@ void ArenaMemoryManager::release(Region* region) {
     if (region->next != nullptr) {
         region->next->previous = region->previous;
     }
-    if (region->size != kRegionSize || !RegionPool::instance().keep(region)) {
+    if (region->size != kRegionSize || !keepRegion(region)) {
         ::munmap(region, region->size);
     }
 }
