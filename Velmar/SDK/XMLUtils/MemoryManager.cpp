@@ -216,16 +216,18 @@ void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
     const std::size_t needed = roundUp(sizeof(Block) + size, kRegionHeader);
     Region* region = regions_;
     if (region == nullptr || region->size - region->used < needed) {
-        const std::size_t size = std::max(roundUp(kRegionHeader + needed, kHugePage), kRegionSize);
-        void* memory = size == kRegionSize ? takeKeptRegion() : nullptr;
+        // A request larger than a region gets one of its own.
+        const std::size_t mapped =
+            std::max(roundUp(kRegionHeader + needed, kHugePage), kRegionSize);
+        void* memory = mapped == kRegionSize ? takeKeptRegion() : nullptr;
         if (memory == nullptr) {
-            memory = mapAligned(size);
+            memory = mapAligned(mapped);
         }
         if (memory == nullptr) {
             throw xercesc::OutOfMemoryException();
         }
         region = static_cast<Region*>(memory);
-        *region = Region{regions_, nullptr, size, kRegionHeader, 0};
+        *region = Region{regions_, nullptr, mapped, kRegionHeader, 0};
         if (regions_ != nullptr) {
             regions_->previous = region;
         }
