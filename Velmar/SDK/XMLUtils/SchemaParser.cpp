@@ -103,7 +103,8 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
             line(), "an element has more than " + std::to_string(kMaxAttributes) + " attributes"};
     }
     const unsigned depth = depth_;
-    if (skipFrom_ == 0 && !keepDocumentation_ &&
+    // The root is always made, so that a file that is no schema is refused as one.
+    if (skipFrom_ == 0 && !keepDocumentation_ && depth >= 2 &&
         xercesc::XMLString::equals(declaration.getBaseName(), u"documentation") &&
         xercesc::XMLString::equals(getScanner()->getURIText(urlId), kSchemaNamespace)) {
         skipFrom_ = depth;
