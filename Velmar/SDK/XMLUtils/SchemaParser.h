@@ -30,8 +30,8 @@ class SourcePositions {
     void copyTree(const xercesc::DOMNode* from, const xercesc::DOMNode* to);
 
   private:
-    using Packed =
-        std::uint64_t;  // file index + 1 in the high half, line in the low half; 0 unknown
+    // File index + 1 in the high half, line in the low half; 0 where unknown.
+    using Packed = std::uint64_t;
 
     Packed packedOf(const xercesc::DOMNode* node) const;
 

@@ -211,12 +211,12 @@ class XSDDictionaryLoaderImpl {
     template <class T>
     using ByName = Templates::unordered_map<WString, T>;
     ByName<MetaElement*> name2MetaElementMap_;
-    std::unordered_map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
+    Templates::unordered_map<const MetaElement*, const Types::LocalTag*> metaElement2LocalTagMap_;
     // Sets derived from one base share its members: each type's member declarations, and each
     // member's attribute at its position (a base's members keep theirs in every derived set),
     // are made once. Keyed by the DOM's nodes: cleared with it.
-    std::unordered_map<const xercesc::DOMElement*, ElementList> membersOfType_;
-    std::unordered_map<const xercesc::DOMElement*, std::pair<std::uint32_t, MetaAttributePtr>>
+    Templates::unordered_map<const xercesc::DOMElement*, ElementList> membersOfType_;
+    Templates::unordered_map<const xercesc::DOMElement*, std::pair<std::uint32_t, MetaAttributePtr>>
         attributeOfMember_;
     ByName<KLV::Key*> setName2KeyMap_;  // owns the keys
     // Top-level declarations by the name texts the document holds: cleared with it.
