@@ -13,11 +13,11 @@
 namespace Velmar::SDK::Templates {
 
 // std::hash, extended to the keys the toolkit hashes that the standard leaves out: strings
-// with the toolkit's allocator, and fixed runs of bytes such as labels. Their call operators
-// are not noexcept on purpose: the standard library then keeps each key's hash beside it, as
-// it does for its own string hashes, so that a lookup walking a bucket compares hashes rather
-// than hashing or comparing the keys of other entries, each a miss in an index of tens of
-// thousands of entries.
+// with the toolkit's allocator, views of strings, and fixed runs of bytes such as labels. Their
+// call operators are not noexcept on purpose: the standard library then keeps each key's hash
+// beside it, as it does for its own string hashes, so that a lookup walking a bucket compares
+// hashes rather than hashing or comparing the keys of other entries, each a miss in an index of
+// tens of thousands of entries.
 template <class Key>
 struct hash : std::hash<Key> {};
 
@@ -26,6 +26,13 @@ struct hash<std::basic_string<C, Traits, Allocator>> {
     std::size_t operator()(const std::basic_string<C, Traits, Allocator>& s) const {
         return std::hash<std::basic_string_view<C, Traits>>{}(
             std::basic_string_view<C, Traits>(s.data(), s.size()));
+    }
+};
+
+template <class C, class Traits>
+struct hash<std::basic_string_view<C, Traits>> {
+    std::size_t operator()(std::basic_string_view<C, Traits> s) const {
+        return std::hash<std::basic_string_view<C, Traits>>{}(s);
     }
 };
 

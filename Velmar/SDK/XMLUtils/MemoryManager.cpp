@@ -122,6 +122,7 @@ constexpr XMLSize_t kLargeRequest = 64 * 1024;
 constexpr std::size_t kHugePage = 2 * 1024 * 1024;
 constexpr std::size_t kRegionSize = 16 * kHugePage;  // address space; only what is used counts
 constexpr std::size_t kRegionHeader = 64;            // keeps blocks on cache lines
+constexpr std::size_t kPopulateStep = kHugePage;     // a few blocks ahead at most
 
 std::size_t roundUp(std::size_t size, std::size_t to) {
     return (size + to - 1) / to * to;
@@ -152,7 +153,8 @@ bool keepRegion(void* region) {
     return true;
 }
 
-// Address space of this size starting on a huge page, offered huge pages; null on failure.
+// Address space of this size starting on a huge page; null on failure. Where the system backs
+// anonymous memory with huge pages unasked, an aligned region gets them from its first page.
 void* mapAligned(std::size_t size) {
     // Mapped one huge page longer, then trimmed to start on a huge page.
     void* raw = ::mmap(nullptr, size + kHugePage, PROT_READ | PROT_WRITE,
@@ -166,20 +168,29 @@ void* mapAligned(std::size_t size) {
         ::munmap(raw, aligned - start);
     }
     ::munmap(reinterpret_cast<void*>(aligned + size), start + kHugePage - aligned);
-#ifdef MADV_HUGEPAGE
-    ::madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);  // a hint only
-#endif
     return reinterpret_cast<void*>(aligned);
+}
+
+// Makes the pages of [from, to) present in one call rather than one fault each. A hint only:
+// a kernel without it, or without the memory, leaves them to be faulted in as they are touched.
+void populate(char* from, char* to) {
+#ifdef MADV_POPULATE_WRITE
+    ::madvise(from, static_cast<std::size_t>(to - from), MADV_POPULATE_WRITE);
+#else
+    (void)from;
+    (void)to;
+#endif
 }
 
 }  // namespace
 
 struct ArenaMemoryManager::Region {
-    Region* next;      // older regions
-    Region* previous;  // newer ones
-    std::size_t size;  // mapped, header included
-    std::size_t used;  // from the start, header included
-    std::size_t live;  // blocks not yet freed
+    Region* next;           // older regions
+    Region* previous;       // newer ones
+    std::size_t size;       // mapped, header included
+    std::size_t used;       // from the start, header included
+    std::size_t live;       // blocks not yet freed
+    std::size_t populated;  // from the start: pages made present
 };
 
 ArenaMemoryManager::~ArenaMemoryManager() {
@@ -220,6 +231,9 @@ void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
         const std::size_t mapped =
             std::max(roundUp(kRegionHeader + needed, kHugePage), kRegionSize);
         void* memory = mapped == kRegionSize ? takeKeptRegion() : nullptr;
+        // A kept region's pages are still present.
+        const std::size_t populated =
+            memory != nullptr ? static_cast<Region*>(memory)->populated : 0;
         if (memory == nullptr) {
             memory = mapAligned(mapped);
         }
@@ -227,7 +241,7 @@ void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
             throw xercesc::OutOfMemoryException();
         }
         region = static_cast<Region*>(memory);
-        *region = Region{regions_, nullptr, mapped, kRegionHeader, 0};
+        *region = Region{regions_, nullptr, mapped, kRegionHeader, 0, populated};
         if (regions_ != nullptr) {
             regions_->previous = region;
         }
@@ -235,6 +249,12 @@ void* ArenaMemoryManager::allocateLarge(XMLSize_t size) {
     }
     auto* block = reinterpret_cast<Block*>(reinterpret_cast<char*>(region) + region->used);
     region->used += needed;
+    if (region->used > region->populated) {
+        const std::size_t to = std::min(roundUp(region->used, kPopulateStep), region->size);
+        char* const base = reinterpret_cast<char*>(region);
+        populate(base + region->populated, base + to);
+        region->populated = to;
+    }
     ++region->live;
     block->previous = nullptr;
     block->next = reinterpret_cast<Block*>(region);

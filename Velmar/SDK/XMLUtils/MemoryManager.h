@@ -47,11 +47,12 @@ class EngineMemoryManager : public MemoryManager {
 // failed load gives back everything it took.
 //
 // Large requests, which are the documents' node storage in blocks of half a megabyte, are
-// carved from regions of their own laid out for transparent huge pages where the system gives
-// them on request: a large DOM is touched once when it is built, at one page fault per 4 KiB
-// page otherwise (in a virtual machine a fifth of a load's time), and read by the loader's
-// passes in an order the TLB cannot cover with small pages. A region is given back when its
-// last block is freed, kept for the next parse in this process up to a bound.
+// carved from regions of their own whose pages are made present a few blocks ahead, in one
+// call each time: a large DOM is touched once when it is built, and a page fault for each of
+// its pages was a fifth of a load's time in a virtual machine. Huge pages are not asked for: a
+// guest that hands free memory back to its host in blocks of their size gets them from memory
+// the host must supply again, which cost more than the faults they save. A region is given back
+// when its last block is freed, kept for the next parse in this process up to a bound.
 class ArenaMemoryManager : public MemoryManager {
   public:
     ArenaMemoryManager() = default;
