@@ -263,3 +263,45 @@ TEST_F(Aggregation, DocumentationMakesNodesOnlyWhenKept) {
         EXPECT_EQ(where, (std::vector<std::string>{"E:2", "P:2", "F:5"}));
     }
 }
+
+// The top level is listed as the parser makes it, included files' components in their include's
+// place, and only when nothing but elements stands there: queries take the list for the root's
+// children.
+TEST_F(Aggregation, ListsTheTopLevelWhenItIsElementsOnly) {
+    testing_support::TempDir temp;
+    temp.write("part.xsd", "<?xml version=\"1.0\"?>\n<!-- before the root -->\n" +
+                               testing_support::schema("<!-- not imported --><xs:element "
+                                                       "name=\"P\"/><?pi not imported?>"));
+    const struct {
+        const char* name;
+        std::string body;
+        bool listed;
+    } cases[] = {
+        {"elements and includes",
+         "<xs:element name=\"A\"/><xs:include schemaLocation=\"part.xsd\"/>"
+         "<xs:include schemaLocation=\"part.xsd\"/><xs:complexType name=\"T\"/>",
+         true},
+        {"skipped documentation", "<xs:documentation>d</xs:documentation><xs:element name=\"A\"/>",
+         true},
+        {"a comment", "<xs:element name=\"A\"/><!-- c --><xs:element name=\"B\"/>", false},
+        {"a PI", "<?pi x?><xs:element name=\"A\"/>", false},
+        {"text", "<xs:element name=\"A\"/> text <xs:element name=\"B\"/>", false},
+    };
+    parser_->keepDocumentation(false);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        temp.write("main.xsd", "<!-- before the root -->\n" + testing_support::schema(c.body));
+        XMLUtils::XSDAggregator aggregator(wide(temp.path().string()).c_str(), u"main.xsd");
+        const auto* root =
+            aggregator.createStandAloneSchemaDocument(*parser_)->getDocumentElement();
+        const auto* listed = aggregator.topLevelElements();
+        ASSERT_EQ(listed != nullptr, c.listed);
+        if (listed != nullptr) {
+            std::vector<const xercesc::DOMNode*> children;
+            for (auto* child = root->getFirstChild(); child; child = child->getNextSibling())
+                children.push_back(child);
+            EXPECT_EQ(std::vector<const xercesc::DOMNode*>(listed->begin(), listed->end()),
+                      children);
+        }
+    }
+}

@@ -507,6 +507,12 @@ const NodeList* ChildIndex::rootChildren(const DOMNode* node) {
     return &rootChildren_;
 }
 
+void ChildIndex::setRootChildren(const DOMElement* root, NodeList children) {
+    root_ = root;
+    rootChildren_ = std::move(children);
+    rootListed_ = true;
+}
+
 const ChildIndex::Index* ChildIndex::find(const Selection& selection) const {
     const auto found = indexes_.find(selection);
     return found == indexes_.end() ? nullptr : &found->second;

@@ -36,6 +36,9 @@ class ChildIndex {
     // The children of node when it is its document's root element, listed on first use so
     // that walks among them can load a few ahead; else null.
     const NodeList* rootChildren(const xercesc::DOMNode* node);
+    // The root's children as whoever built the document listed them, all of them in order,
+    // so that they are not listed by a walk.
+    void setRootChildren(const xercesc::DOMElement* root, NodeList children);
 
     // Null until built.
     const Index* find(const Selection& selection) const;

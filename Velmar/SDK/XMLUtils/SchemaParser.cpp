@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/util/XMLString.hpp>
@@ -124,6 +125,9 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
     elementOnly_.resize(depth);
     elementOnly_[depth - 1] = !inside && elementOnlyContent(element);
     const bool topLevel = depth == 2;
+    if (topLevel) {
+        topLevel_.push_back(static_cast<xercesc::DOMElement*>(element));
+    }
     if (topLevel || isDeclaration(declaration.getBaseName())) {
         positions_.record(element, file_, line());
     }
@@ -138,6 +142,7 @@ void SchemaParser::docCharacters(const XMLCh* const chars, const XMLSize_t lengt
         whitespace(chars, length)) {
         return;
     }
+    noteTopLevelNode();
     DOMLSParserImpl::docCharacters(chars, length, false);
 }
 
@@ -155,13 +160,22 @@ void SchemaParser::endElement(const xercesc::XMLElementDecl& declaration, const 
 
 void SchemaParser::docComment(const XMLCh* const comment) {
     if (skipFrom_ == 0) {
+        noteTopLevelNode();
         DOMLSParserImpl::docComment(comment);
     }
 }
 
 void SchemaParser::docPI(const XMLCh* const target, const XMLCh* const data) {
     if (skipFrom_ == 0) {
+        noteTopLevelNode();
         DOMLSParserImpl::docPI(target, data);
+    }
+}
+
+// A node other than an element made among the root's children, whose list is then not whole.
+void SchemaParser::noteTopLevelNode() {
+    if (depth_ == 1) {
+        topLevelElementsOnly_ = false;
     }
 }
 
@@ -169,6 +183,7 @@ void SchemaParser::docPI(const XMLCh* const target, const XMLCh* const data) {
 // skipped element ends inside it.
 void SchemaParser::startEntityReference(const xercesc::XMLEntityDecl& entity) {
     if (skipFrom_ == 0) {
+        noteTopLevelNode();
         DOMLSParserImpl::startEntityReference(entity);
     }
 }

@@ -83,9 +83,16 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
         depth_ = 0;
         skipFrom_ = 0;
         elementOnly_.clear();
+        topLevel_.clear();
+        topLevelElementsOnly_ = true;
     }
     void keepDocumentation(bool keep) { keepDocumentation_ = keep; }
     bool keepsDocumentation() const { return keepDocumentation_; }
+    // The root's element children the last parse made, in order, listed as they were made: a
+    // walk among thousands of top-level declarations far apart in memory misses the cache at
+    // every one. Whether they are all its children (no comment, PI or text beside them).
+    const std::vector<xercesc::DOMElement*>& topLevelElements() const { return topLevel_; }
+    bool topLevelIsElementsOnly() const { return topLevelElementsOnly_; }
 
     void startElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,
                       const XMLCh* const prefix,
@@ -102,12 +109,16 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
     void endEntityReference(const xercesc::XMLEntityDecl& entity) override;
 
   private:
+    void noteTopLevelNode();
+
     SourcePositions& positions_;
     std::uint32_t file_ = 0;
     unsigned depth_ = 0;
     unsigned skipFrom_ = 0;  // depth of the element whose content makes no nodes; 0 for none
     bool keepDocumentation_ = true;
     std::vector<bool> elementOnly_;  // by depth: whether that element's content is elements only
+    std::vector<xercesc::DOMElement*> topLevel_;
+    bool topLevelElementsOnly_ = true;
 };
 
 }  // namespace Velmar::SDK::XMLUtils

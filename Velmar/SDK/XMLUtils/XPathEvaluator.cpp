@@ -59,6 +59,10 @@ XPathEvaluator::Mode XPathEvaluator::defaultMode() {
 XPathEvaluator::XPathEvaluator(const xercesc::DOMDocument& document, Mode mode)
     : document_(document), mode_(mode), index_(std::make_unique<ChildIndex>()) {}
 
+void XPathEvaluator::setRootChildren(NodeList children) {
+    index_->setRootChildren(document_.getDocumentElement(), std::move(children));
+}
+
 XPathEvaluator::~XPathEvaluator() {
     // Expressions compiled by the engine refer to its string pools.
     expressions_.clear();

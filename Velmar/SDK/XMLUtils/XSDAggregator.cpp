@@ -52,30 +52,32 @@ class Aggregation {
         includeParser_->keepDocumentation(parser_.keepsDocumentation());
     }
 
-    xercesc::DOMDocument* run(const fs::path& path) {
+    // The merged root's element children in order are put in topLevel, and whether they are
+    // all its children in complete.
+    xercesc::DOMDocument* run(const fs::path& path, std::vector<DOMElement*>& topLevel,
+                              bool& complete) {
         xercesc::DOMDocument* document =
             parse(parser_, path, fs::path());  // the caller's parser releases it
         root_ = document->getDocumentElement();
         read_.insert(identity(path));
-        for (DOMElement* child : topLevelElements(root_)) {
+        topLevel_ = &topLevel;
+        topLevel.clear();
+        complete = parser_.topLevelIsElementsOnly();
+        // Included files' components are added to the list as they take their include's place.
+        const std::vector<DOMElement*> children = parser_.topLevelElements();
+        topLevel.reserve(children.size());
+        for (DOMElement* child : children) {
             if (const XMLCh* location = includedLocation(child)) {
                 include(path, location, child);
                 root_->removeChild(child)->release();
+            } else {
+                topLevel.push_back(child);
             }
         }
         return document;
     }
 
   private:
-    static std::vector<DOMElement*> topLevelElements(DOMElement* root) {
-        std::vector<DOMElement*> children;
-        for (DOMElement* child = root->getFirstElementChild(); child != nullptr;
-             child = child->getNextElementSibling()) {
-            children.push_back(child);
-        }
-        return children;
-    }
-
     static const XMLCh* includedLocation(const DOMElement* element) {
         if (!sameText(element->getNamespaceURI(), kSchemaNamespace)) {
             return nullptr;
@@ -110,15 +112,17 @@ class Aggregation {
             return;
         }
         xercesc::DOMDocument* document = parse(*includeParser_, path, includingFile);
-        DOMElement* includedRoot = document->getDocumentElement();
-        addPrefixDeclarations(includedRoot);
-        for (DOMElement* child : topLevelElements(includedRoot)) {
+        addPrefixDeclarations(document->getDocumentElement());
+        // Copied: a nested include parses with the same parser.
+        const std::vector<DOMElement*> children = includeParser_->topLevelElements();
+        for (DOMElement* child : children) {
             if (const XMLCh* nested = includedLocation(child)) {
                 include(path, nested, before);
             } else {
                 DOMNode* copy = root_->getOwnerDocument()->importNode(child, true);
                 parser_.positions().copyTree(child, copy);
                 root_->insertBefore(copy, before);
+                topLevel_->push_back(static_cast<DOMElement*>(copy));
             }
         }
     }
@@ -162,6 +166,7 @@ class Aggregation {
     OwnedParser includeParser_;
     XMLFileParsing files_{"schema file"};  // goes first: it unhooks itself from both parsers
     DOMElement* root_ = nullptr;
+    std::vector<DOMElement*>* topLevel_ = nullptr;
     std::set<std::string> read_;
 };
 
@@ -180,7 +185,7 @@ xercesc::DOMDocument* XSDAggregator::createStandAloneSchemaDocument(SchemaParser
         fail("Refusing to read \"" + folder + "/" + fileName + "\": only local files are read");
     }
     Aggregation aggregation(parser);
-    return aggregation.run(fs::path(folder + "/" + fileName));
+    return aggregation.run(fs::path(folder + "/" + fileName), topLevel_, topLevelComplete_);
 }
 
 }  // namespace Velmar::SDK::XMLUtils

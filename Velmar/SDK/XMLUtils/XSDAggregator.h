@@ -1,6 +1,9 @@
 #pragma once
 
+#include <vector>
+
 #include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 #include "Velmar/SDK/Templates/String.h"
 #include "Velmar/SDK/XMLUtils/SchemaParser.h"
@@ -28,10 +31,17 @@ class XSDAggregator {
     // The document belongs to the parser: it goes when the parser is released. The parser is
     // configured for reading schemas as a side effect.
     xercesc::DOMDocument* createStandAloneSchemaDocument(SchemaParser& parser);
+    // The merged root's children in order, when they are all elements; else null. Valid until
+    // the document changes.
+    const std::vector<xercesc::DOMElement*>* topLevelElements() const {
+        return topLevelComplete_ ? &topLevel_ : nullptr;
+    }
 
   private:
     WString folder_;
     WString fileName_;
+    std::vector<xercesc::DOMElement*> topLevel_;
+    bool topLevelComplete_ = false;
 };
 
 }  // namespace Velmar::SDK::XMLUtils

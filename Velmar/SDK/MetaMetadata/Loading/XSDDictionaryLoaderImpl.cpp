@@ -95,6 +95,9 @@ void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
             VELMAR_SDK_THROW(Exceptions::ParseError, "No schema document");
         }
         attachDocument(document);
+        if (const auto* topLevel = aggregator.topLevelElements()) {
+            evaluator_->setRootChildren(XMLUtils::NodeList(topLevel->begin(), topLevel->end()));
+        }
         setUpNamespaces(document_);
     } catch (...) {
         XMLUtils::translateCurrentException(__FILE__, __LINE__);
