@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
@@ -62,6 +64,47 @@ TEST(Dictionary, KeepsEveryElementInPlaceAndTheFirstOfALabelForLookups) {
     EXPECT_EQ(duplicates.front(), handedOver[400]);
     EXPECT_EQ(dictionary.metaElementByTagName(u"Seven"), handedOver[7]);
     EXPECT_EQ(dictionary.metaElementByTagName(u"seven"), nullptr);
+}
+
+// Names are indexed on the first lookup, by whichever threads look first; elements added after
+// it are found, the first of a name still wins, and a moved dictionary keeps its index.
+TEST(Dictionary, NameLookupsIndexOnFirstUseFromAnyThread) {
+    Dictionary dictionary;
+    std::vector<const MetaElement*> handedOver;
+    auto add = [&](int n, const std::string& name) {
+        auto e = element(n, wide(name).c_str());
+        handedOver.push_back(e.get());
+        const Types::UniversalLabel copy = e->universalLabel();
+        dictionary.addMetaElement(copy, std::move(e));
+    };
+    auto name = [](int i) { return "E" + std::string(1, 'a' + i % 26) + std::to_string(i); };
+    for (int i = 0; i < 2000; ++i) {
+        add(i, name(i));
+    }
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = t; i < 2000; i += 4) {
+                if (dictionary.metaElementByTagName(wide(name(i)).c_str()) != handedOver[i])
+                    ++wrong;
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong.load(), 0);
+
+    add(2000, "Ea0");  // a name already held
+    add(2001, "Late");
+    EXPECT_EQ(dictionary.metaElementByTagName(u"Ea0"), handedOver[0]);
+    EXPECT_EQ(dictionary.metaElementByTagName(u"Late"), handedOver[2001]);
+    Dictionary moved(std::move(dictionary));
+    EXPECT_EQ(moved.metaElementByTagName(u"Late"), handedOver[2001]);
+    Dictionary assigned;
+    EXPECT_EQ(assigned.metaElementByTagName(u"Late"), nullptr);
+    assigned = std::move(moved);
+    EXPECT_EQ(assigned.metaElementByTagName(u"Late"), handedOver[2001]);
 }
 
 TEST(Dictionary, FirstLocalTagMappingStaysAndLaterContradictionsAreConflicts) {

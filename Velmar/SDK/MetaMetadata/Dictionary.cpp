@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace Velmar::SDK::MetaMetadata {
 
@@ -34,6 +35,55 @@ void insertPosition(Templates::vector<std::size_t>& positions, std::size_t posit
 }
 
 }  // namespace
+
+struct Dictionary::NameIndexes {
+    ByText<const MetaElement*> byTagName;
+    ByText<const MetaElement*> byName;
+
+    // The first element with each name wins, as when the index was kept from the start.
+    void add(const MetaElement* element) {
+        if (element->hasProperty(u"XMLTagName")) {
+            byTagName.emplace(WString(element->getProperty(u"XMLTagName")), element);
+        }
+        if (element->hasProperty(u"name")) {
+            byName.emplace(WString(element->getProperty(u"name")), element);
+        }
+    }
+};
+
+Dictionary::LazyNameIndexes::LazyNameIndexes(LazyNameIndexes&& other) noexcept
+    : made_(other.made_.exchange(nullptr)) {}
+
+Dictionary::LazyNameIndexes& Dictionary::LazyNameIndexes::operator=(
+    LazyNameIndexes&& other) noexcept {
+    if (this != &other) {
+        delete made_.exchange(other.made_.exchange(nullptr));
+    }
+    return *this;
+}
+
+Dictionary::LazyNameIndexes::~LazyNameIndexes() {
+    delete made_.load();
+}
+
+const Dictionary::NameIndexes& Dictionary::LazyNameIndexes::get(
+    const ElementStore& elements) const {
+    if (NameIndexes* indexes = made()) {
+        return *indexes;
+    }
+    // Threads that meet here each make one; the first published is kept.
+    auto indexes = std::make_unique<NameIndexes>();
+    indexes->byTagName.reserve(elements.size());
+    indexes->byName.reserve(elements.size());
+    for (const auto& element : elements) {
+        indexes->add(element.get());
+    }
+    NameIndexes* expected = nullptr;
+    if (made_.compare_exchange_strong(expected, indexes.get(), std::memory_order_acq_rel)) {
+        return *indexes.release();
+    }
+    return *expected;
+}
 
 AbstractDictionary::~AbstractDictionary() = default;
 MetaElementRegistry::~MetaElementRegistry() = default;
@@ -163,8 +213,6 @@ void Dictionary::reserve(std::size_t elements, std::size_t sets) {
     elements_.reserve(elements);
     elementsByLabel_.reserve(elements);
     elementsByVersionless_.reserve(elements);
-    elementsByTagName_.reserve(elements);
-    elementsByName_.reserve(elements);
     sets_.reserve(sets);
     setsByKey_.reserve(sets);
     setsByVersionless_.reserve(sets);
@@ -188,11 +236,8 @@ void Dictionary::addMetaElement(const Types::UniversalLabel& label,
     if (elementsByLabel_.emplace(exact(label.bytes()), held).second) {
         elementsByVersionless_[masked(label.bytes(), false)].push_back(held);
     }
-    if (held->hasProperty(u"XMLTagName")) {
-        elementsByTagName_.emplace(WString(held->getProperty(u"XMLTagName")), held);
-    }
-    if (held->hasProperty(u"name")) {
-        elementsByName_.emplace(WString(held->getProperty(u"name")), held);
+    if (NameIndexes* indexes = elementsByNames_.made()) {
+        indexes->add(held);
     }
 }
 
@@ -221,8 +266,9 @@ const MetaElement* Dictionary::findMetaElement(const Types::UniversalLabel& labe
 }
 
 const MetaElement* Dictionary::metaElementByName(const XMLCh* name) const {
-    auto it = elementsByName_.find(WString(name != nullptr ? name : u""));
-    return it == elementsByName_.end() ? nullptr : it->second;
+    const auto& index = elementsByNames_.get(elements_).byName;
+    auto it = index.find(WString(name != nullptr ? name : u""));
+    return it == index.end() ? nullptr : it->second;
 }
 
 const MetaElement* Dictionary::metaElementByLocalTag(const Types::LocalTag& tag) const {
@@ -231,8 +277,9 @@ const MetaElement* Dictionary::metaElementByLocalTag(const Types::LocalTag& tag)
 }
 
 const MetaElement* Dictionary::metaElementByTagName(const XMLCh* tagName) const {
-    auto it = elementsByTagName_.find(WString(tagName != nullptr ? tagName : u""));
-    return it == elementsByTagName_.end() ? nullptr : it->second;
+    const auto& index = elementsByNames_.get(elements_).byTagName;
+    auto it = index.find(WString(tagName != nullptr ? tagName : u""));
+    return it == index.end() ? nullptr : it->second;
 }
 
 Templates::vector<const MetaElement*> Dictionary::duplicateMetaElements() const {

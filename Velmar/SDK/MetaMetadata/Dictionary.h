@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <utility>
 
@@ -98,9 +99,10 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     std::size_t metaElementCount() const { return elements_.size(); }
     const MetaElement& metaElementAt(std::size_t index) const { return *elements_.at(index); }
     const MetaElement* metaElementByLocalTag(const Types::LocalTag& tag) const;
-    // By the "XMLTagName" property the element had when it was added; the first one wins.
+    // By its "XMLTagName" property; the first one added wins. Elements do not change names once
+    // added: the first lookup by either name indexes every element.
     const MetaElement* metaElementByTagName(const XMLCh* tagName) const;
-    // By its "name" property (its "Name In Specification") when added; the first one wins.
+    // By its "name" property (its "Name In Specification"); the first one added wins.
     const MetaElement* metaElementByName(const XMLCh* name) const;
     // Elements whose label an earlier element already had.
     Templates::vector<const MetaElement*> duplicateMetaElements() const;
@@ -129,12 +131,29 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     using ByText = Templates::unordered_map<WString, Value>;
     const MetaMetadataSet* setByProperty(const ByText<Positions>& index, const XMLCh* value) const;
 
+    // Elements by "XMLTagName" and by "name", made on the first lookup by either: a load adds
+    // tens of thousands of elements, and most programs look few of them up by name, or none.
+    // Published once, so that lookups from several threads stay safe; later adds go into it.
+    struct NameIndexes;
+    class LazyNameIndexes {
+      public:
+        LazyNameIndexes() = default;
+        LazyNameIndexes(LazyNameIndexes&& other) noexcept;
+        LazyNameIndexes& operator=(LazyNameIndexes&& other) noexcept;
+        ~LazyNameIndexes();
+        // Null until made.
+        NameIndexes* made() const { return made_.load(std::memory_order_acquire); }
+        const NameIndexes& get(const ElementStore& elements) const;
+
+      private:
+        mutable std::atomic<NameIndexes*> made_{nullptr};
+    };
+
     ElementStore elements_;
     ByBytes<const MetaElement*> elementsByLabel_;
     // The first element of each label, by its label without the version byte.
     ByBytes<Templates::vector<const MetaElement*>> elementsByVersionless_;
-    ByText<const MetaElement*> elementsByTagName_;
-    ByText<const MetaElement*> elementsByName_;
+    LazyNameIndexes elementsByNames_;
     ByBytes<Types::LocalTag> labelToTag_;
     Templates::unordered_map<unsigned short, Types::UniversalLabel> tagToLabel_;
     Templates::vector<LocalTagConflict> localTagConflicts_;
