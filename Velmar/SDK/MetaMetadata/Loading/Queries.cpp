@@ -203,7 +203,7 @@ WString XSDDictionaryLoaderImpl::declaredName(const xercesc::DOMElement* declara
     throw Exceptions::ParseError(message.c_str(), __FILE__, __LINE__);
 }
 
-const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WString& name) {
+void XSDDictionaryLoaderImpl::indexTopLevel() {
     if (!topLevelIndexed_) {
         auto index = [this](const XMLCh* query, ByDocumentName<xercesc::DOMElement*>& into) {
             ElementList found;
@@ -217,12 +217,16 @@ const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WStrin
         index(u"/xs:schema/xs:complexType", topLevelComplexTypes_);
         topLevelIndexed_ = true;
     }
+}
+
+const xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelElement(const WString& name) {
+    indexTopLevel();
     const auto found = topLevelElements_.find(name);
     return found != topLevelElements_.end() ? found->second : nullptr;
 }
 
 xercesc::DOMElement* XSDDictionaryLoaderImpl::topLevelComplexType(const WString& name) {
-    topLevelElement(name);  // indexes both on first use
+    indexTopLevel();
     const auto found = topLevelComplexTypes_.find(name);
     return found != topLevelComplexTypes_.end() ? found->second : nullptr;
 }

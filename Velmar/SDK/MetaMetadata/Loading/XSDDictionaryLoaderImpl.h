@@ -107,6 +107,7 @@ class XSDDictionaryLoaderImpl {
     // a query would find it. Built on first use with one query each.
     const xercesc::DOMElement* topLevelElement(const WString& name);
     xercesc::DOMElement* topLevelComplexType(const WString& name);
+    void indexTopLevel();
 
     // Element discovery and descriptive properties.
     Templates::auto_ptr<Types::UniversalLabel> declarationUniversalLabel(
