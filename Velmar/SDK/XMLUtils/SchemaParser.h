@@ -4,6 +4,7 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
@@ -90,8 +91,9 @@ class SchemaParser : private ParserArena, public xercesc::DOMLSParserImpl {
     bool keepsDocumentation() const { return keepDocumentation_; }
     // The root's element children the last parse made, in order, listed as they were made: a
     // walk among thousands of top-level declarations far apart in memory misses the cache at
-    // every one. Whether they are all its children (no comment, PI or text beside them).
-    const std::vector<xercesc::DOMElement*>& topLevelElements() const { return topLevel_; }
+    // every one. Handed over: the parser keeps no list. Whether they are all its children (no
+    // comment, PI or text beside them).
+    std::vector<xercesc::DOMElement*> takeTopLevelElements() { return std::move(topLevel_); }
     bool topLevelIsElementsOnly() const { return topLevelElementsOnly_; }
 
     void startElement(const xercesc::XMLElementDecl& declaration, const unsigned int urlId,

@@ -64,7 +64,7 @@ class Aggregation {
         topLevel.clear();
         complete = parser_.topLevelIsElementsOnly();
         // Included files' components are added to the list as they take their include's place.
-        const std::vector<DOMElement*> children = parser_.topLevelElements();
+        const std::vector<DOMElement*> children = parser_.takeTopLevelElements();
         topLevel.reserve(children.size());
         for (DOMElement* child : children) {
             if (const XMLCh* location = includedLocation(child)) {
@@ -113,8 +113,8 @@ class Aggregation {
         }
         xercesc::DOMDocument* document = parse(*includeParser_, path, includingFile);
         addPrefixDeclarations(document->getDocumentElement());
-        // Copied: a nested include parses with the same parser.
-        const std::vector<DOMElement*> children = includeParser_->topLevelElements();
+        // Taken before a nested include parses with the same parser.
+        const std::vector<DOMElement*> children = includeParser_->takeTopLevelElements();
         for (DOMElement* child : children) {
             if (const XMLCh* nested = includedLocation(child)) {
                 include(path, nested, before);
