@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -18,33 +19,20 @@ namespace {
 
 // Whether every page of [p, p + size) is present.
 bool resident(void* p, std::size_t size) {
-    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const std::uintptr_t page = ::sysconf(_SC_PAGESIZE);
     const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(p) / page * page;
-    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(p) + size;
-    std::vector<unsigned char> pages((end - start + page - 1) / page);
-    if (::mincore(reinterpret_cast<void*>(start), end - start, pages.data()) != 0) {
-        return false;
-    }
-    for (unsigned char flags : pages) {
-        if ((flags & 1) == 0) {
-            return false;
-        }
-    }
-    return true;
+    const std::size_t length = reinterpret_cast<std::uintptr_t>(p) + size - start;
+    std::vector<unsigned char> pages((length + page - 1) / page);
+    return ::mincore(reinterpret_cast<void*>(start), length, pages.data()) == 0 &&
+           std::all_of(pages.begin(), pages.end(), [](unsigned char flags) { return flags & 1; });
 }
 
 // Whether this kernel makes pages present on request.
 bool populates() {
-#ifdef MADV_POPULATE_WRITE
     void* probe = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     const bool done = probe != MAP_FAILED && ::madvise(probe, 4096, MADV_POPULATE_WRITE) == 0;
-    if (probe != MAP_FAILED) {
-        ::munmap(probe, 4096);
-    }
+    ::munmap(probe, 4096);
     return done;
-#else
-    return false;
-#endif
 }
 
 }  // namespace
