@@ -7,6 +7,7 @@ set(VELMAR_PUBLIC_HEADERS
   Velmar/SDK/Initializer.h
   Velmar/SDK/DataIO/DataSink.h
   Velmar/SDK/Exceptions/BaseException.h
+  Velmar/SDK/Exceptions/InvalidCompiledDictionary.h
   Velmar/SDK/Exceptions/InvalidMetaElementDeclaration.h
   Velmar/SDK/Exceptions/InvalidRequiredStatus.h
   Velmar/SDK/Exceptions/InvalidTextRepresentation.h
@@ -21,6 +22,8 @@ set(VELMAR_PUBLIC_HEADERS
   Velmar/SDK/MetaMetadata/MetaMetadataSet.h
   Velmar/SDK/MetaMetadata/PropertyMap.h
   Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h
+  Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h
+  Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h
   Velmar/SDK/MetaMetadata/Loading/LoadDiagnostics.h
   Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h
   Velmar/SDK/Platform/Allocator.h

@@ -75,7 +75,8 @@ endif()
 # standard output.
 foreach(args "" "frobnicate" "summary" "summary;a.xsd;b.xsd" "dump;--json;${SAMPLE}"
         "summary;--documentation;${SAMPLE}" "check;--frobnicate;${SAMPLE}" "import-registers;dir"
-        "import-registers;dir;-o" "mxf;file.mxf" "mxf;file.mxf;--dictionary")
+        "import-registers;dir;-o" "mxf" "mxf;file.mxf;--dictionary" "mxf;-j;0;file.mxf"
+        "mxf;-j;1025;file.mxf" "mxf;-j;two;file.mxf" "compile;${SAMPLE}" "compile;--json;${SAMPLE};-o;x")
   expect(2 ${args})
   if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict --help'\n$" OR NOT last_output STREQUAL "")
     message(FATAL_ERROR "xsddict ${args}: not a one-line usage error:\n${last_output}${last_error}")
@@ -86,7 +87,7 @@ if(NOT last_output MATCHES "^usage: xsddict COMMAND" OR last_output MATCHES "cop
   message(FATAL_ERROR "unexpected help:\n${last_output}")
 endif()
 expect(0 --version)
-if(NOT last_output MATCHES "^xsddict [0-9]+\\.[0-9]+\\.[0-9]+\n$")
+if(NOT last_output MATCHES "^xsddict [0-9]+\\.[0-9]+\\.[0-9]+\nbuilt-in dictionary: SMPTE register snapshot of [0-9]+-[0-9]+-[0-9]+ \\([^\n]*registers.xsdc\\)\n$")
   message(FATAL_ERROR "unexpected version: ${last_output}")
 endif()
 # -- ends the options: a file whose name starts with a dash is a file.

@@ -77,14 +77,21 @@ void writeItem(const MXF::Item& item, std::ostream& out) {
 
 }  // namespace
 
-void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, std::ostream& out) {
+void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, std::ostream& out,
+                  JsonLayout layout) {
+    // Line breaks and the indentation after them; one line for JSON Lines.
+    const bool lines = layout == JsonLayout::OneLine;
+    const char* const nl1 = lines ? " " : "\n ";
+    const char* const nl2 = lines ? " " : "\n  ";
+    const char* const nl3 = lines ? " " : "\n   ";
+    const char* const nl4 = lines ? " " : "\n    ";
     out << "{\"file\": " << jsonPath(file) << ", \"size\": " << header.fileSize
-        << ", \"runIn\": " << header.runIn << ",\n \"partitions\": [";
+        << ", \"runIn\": " << header.runIn << "," << nl1 << "\"partitions\": [";
     for (std::size_t i = 0; i < header.partitions.size(); ++i) {
-        out << (i ? ",\n  " : "\n  ");
+        out << (i ? "," : "") << nl2;
         writePartition(header.partitions[i], out);
     }
-    out << "],\n \"randomIndexPack\": ";
+    out << "]," << nl1 << "\"randomIndexPack\": ";
     if (header.randomIndex) {
         out << "[";
         for (std::size_t i = 0; i < header.randomIndex->size(); ++i) {
@@ -96,32 +103,32 @@ void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, st
     } else {
         out << "null";
     }
-    out << ",\n \"primer\": {\"partition\": " << header.primer.partitionOffset
+    out << "," << nl1 << "\"primer\": {\"partition\": " << header.primer.partitionOffset
         << ", \"offset\": " << header.primer.offset << ", \"entries\": {";
     for (std::size_t i = 0; i < header.primer.entries.size(); ++i) {
         const auto& entry = header.primer.entries[i];
         out << (i ? ", " : "") << "\"" << tagText(entry.first) << "\": \"" << dotted(entry.second)
             << "\"";
     }
-    out << "}},\n \"sets\": [";
+    out << "}}," << nl1 << "\"sets\": [";
     for (std::size_t i = 0; i < header.sets.size(); ++i) {
         const MXF::LocalSet& set = header.sets[i];
-        out << (i ? ",\n  " : "\n  ") << "{\"offset\": " << set.offset << ", \"key\": \""
+        out << (i ? "," : "") << nl2 << "{\"offset\": " << set.offset << ", \"key\": \""
             << dotted(set.key) << "\", \"name\": " << orNull(set.name()) << ", \"instanceUID\": "
             << (set.instanceUID ? "\"" + MXF::uuidText(*set.instanceUID) + "\"" : "null")
             << ", \"depth\": " << set.depth
             << ", \"parent\": " << (set.parent ? "\"" + MXF::uuidText(*set.parent) + "\"" : "null")
-            << ",\n   \"items\": [";
+            << "," << nl3 << "\"items\": [";
         for (std::size_t j = 0; j < set.items.size(); ++j) {
-            out << (j ? ",\n    " : "\n    ");
+            out << (j ? "," : "") << nl4;
             writeItem(set.items[j], out);
         }
         out << "]}";
     }
-    out << "],\n \"findings\": [";
+    out << "]," << nl1 << "\"findings\": [";
     for (std::size_t i = 0; i < header.findings.size(); ++i) {
         const MXF::Finding& f = header.findings[i];
-        out << (i ? ",\n  " : "\n  ") << "{\"rule\": \"" << f.rule
+        out << (i ? "," : "") << nl2 << "{\"rule\": \"" << f.rule
             << "\", \"set\": " << (f.setOffset ? std::to_string(*f.setOffset) : "null")
             << ", \"setName\": " << orNull(f.setName)
             << ", \"tag\": " << (f.tag ? "\"" + tagText(*f.tag) + "\"" : "null")

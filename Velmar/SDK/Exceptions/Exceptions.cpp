@@ -1,4 +1,5 @@
 #include "Velmar/SDK/Exceptions/BaseException.h"
+#include "Velmar/SDK/Exceptions/InvalidCompiledDictionary.h"
 #include "Velmar/SDK/Exceptions/InvalidMetaElementDeclaration.h"
 #include "Velmar/SDK/Exceptions/InvalidRequiredStatus.h"
 #include "Velmar/SDK/Exceptions/InvalidTextRepresentation.h"
@@ -53,6 +54,7 @@ int BaseException::errorCode() const {
 VELMAR_SDK_EXCEPTION_CODE(InvalidMetaElementDeclaration, 20)
 VELMAR_SDK_EXCEPTION_CODE(InvalidULDesignator, 25)
 VELMAR_SDK_EXCEPTION_CODE(ParseError, 33)
+VELMAR_SDK_EXCEPTION_CODE(InvalidCompiledDictionary, 34)
 VELMAR_SDK_EXCEPTION_CODE(InvalidTextRepresentation, 40)
 VELMAR_SDK_EXCEPTION_CODE(UnsupportedDataType, 41)
 VELMAR_SDK_EXCEPTION_CODE(InvalidRequiredStatus, 42)

@@ -119,6 +119,17 @@ const Types::LocalTag* Dictionary::localTag(const Types::UniversalLabel& label) 
     return it == labelToTag_.end() ? nullptr : &it->second;
 }
 
+Templates::vector<Dictionary::LocalTagMapping> Dictionary::localTags() const {
+    Templates::vector<LocalTagMapping> mappings;
+    mappings.reserve(tagToLabel_.size());
+    for (const auto& [tag, label] : tagToLabel_) {
+        mappings.push_back(LocalTagMapping{Types::LocalTag(tag), label});
+    }
+    std::sort(mappings.begin(), mappings.end(),
+              [](const LocalTagMapping& a, const LocalTagMapping& b) { return a.tag < b.tag; });
+    return mappings;
+}
+
 const MetaMetadataSet* Dictionary::metaMetadataSet(const KLV::Key& key) const {
     auto it = setsByKey_.find(exact(key.bytes()));
     return it == setsByKey_.end() ? nullptr : sets_[it->second].get();

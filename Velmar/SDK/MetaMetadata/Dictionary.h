@@ -54,10 +54,11 @@ enum class LabelMatch {
 // A dictionary can be moved: elements and sets keep their addresses.
 class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementRegistry {
   public:
-    struct LocalTagConflict {
+    struct LocalTagMapping {
         Types::LocalTag tag;
         Types::UniversalLabel label;
     };
+    using LocalTagConflict = LocalTagMapping;
     using ElementStore = Templates::vector<Templates::auto_ptr<MetaElement>>;
     using SetStore = Templates::vector<Templates::auto_ptr<MetaMetadataSet>>;
     using MetaElementRange = Templates::IndirectRange<MetaElement, ElementStore>;
@@ -116,6 +117,8 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     const MetaMetadataSet* metaMetadataSetByTagName(const XMLCh* tagName) const;
 
     std::size_t localTagCount() const { return labelToTag_.size(); }
+    // Every mapping held (not the conflicts), in the order of the tags.
+    Templates::vector<LocalTagMapping> localTags() const;
     const Templates::vector<LocalTagConflict>& localTagConflicts() const {
         return localTagConflicts_;
     }

@@ -1,0 +1,34 @@
+// Where the built-in dictionary lies. Built twice, like the XPath engine's loader: the shared
+// library looks beside itself, where the package installs it (the build tree lays libraries and
+// data out alike); the static archive, which tests and fuzzers link, in its build tree.
+#include <dlfcn.h>
+
+#include <string>
+
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
+
+#ifndef VELMAR_BUILTIN_DICTIONARY_NAME
+#define VELMAR_BUILTIN_DICTIONARY_NAME "velmar-xsddictionary/registers.xsdc"
+#endif
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+String builtinDictionaryPath() {
+#ifdef VELMAR_BUILTIN_DICTIONARY_DIR
+    return String(VELMAR_BUILTIN_DICTIONARY_DIR "/" VELMAR_BUILTIN_DICTIONARY_NAME);
+#else
+    // From the library's folder to the data folder, as installed (e.g. "../share").
+    Dl_info self{};
+    if (dladdr(reinterpret_cast<void*>(&builtinDictionaryPath), &self) != 0 &&
+        self.dli_fname != nullptr) {
+        const std::string library(self.dli_fname);
+        const auto slash = library.rfind('/');
+        const std::string folder = slash == std::string::npos ? "." : library.substr(0, slash);
+        return String(
+            (folder + "/" VELMAR_LIBRARY_TO_DATA "/" VELMAR_BUILTIN_DICTIONARY_NAME).c_str());
+    }
+    return String(VELMAR_LIBRARY_TO_DATA "/" VELMAR_BUILTIN_DICTIONARY_NAME);
+#endif
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading

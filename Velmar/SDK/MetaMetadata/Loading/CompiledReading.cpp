@@ -1,0 +1,552 @@
+// Reads a compiled dictionary (the layout is in CompiledFormat.h). The file comes from outside:
+// every count is checked against the bytes left before it sizes anything, every index against
+// what it indexes, every value against its type's range.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// Inlined: the checksum costs a call per file, and the library gains no run-time dependency.
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "Velmar/SDK/Exceptions/InvalidCompiledDictionary.h"
+#include "Velmar/SDK/Exceptions/ParseError.h"
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/CompiledFormat.h"
+#include "Velmar/SDK/Types/Collection.h"
+#include "Velmar/SDK/Types/Numbers.h"
+#include "Velmar/SDK/Types/Strings.h"
+#include "Velmar/SDK/Types/UID.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace Velmar::SDK::MetaMetadata::Loading {
+
+namespace Compiled {
+std::uint64_t checksum(const unsigned char* data, std::size_t size) {
+    return XXH3_64bits(data, size);
+}
+}  // namespace Compiled
+
+namespace {
+
+using namespace Compiled;
+namespace Id = Types::Identifiers;
+
+[[noreturn]] void refuse(const std::string& message) {
+    VELMAR_SDK_THROW(Exceptions::InvalidCompiledDictionary, message.c_str());
+}
+
+std::uint64_t little(const unsigned char* at, int size) {
+    std::uint64_t value = 0;
+    for (int i = size; i-- > 0;) {
+        value = value << 8 | at[i];
+    }
+    return value;
+}
+
+// The content, read front to back.
+class Input {
+  public:
+    Input(const unsigned char* data, std::size_t size, std::size_t base, const std::string& name)
+        : data_(data), size_(size), base_(base), name_(name) {}
+
+    [[noreturn]] void corrupt(const std::string& what) const {
+        refuse("Compiled dictionary \"" + name_ + "\" is corrupt at byte " +
+               std::to_string(base_ + at_) + ": " + what);
+    }
+    const unsigned char* take(std::size_t size, const char* what) {
+        if (size > size_ - at_) {
+            corrupt(std::string(what) + " runs past the end");
+        }
+        const unsigned char* at = data_ + at_;
+        at_ += size;
+        return at;
+    }
+    std::uint8_t u8(const char* what) { return *take(1, what); }
+    std::uint16_t u16(const char* what) {
+        return static_cast<std::uint16_t>(little(take(2, what), 2));
+    }
+    std::uint32_t u32(const char* what) {
+        return static_cast<std::uint32_t>(little(take(4, what), 4));
+    }
+    std::uint64_t u64(const char* what) { return little(take(8, what), 8); }
+    // A count of things each at least `each` bytes long, which the bytes left must hold.
+    std::uint32_t count(std::size_t each, const char* what) {
+        const std::uint32_t n = u32(what);
+        if (n > (size_ - at_) / each) {
+            corrupt(std::to_string(n) + " " + what + " of at least " + std::to_string(each) +
+                    " bytes each, where " + std::to_string(size_ - at_) + " bytes are left");
+        }
+        return n;
+    }
+    std::size_t left() const { return size_ - at_; }
+
+  private:
+    const unsigned char* data_;
+    std::size_t size_;
+    std::size_t at_ = 0;
+    std::size_t base_;  // the content's offset in the file, for messages
+    const std::string& name_;
+};
+
+class ContentReader {
+  public:
+    ContentReader(Input& in, Dictionary& dictionary) : in_(in), dictionary_(dictionary) {}
+
+    void read() {
+        readStrings();
+        const std::uint32_t elementCount = in_.count(kMinElement, "elements");
+        const std::uint32_t attributeCount = in_.count(kMinAttribute, "attributes");
+        const std::uint32_t setCount = in_.count(kMinSet, "sets");
+        const std::uint32_t tagCount = in_.count(kMinLocalTag, "local tags");
+        const std::uint32_t conflictCount = in_.count(kMinLocalTag, "local tag conflicts");
+        dictionary_.reserve(dictionary_.metaElementCount() + elementCount,
+                            dictionary_.metaMetadataSetCount() + setCount);
+        elements_.reserve(elementCount);
+        for (std::uint32_t i = 0; i < elementCount; ++i) {
+            readElement();
+        }
+        for (std::uint32_t i = 0; i < tagCount + conflictCount; ++i) {
+            const Types::LocalTag tag(localTag());
+            dictionary_.addLocalTag(tag, Types::UniversalLabel(in_.take(16, "a label")));
+        }
+        attributes_.reserve(attributeCount);
+        for (std::uint32_t i = 0; i < attributeCount; ++i) {
+            readAttribute();
+        }
+        for (std::uint32_t i = 0; i < setCount; ++i) {
+            readSet();
+        }
+        if (in_.left() != 0) {
+            in_.corrupt(std::to_string(in_.left()) + " bytes follow the last set");
+        }
+    }
+
+    const XMLCh* note() const { return string(0); }
+
+    void readStrings() {
+        const std::uint32_t count = in_.u32("the string count");
+        const std::uint32_t units = in_.count(2, "string code units");
+        if (count == 0 || count > units) {
+            in_.corrupt(std::to_string(count) + " strings in " + std::to_string(units) +
+                        " code units");
+        }
+        const unsigned char* at = in_.take(std::size_t{units} * 2, "the strings");
+        units_ = reinterpret_cast<const XMLCh*>(at);  // the caller aligned the data
+        starts_.reserve(count);
+        starts_.push_back(0);
+        for (std::uint32_t i = 0; i < units; ++i) {
+            if (units_[i] == 0 && i + 1 < units) {
+                if (starts_.size() == count) {
+                    in_.corrupt("more strings than the " + std::to_string(count) + " announced");
+                }
+                starts_.push_back(i + 1);
+            }
+        }
+        if (units_[units - 1] != 0 || starts_.size() != count) {
+            in_.corrupt("the strings do not end as announced");
+        }
+    }
+
+  private:
+    const XMLCh* string(std::uint32_t index) const {
+        if (index >= starts_.size()) {
+            in_.corrupt("string " + std::to_string(index) + " of " +
+                        std::to_string(starts_.size()));
+        }
+        return units_ + starts_[index];
+    }
+
+    void readProperties(PropertyMap& properties) {
+        const std::uint32_t count = in_.count(kPropertySize, "properties");
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const XMLCh* name = string(in_.u32("a property name"));
+            properties.addProperty(name, string(in_.u32("a property value")));
+        }
+    }
+
+    Id::Identifier identifier(const char* what) {
+        const std::uint8_t id = in_.u8(what);
+        if (id >= Id::kIdentifierCount) {
+            in_.corrupt(std::string(what) + " " + std::to_string(id) + ", which is none");
+        }
+        return static_cast<Id::Identifier>(id);
+    }
+
+    MetaCollectionElement::CollectionSizeLimits limits() {
+        MetaCollectionElement::CollectionSizeLimits limits;
+        const std::uint64_t minimum = in_.u64("a minimum item count");
+        const std::uint64_t maximum = in_.u64("a maximum item count");
+        if (minimum > ULONG_MAX || maximum > ULONG_MAX) {
+            in_.corrupt("an item count bound this host cannot hold");
+        }
+        limits.minimum = static_cast<unsigned long>(minimum);
+        limits.maximum = static_cast<unsigned long>(maximum);
+        return limits;
+    }
+
+    KeyVector targets() {
+        const std::uint32_t count = in_.count(KLV::Key::kSize, "target sets");
+        KeyVector keys;
+        keys.reserve(count);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            keys.emplace_back(in_.take(KLV::Key::kSize, "a target key"));
+        }
+        return keys;
+    }
+
+    void readElement() {
+        const std::uint8_t kind = in_.u8("an element kind");
+        if (kind >= kElementKinds) {
+            in_.corrupt("element kind " + std::to_string(kind) + ", which is none");
+        }
+        const Types::UniversalLabel label(in_.take(16, "a label"));
+        const Id::Identifier type = identifier("a data type");
+        Templates::auto_ptr<MetaElement> element;
+        switch (static_cast<ElementKind>(kind)) {
+            case ElementKind::Simple:
+                element.reset(new MetaSimpleElement(label, type));
+                break;
+            case ElementKind::Collection: {
+                const Id::Identifier subType = identifier("an item data type");
+                element.reset(new MetaCollection(label, limits(), type, subType));
+                break;
+            }
+            case ElementKind::Reference:
+                element.reset(new MetaReferenceElement(label, targets(), type));
+                break;
+            case ElementKind::ReferenceCollection: {
+                const Id::Identifier subType = identifier("an item data type");
+                const auto bounds = limits();
+                element.reset(new MetaReferenceCollection(label, bounds, targets(), type, subType));
+                break;
+            }
+        }
+        readProperties(*element);
+        elements_.push_back(element.get());
+        dictionary_.addMetaElement(label, std::move(element));
+    }
+
+    std::uint16_t localTag() {
+        const std::uint16_t tag = in_.u16("a local tag");
+        if (tag == 0) {
+            in_.corrupt("local tag 00.00");
+        }
+        return tag;
+    }
+
+    void readAttribute() {
+        const std::uint32_t index = in_.u32("an attribute's element");
+        if (index >= elements_.size()) {
+            in_.corrupt("element " + std::to_string(index) + " of " +
+                        std::to_string(elements_.size()));
+        }
+        const MetaElement& element = *elements_[index];
+        const std::uint8_t status = in_.u8("a required status");
+        if (status > AttributeRequiredStatus::BestEffort) {
+            in_.corrupt("required status " + std::to_string(status) + ", which is none");
+        }
+        const std::uint8_t hasTag = in_.u8("whether an attribute has a local tag");
+        const Types::LocalTag* tag = nullptr;
+        if (hasTag > 1) {
+            in_.corrupt("a local tag flag of " + std::to_string(hasTag));
+        } else if (hasTag == 1 &&
+                   (tag = dictionary_.localTag(element.universalLabel())) == nullptr) {
+            in_.corrupt("an attribute with the local tag of an element that has none");
+        }
+        Templates::auto_ptr<const Types::BaseType> value = readValue();
+        MetaAttributePtr attribute(new MetaAttribute(
+            element, static_cast<AttributeRequiredStatus::Status>(status), std::move(value), tag));
+        readProperties(*attribute);
+        attributes_.push_back(std::move(attribute));
+    }
+
+    void readSet() {
+        const KLV::Key key(in_.take(KLV::Key::kSize, "a set key"));
+        MetaMetadataSet set(key);
+        readProperties(set);
+        const std::uint32_t count = in_.count(4, "set attributes");
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::uint32_t index = in_.u32("a set attribute");
+            if (index >= attributes_.size()) {
+                in_.corrupt("attribute " + std::to_string(index) + " of " +
+                            std::to_string(attributes_.size()));
+            }
+            set.addMetaAttribute(attributes_[index]);
+        }
+        dictionary_.addMetaMetadataSet(key, set);
+    }
+
+    Templates::auto_ptr<const Types::BaseType> readValue() {
+        const std::uint8_t code = in_.u8("a value code");
+        if (code >= kValueCodes) {
+            in_.corrupt("value code " + std::to_string(code) + ", which is none");
+        }
+        const auto value = static_cast<ValueCode>(code);
+        if (value == ValueCode::Array || value == ValueCode::Batch) {
+            return readCollection(value);
+        }
+        return readSimple(value);
+    }
+
+    Templates::auto_ptr<const Types::BaseType> readCollection(ValueCode code) {
+        const auto itemSize = static_cast<std::int32_t>(in_.u32("an item size"));
+        const std::uint32_t count = in_.count(1, "collection items");
+        Templates::auto_ptr<Types::Collection> collection;
+        if (code == ValueCode::Array) {
+            collection.reset(new Types::Array(itemSize));
+        } else {
+            collection.reset(new Types::Batch(itemSize));
+        }
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::uint8_t code = in_.u8("a value code");
+            if (code >= kValueCodes) {
+                in_.corrupt("value code " + std::to_string(code) + ", which is none");
+            }
+            collection->append(readSimple(static_cast<ValueCode>(code)));
+        }
+        return collection;
+    }
+
+    template <class T>
+    Templates::auto_ptr<Types::SimpleDataType> number() {
+        const std::uint64_t raw = in_.u64("a number");
+        using Value = typename T::value_type;
+        const auto value = static_cast<Value>(raw);
+        if (static_cast<std::uint64_t>(value) != raw) {
+            in_.corrupt("a number out of its type's range");
+        }
+        return Templates::auto_ptr<Types::SimpleDataType>(new T(value));
+    }
+
+    String bytes() {
+        const std::uint32_t size = in_.count(1, "string bytes");
+        const unsigned char* at = in_.take(size, "a string");
+        if (std::memchr(at, 0, size) != nullptr) {
+            in_.corrupt("an 8-bit string holding a NUL");
+        }
+        return String(reinterpret_cast<const char*>(at), size);
+    }
+
+    template <class T, std::size_t N>
+    Templates::auto_ptr<Types::SimpleDataType> uid() {
+        return Templates::auto_ptr<Types::SimpleDataType>(new T(in_.take(N, "an identifier")));
+    }
+
+    // Also an empty item of a collection (None), but not a collection.
+    Templates::auto_ptr<Types::SimpleDataType> readSimple(ValueCode code) {
+        using Ptr = Templates::auto_ptr<Types::SimpleDataType>;
+        switch (code) {
+            case ValueCode::None:
+                return nullptr;
+            case ValueCode::Boolean: {
+                const std::uint8_t value = in_.u8("a Boolean");
+                if (value > 1) {
+                    in_.corrupt("a Boolean of " + std::to_string(value));
+                }
+                return Ptr(new Types::Boolean(value == 1));
+            }
+            case ValueCode::Int8:
+                return number<Types::Int8>();
+            case ValueCode::Int16:
+                return number<Types::Int16>();
+            case ValueCode::Int32:
+                return number<Types::Int32>();
+            case ValueCode::Int64:
+                return number<Types::Int64>();
+            case ValueCode::UInt8:
+                return number<Types::UInt8>();
+            case ValueCode::UInt16:
+                return number<Types::UInt16>();
+            case ValueCode::UInt32:
+                return number<Types::UInt32>();
+            case ValueCode::UInt64:
+                return number<Types::UInt64>();
+            case ValueCode::Length:
+                return Ptr(new Types::Length(static_cast<long long>(in_.u64("a length"))));
+            case ValueCode::Position:
+                return Ptr(new Types::Position(static_cast<long long>(in_.u64("a position"))));
+            case ValueCode::Rational: {
+                const auto numerator = static_cast<std::int32_t>(in_.u32("a numerator"));
+                const auto denominator = static_cast<std::int32_t>(in_.u32("a denominator"));
+                return Ptr(new Types::Rational(numerator, denominator));
+            }
+            case ValueCode::UTF16:
+                return Ptr(new Types::UTF16(in_.u16("a UTF-16 unit")));
+            case ValueCode::UTF16String:
+                return Ptr(new Types::UTF16String(string(in_.u32("a string"))));
+            case ValueCode::UTF8String:
+                return Ptr(new Types::UTF8String(string(in_.u32("a string"))));
+            case ValueCode::ISO7String:
+                return Ptr(new Types::ISO7String(bytes().c_str()));
+            case ValueCode::ISO8String:
+                return Ptr(new Types::ISO8String(bytes().c_str()));
+            case ValueCode::UniversalLabel:
+                return uid<Types::UniversalLabel, 16>();
+            case ValueCode::AUID:
+                return uid<Types::AUID, 16>();
+            case ValueCode::UUID:
+                return uid<Types::UUID, 16>();
+            case ValueCode::UMID32:
+                return uid<Types::UMID32, 32>();
+            case ValueCode::UMID64:
+                return uid<Types::UMID64, 64>();
+            case ValueCode::LocalTag:
+                return Ptr(new Types::LocalTag(localTag()));
+            case ValueCode::Array:
+            case ValueCode::Batch:
+                break;
+        }
+        in_.corrupt("a collection inside a collection");
+    }
+
+    Input& in_;
+    Dictionary& dictionary_;
+    const XMLCh* units_ = nullptr;
+    Templates::vector<std::uint32_t> starts_;
+    Templates::vector<const MetaElement*> elements_;
+    Templates::vector<MetaAttributePtr> attributes_;
+};
+
+// Checks the header and the checksum, then hands the content on.
+template <class Use>
+void withContent(const unsigned char* data, std::size_t size, const std::string& name, Use use) {
+    if (!hasCompiledDictionarySignature(data, size)) {
+        refuse("\"" + name +
+               "\" is not a compiled dictionary: its first bytes are not the signature");
+    }
+    const std::string called = "Compiled dictionary \"" + name + "\"";
+    if (size < kHeaderSize) {
+        refuse(called + " is truncated: " + std::to_string(size) +
+               " bytes, where the header alone takes " + std::to_string(kHeaderSize));
+    }
+    const auto version = static_cast<std::uint32_t>(little(data + 8, 4));
+    if (version != kCompiledDictionaryFormatVersion) {
+        refuse(called + " is of format version " + std::to_string(version) +
+               (version < kCompiledDictionaryFormatVersion ? ", older" : ", newer") +
+               " than the version this library reads (" +
+               std::to_string(kCompiledDictionaryFormatVersion) + "): compile it again");
+    }
+    if (little(data + 12, 4) != 0) {
+        refuse(called + " is corrupt: its header has flags this library does not know");
+    }
+    const std::uint64_t contentSize = little(data + 16, 8);
+    const std::size_t there = size - kHeaderSize;
+    if (contentSize > there) {
+        refuse(called + " is truncated: its header announces " + std::to_string(contentSize) +
+               " bytes of content, " + std::to_string(there) + " are there");
+    }
+    if (contentSize < there) {
+        refuse(called + " is corrupt: " + std::to_string(there - contentSize) +
+               " bytes follow its content");
+    }
+    if (checksum(data + kHeaderSize, there) != little(data + 24, 8)) {
+        refuse(called + " is corrupt: its content does not match its checksum");
+    }
+    Input in(data + kHeaderSize, there, kHeaderSize, name);
+    use(in);
+}
+
+Templates::vector<unsigned char> readFile(const char* path) {
+    if (path == nullptr) {
+        VELMAR_SDK_THROW(Exceptions::ParseError, "Null compiled dictionary path");
+    }
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (fd < 0 || ::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        const int error = fd < 0 ? errno : (S_ISDIR(status.st_mode) ? EISDIR : errno);
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        VELMAR_SDK_THROW(Exceptions::ParseError,
+                         (std::string("Cannot read compiled dictionary \"") + path +
+                          "\": " + std::strerror(error != 0 ? error : EINVAL))
+                             .c_str());
+    }
+    Templates::vector<unsigned char> bytes;
+    try {
+        bytes.resize(static_cast<std::size_t>(status.st_size));
+    } catch (...) {
+        ::close(fd);
+        throw;
+    }
+    std::size_t got = 0;
+    while (got < bytes.size()) {
+        const ssize_t n = ::read(fd, bytes.data() + got, bytes.size() - got);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            const int error = errno;
+            ::close(fd);
+            VELMAR_SDK_THROW(Exceptions::ParseError,
+                             (std::string("Cannot read compiled dictionary \"") + path +
+                              "\": " + std::strerror(error))
+                                 .c_str());
+        }
+        if (n == 0) {
+            break;  // it shrank since
+        }
+        got += static_cast<std::size_t>(n);
+    }
+    ::close(fd);
+    bytes.resize(got);
+    return bytes;
+}
+
+}  // namespace
+
+bool hasCompiledDictionarySignature(const unsigned char* data, std::size_t size) {
+    return data != nullptr && size >= sizeof kSignature &&
+           std::memcmp(data, kSignature, sizeof kSignature) == 0;
+}
+
+void loadCompiledDictionary(const unsigned char* data, std::size_t size, Dictionary& dictionary,
+                            const char* name) {
+    const std::string called(name != nullptr ? name : "(in memory)");
+    // The strings are used in place as 16-bit units.
+    if (reinterpret_cast<std::uintptr_t>(data) % alignof(XMLCh) != 0) {
+        const Templates::vector<unsigned char> aligned(data, data + size);
+        loadCompiledDictionary(aligned.data(), aligned.size(), dictionary, called.c_str());
+        return;
+    }
+    try {
+        withContent(data, size, called, [&](Input& in) { ContentReader(in, dictionary).read(); });
+    } catch (const std::bad_alloc&) {
+        VELMAR_SDK_THROW(Exceptions::ParseError,
+                         ("Out of memory loading compiled dictionary \"" + called + "\"").c_str());
+    }
+}
+
+void loadCompiledDictionary(const char* path, Dictionary& dictionary) {
+    Templates::vector<unsigned char> bytes;
+    try {
+        bytes = readFile(path);
+    } catch (const std::bad_alloc&) {
+        VELMAR_SDK_THROW(
+            Exceptions::ParseError,
+            (std::string("Out of memory reading compiled dictionary \"") + path + "\"").c_str());
+    }
+    loadCompiledDictionary(bytes.data(), bytes.size(), dictionary, path);
+}
+
+String compiledDictionaryNote(const char* path) {
+    const Templates::vector<unsigned char> bytes = readFile(path);
+    String note;
+    withContent(bytes.data(), bytes.size(), path, [&](Input& in) {
+        Dictionary unused;
+        ContentReader reader(in, unused);
+        reader.readStrings();
+        note = Utils::toUtf8(reader.note());
+    });
+    return note;
+}
+
+}  // namespace Velmar::SDK::MetaMetadata::Loading

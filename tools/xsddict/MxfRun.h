@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+
+namespace xsddict {
+
+// One file of an mxf run; a directory that could not be listed is one, with why.
+struct MxfInput {
+    std::string path;
+    std::string unlisted;  // the listing's error, when it is such a directory
+};
+
+// The files an mxf run reads: each file argument as given, and the files of each directory
+// argument, recursively, whose name ends in ".mxf" in any case, sorted by path.
+std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments);
+
+struct MxfRunOptions {
+    bool json = false;
+    bool severalDocuments = false;  // JSON Lines, and a heading per file in text
+    unsigned jobs = 1;              // reading threads
+    bool verbose = false;
+    bool progress = false;  // files done, rate and time left, on `err`, redrawn in place
+};
+
+// Reads every file with one dictionary on `jobs` threads and writes each file's output in the
+// order given, as soon as it and those before it are done: at most a few documents per thread
+// wait, so memory does not grow with the number of files. A file that cannot be read or is
+// refused gets its line and the run goes on. Returns the highest exit status of the files:
+// 0 read, 1 out of memory or output failed, 3 findings, 4 refused.
+int readMxfFiles(const std::vector<MxfInput>& files,
+                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
+                 const MxfRunOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace xsddict
