@@ -2,7 +2,8 @@
 #include <functional>
 #include <stdexcept>
 
-#include <xercesc/dom/DOM.hpp>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
 
 #include "Registers.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"

@@ -1,56 +1,42 @@
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 
-#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoaderImpl.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDModule.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
-#include "Velmar/SDK/XMLUtils/Utils.h"
 
 namespace Velmar::SDK::MetaMetadata::Loading {
 
-// Exhausted memory while the parser is made is a failure of the family like any other.
-XSDDictionaryLoader::XSDDictionaryLoader() try : impl_(new XSDDictionaryLoaderImpl) {
-} catch (...) {
-    XMLUtils::translateCurrentException(__FILE__, __LINE__);
-}
+// The loader's work is the XML Schema module's, loaded with the first loader made.
+XSDDictionaryLoader::XSDDictionaryLoader() : impl_(xsdModule().createLoader()) {}
 
 XSDDictionaryLoader::~XSDDictionaryLoader() {
-    delete impl_;
+    xsdModule().destroyLoader(impl_);
 }
 
 XSDDictionaryLoader& XSDDictionaryLoader::operator=(const XSDDictionaryLoader& other) {
     if (this != &other) {
-        XSDDictionaryLoaderImpl* fresh = nullptr;
-        try {
-            fresh = new XSDDictionaryLoaderImpl;
-        } catch (...) {
-            XMLUtils::translateCurrentException(__FILE__, __LINE__);
-        }
-        fresh->firstLoad_ = other.impl_->firstLoad_;
-        fresh->loadMetaElementDocumentation_ = other.impl_->loadMetaElementDocumentation_;
-        fresh->loadMetaElementLengthDescription_ = other.impl_->loadMetaElementLengthDescription_;
-        fresh->loadAbstractGroups_ = other.impl_->loadAbstractGroups_;
-        fresh->diagnostics_ = other.impl_->diagnostics_;
-        delete impl_;
+        XSDDictionaryLoaderImpl* fresh = xsdModule().copyLoader(*other.impl_);
+        xsdModule().destroyLoader(impl_);
         impl_ = fresh;
     }
     return *this;
 }
 
 void XSDDictionaryLoader::load(const XMLCh* path, Dictionary& dictionary) {
-    impl_->load(path, dictionary);
+    xsdModule().load(*impl_, path, dictionary);
 }
 
 void XSDDictionaryLoader::loadMetaElementDocumentation(bool load) {
-    impl_->loadMetaElementDocumentation_ = load;
+    xsdModule().setOption(*impl_, LoaderOption::Documentation, load);
 }
 void XSDDictionaryLoader::loadMetaElementLengthDescription(bool load) {
-    impl_->loadMetaElementLengthDescription_ = load;
+    xsdModule().setOption(*impl_, LoaderOption::LengthDescription, load);
 }
 void XSDDictionaryLoader::loadAbstractGroups(bool load) {
-    impl_->loadAbstractGroups_ = load;
+    xsdModule().setOption(*impl_, LoaderOption::AbstractGroups, load);
 }
 
 void XSDDictionaryLoader::setDiagnostics(LoadDiagnostics* receiver) {
-    impl_->diagnostics_ = receiver;
+    xsdModule().setDiagnostics(*impl_, receiver);
 }
 
 void* XSDDictionaryLoader::operator new(std::size_t size) {
