@@ -17,6 +17,7 @@
 
 #include "Check.h"
 #include "Dump.h"
+#include "HeapWarmup.h"
 #include "Mxf.h"
 #include "MxfRun.h"
 #include "RegisterImport.h"
@@ -279,6 +280,14 @@ class KeptToExit {
     std::unique_ptr<T> object_;
 };
 
+void warmHeapFor(const std::string& compiledDictionary) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(compiledDictionary, error);
+    if (!error) {
+        xsddict::warmHeap(xsddict::compiledDictionaryHeap(static_cast<std::size_t>(size)));
+    }
+}
+
 bool load(const std::string& path, const Arguments& arguments,
           SDK::MetaMetadata::Dictionary& dictionary,
           SDK::MetaMetadata::Loading::LoadDiagnostics* diagnostics = nullptr) {
@@ -296,6 +305,7 @@ bool load(const std::string& path, const Arguments& arguments,
                 std::cerr << "xsddict: " << path << ": " << problem << "\n";
                 return false;
             }
+            warmHeapFor(path);
             SDK::MetaMetadata::Loading::loadCompiledDictionary(path.c_str(), dictionary);
             return true;
         }
@@ -416,6 +426,7 @@ int readMxf(const Arguments& arguments) {
         }
     } else {
         try {
+            warmHeapFor(SDK::MetaMetadata::Loading::builtinDictionaryPath().c_str());
             SDK::MetaMetadata::Loading::loadBuiltinDictionary(dictionary);
         } catch (const SDK::Exceptions::BaseException& e) {
             reportFailure("the built-in dictionary", e, options.verbose);
