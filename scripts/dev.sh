@@ -9,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libgtest-dev
+scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libxxhash-dev libgtest-dev
 
 jobs=$(nproc)
 # Warnings fail the build in CI.
