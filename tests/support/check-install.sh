@@ -42,3 +42,18 @@ esac
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 "$example" -o "$scratch/consumer-pc" $flags
 LD_LIBRARY_PATH="$(dirname "$libdir")" "$scratch/consumer-pc" "$sample"
+
+# The installed inspector stands alone and anywhere: moved elsewhere, with no library path, it
+# finds its libraries, its XML Schema module and the register dictionary it carries.
+mv "$scratch/prefix" "$scratch/moved"
+version=$(env -u LD_LIBRARY_PATH "$scratch/moved/bin/xsddict" --version)
+case "$version" in
+  *"built-in dictionary: SMPTE register snapshot of "*"$scratch/moved/"*) ;;
+  *) echo "installed xsddict --version: $version"; exit 1 ;;
+esac
+env -u LD_LIBRARY_PATH "$scratch/moved/bin/xsddict" mxf --json "$mxfFile" > "$scratch/read.json" \
+  || { echo "installed xsddict mxf failed"; exit 1; }
+grep -q '"operationalPattern"' "$scratch/read.json" || { echo "installed xsddict mxf read nothing"; exit 1; }
+env -u LD_LIBRARY_PATH "$scratch/moved/bin/xsddict" summary "$tinyDictionary" > /dev/null \
+  || { echo "installed xsddict cannot load a schema"; exit 1; }
+echo "installed xsddict reads $(basename "$mxfFile") with its built-in dictionary"

@@ -418,6 +418,12 @@ int readMxf(const Arguments& arguments) {
     options.json = arguments.has("--json");
     options.jobs = jobsOption(arguments);
     options.verbose = arguments.has("--verbose");
+    // Listed first: a run with nothing to read loads nothing.
+    const std::vector<xsddict::MxfInput> files = xsddict::mxfFiles(arguments.positional);
+    if (files.empty()) {
+        std::cerr << "xsddict: no .mxf file in the directories given\n";
+        return EXIT_SUCCESS;
+    }
     KeptToExit<SDK::MetaMetadata::Dictionary> kept;
     SDK::MetaMetadata::Dictionary& dictionary = kept.get();
     if (arguments.has("--dictionary")) {
@@ -436,7 +442,6 @@ int readMxf(const Arguments& arguments) {
             return kFailed;
         }
     }
-    const std::vector<xsddict::MxfInput> files = xsddict::mxfFiles(arguments.positional);
     bool directories = false;
     for (const std::string& argument : arguments.positional) {
         directories = directories || std::filesystem::is_directory(argument);
