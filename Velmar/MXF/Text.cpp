@@ -1,5 +1,4 @@
 // Text forms of what the reader gives, and the small members of its records.
-#include <cstdio>
 
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -7,28 +6,29 @@
 namespace Velmar::MXF {
 
 namespace {
-// Two lowercase digits a byte, with the separator (if any) between neighbours.
-std::string hexBytes(const std::uint8_t* bytes, std::size_t size, const char* separator) {
-    std::string out;
-    out.reserve(size * 3);
-    char pair[4];
+// Two lowercase digits a byte, with the separator (if any) between neighbours. By table: most
+// of what a read prints is labels and identifiers, and a formatted print per byte showed.
+std::string hexBytes(const std::uint8_t* bytes, std::size_t size, char separator) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string out(size == 0 ? 0 : size * (separator != 0 ? 3 : 2) - (separator != 0), '\0');
+    char* at = out.data();
     for (std::size_t i = 0; i < size; ++i) {
-        std::snprintf(pair, sizeof pair, "%02x", bytes[i]);
-        if (i != 0) {
-            out += separator;
+        if (i != 0 && separator != 0) {
+            *at++ = separator;
         }
-        out += pair;
+        *at++ = kDigits[bytes[i] >> 4];
+        *at++ = kDigits[bytes[i] & 0x0f];
     }
     return out;
 }
 }  // namespace
 
 std::string dottedHex(const std::uint8_t* bytes, std::size_t size) {
-    return hexBytes(bytes, size, ".");
+    return hexBytes(bytes, size, '.');
 }
 
 std::string plainHex(const std::uint8_t* bytes, std::size_t size) {
-    return hexBytes(bytes, size, "");
+    return hexBytes(bytes, size, 0);
 }
 
 std::string uuidText(const Bytes16& bytes) {
