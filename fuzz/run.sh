@@ -4,16 +4,17 @@
 # parse_value starts from fuzz/corpus/parse_value; load from the sample dictionary and every
 # dictionary of the tests. New inputs go to build-fuzz/corpus/TARGET; a finding stops the run
 # and is written to build-fuzz/findings/.
-# mxf starts from the MXF fixtures of the tests.
-#   fuzz/run.sh [SECONDS] [TARGET...]       targets: parse_value, load, mxf (default: all)
+# mxf starts from the MXF fixtures of the tests; compiled from the compiled forms of every
+# dictionary of the tests that loads.
+#   fuzz/run.sh [SECONDS] [TARGET...]   targets: parse_value, load, compiled, mxf (default: all)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(parse_value load mxf)
+[ ${#targets[@]} -gt 0 ] || targets=(parse_value load compiled mxf)
 
-scripts/ensure-packages.sh clang-14 libclang-rt-14-dev cmake make libxerces-c-dev libxalan-c-dev
+scripts/ensure-packages.sh clang-14 libclang-rt-14-dev cmake make libxerces-c-dev libxalan-c-dev libxxhash-dev
 CXX=clang++-14 cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELMAR_FUZZ=ON \
   -DBUILD_TESTING=OFF > /dev/null
 cmake --build build-fuzz -j "$(nproc)" --target "${targets[@]/%/_fuzzer}" > /dev/null
@@ -26,6 +27,12 @@ for target in "${targets[@]}"; do
   if [ "$target" = load ]; then
     inputs=(samples tests/XMLUtils/fixtures tests/MetaMetadata/Loading/fixtures tests/MetaMetadata/Loading/broken
             tests/tools/fixtures)
+  elif [ "$target" = compiled ]; then
+    cmake --build build-fuzz -j "$(nproc)" --target make_compiled_seeds > /dev/null
+    inputs=(build-fuzz/seeds/compiled)
+    mkdir -p "${inputs[0]}"
+    # shellcheck disable=SC2046
+    build-fuzz/fuzz/make_compiled_seeds "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
   elif [ "$target" = mxf ]; then
     inputs=(tests/MXF/fixtures)
     maxLength=262144
