@@ -78,6 +78,36 @@ TEST(PropertyMap, KeepsFirstAdditionOrderReplacesInPlaceAndGivesEmptyForAbsent) 
     EXPECT_EQ(utf8(element.getProperty(u"name")), "Instance ID");
 }
 
+// Names the loaders give are held once and others by each map: both kinds, names that share a
+// prefix with one of them or differ by case, and the empty name keep apart and survive a copy.
+TEST(PropertyMap, NamesOfEitherKindKeepApart) {
+    PropertyMap map;
+    map.reserveProperties(2);  // fewer than come
+    const char16_t* names[] = {u"XMLTagName",     u"XMLTagNam", u"XMLTagNames",
+                               u"xmltagname",     u"",          u"RequiresSemanticsValidation",
+                               u"Custom property"};
+    int n = 0;
+    for (const char16_t* name : names) {
+        map.addProperty(name, testing_support::wide(std::to_string(++n)).c_str());
+    }
+    map.addProperty(u"XMLTagNames", u"replaced");
+    map.addProperty(nullptr, u"null is the empty name");
+    PropertyMap copy(map);
+    for (const PropertyMap* m : {&map, &copy}) {
+        ASSERT_EQ(m->propertyCount(), 7u);
+        for (std::size_t i = 0; i < 7; ++i) {
+            EXPECT_EQ(m->propertyName(i), names[i]);
+        }
+        EXPECT_EQ(utf8(m->getProperty(u"XMLTagNam")), "2");
+        EXPECT_EQ(utf8(m->getProperty(u"XMLTagNames")), "replaced");
+        EXPECT_EQ(utf8(m->getProperty(u"xmltagname")), "4");
+        EXPECT_EQ(utf8(m->getProperty(u"")), "null is the empty name");
+        EXPECT_EQ(utf8(m->getProperty(u"Custom property")), "7");
+        EXPECT_FALSE(m->hasProperty(u"Custom"));
+        EXPECT_FALSE(m->hasProperty(nullptr));
+    }
+}
+
 TEST(AttributeRequiredStatus, AcceptsExactlyThreeWords) {
     const auto& status = AttributeRequiredStatus::instance();
     EXPECT_EQ(status.stringToStatus(u"required"), AttributeRequiredStatus::Required);

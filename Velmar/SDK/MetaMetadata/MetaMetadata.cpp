@@ -8,9 +8,39 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 #include <algorithm>
+#include <string_view>
 #include <tuple>
 
 namespace Velmar::SDK::MetaMetadata {
+
+namespace {
+// Every name a loader gives a property; made when the library is, so that what a load
+// allocates it gives back.
+const WString kSharedPropertyNames[] = {u"name",
+                                        u"XMLTagName",
+                                        u"XMLNamespaceURI",
+                                        u"XMLDefaultPrefix",
+                                        u"XMLChildTagName",
+                                        u"SchemaIndex",
+                                        u"RequiresSemanticsValidation",
+                                        u"Documentation",
+                                        u"LengthDescription"};
+
+using Text = std::u16string_view;  // lengths known, so that most comparisons stop at them
+
+Text text(const WString& s) {
+    return Text(s.data(), s.size());
+}
+
+const WString* sharedPropertyName(Text name) {
+    for (const WString& shared : kSharedPropertyNames) {
+        if (text(shared) == name) {
+            return &shared;
+        }
+    }
+    return nullptr;
+}
+}  // namespace
 
 PropertyMap::PropertyMap() = default;
 PropertyMap::PropertyMap(const PropertyMap& other) = default;
@@ -21,30 +51,42 @@ PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
 PropertyMap::~PropertyMap() = default;
 
 void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
-    const XMLCh* key = name != nullptr ? name : u"";
-    const XMLCh* text = value != nullptr ? value : u"";
+    const Text key(name != nullptr ? name : u"");
+    const XMLCh* newValue = value != nullptr ? value : u"";
     auto it = std::find_if(properties_.begin(), properties_.end(),
-                           [&](const auto& p) { return p.first == key; });
+                           [&](const Property& p) { return text(p.name()) == key; });
     if (it != properties_.end()) {
-        it->second = text;
-    } else {
-        properties_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
-                                 std::forward_as_tuple(text));
+        it->value = newValue;
+        return;
     }
+    Property added;
+    added.sharedName = sharedPropertyName(key);
+    if (added.sharedName == nullptr) {
+        added.ownName.assign(key.data(), key.size());
+    }
+    added.value = newValue;
+    properties_.push_back(std::move(added));
 }
 
 const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
-    for (const auto& p : properties_) {
-        if (name != nullptr && p.first == name) {
-            return p.second.c_str();
+    if (name != nullptr) {
+        const Text key(name);
+        for (const Property& p : properties_) {
+            if (text(p.name()) == key) {
+                return p.value.c_str();
+            }
         }
     }
     return u"";
 }
 
 bool PropertyMap::hasProperty(const XMLCh* name) const {
-    return name != nullptr && std::any_of(properties_.begin(), properties_.end(),
-                                          [&](const auto& p) { return p.first == name; });
+    if (name == nullptr) {
+        return false;
+    }
+    const Text key(name);
+    return std::any_of(properties_.begin(), properties_.end(),
+                       [&](const Property& p) { return text(p.name()) == key; });
 }
 
 MetaElement::MetaElement(const Types::UniversalLabel& label,

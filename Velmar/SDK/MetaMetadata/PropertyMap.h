@@ -22,11 +22,22 @@ class VELMAR_SDK_API PropertyMap {
 
     bool hasProperty(const XMLCh* name) const;
     std::size_t propertyCount() const { return properties_.size(); }
-    const WString& propertyName(std::size_t index) const { return properties_.at(index).first; }
-    const WString& propertyValue(std::size_t index) const { return properties_.at(index).second; }
+    const WString& propertyName(std::size_t index) const { return properties_.at(index).name(); }
+    const WString& propertyValue(std::size_t index) const { return properties_.at(index).value; }
+    // Room for this many properties in all, for a caller that knows how many come.
+    void reserveProperties(std::size_t count) { properties_.reserve(count); }
 
   private:
-    Templates::vector<std::pair<WString, WString>> properties_;
+    // The names the loaders give ("name", "XMLTagName", ...) are held once for the process and
+    // pointed to, rather than copied into each of the thousands of elements that have them;
+    // any other name is the property's own copy.
+    struct Property {
+        const WString* sharedName = nullptr;
+        WString ownName;
+        WString value;
+        const WString& name() const { return sharedName != nullptr ? *sharedName : ownName; }
+    };
+    Templates::vector<Property> properties_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

@@ -168,6 +168,7 @@ class ContentReader {
 
     void readProperties(PropertyMap& properties) {
         const std::uint32_t count = in_.count(kPropertySize, "properties");
+        properties.reserveProperties(count);
         for (std::uint32_t i = 0; i < count; ++i) {
             const XMLCh* name = string(in_.u32("a property name"));
             properties.addProperty(name, string(in_.u32("a property value")));
