@@ -41,7 +41,7 @@ void warmHeap(std::size_t bytes) {
 }
 
 std::size_t compiledDictionaryHeap(std::size_t fileSize) {
-    return fileSize < kMost / 8 ? 8 * fileSize : kMost;
+    return fileSize < kMost / 7 ? 7 * fileSize : kMost;
 }
 
 }  // namespace xsddict

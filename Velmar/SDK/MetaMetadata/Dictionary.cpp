@@ -224,6 +224,9 @@ void Dictionary::reserve(std::size_t elements, std::size_t sets) {
     elements_.reserve(elements);
     elementsByLabel_.reserve(elements);
     elementsByVersionless_.reserve(elements);
+    // Registers give most elements a local tag.
+    labelToTag_.reserve(elements);
+    tagToLabel_.reserve(elements);
     sets_.reserve(sets);
     setsByKey_.reserve(sets);
     setsByVersionless_.reserve(sets);
