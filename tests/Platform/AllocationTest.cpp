@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
 #include "Velmar/SDK/Platform/malloc_alloc.h"
 #include "Velmar/SDK/Templates/SharedPtr.h"
 #include "Velmar/SDK/Templates/String.h"
@@ -78,4 +83,48 @@ TEST(Allocation, SharedPtrDeletesWithItsLastOwnerAndFreesItsCount) {
 
     SDK::Templates::SharedPtr<Tracked> empty(static_cast<Tracked*>(nullptr));
     EXPECT_EQ(empty.useCount(), 0);
+}
+
+// The balance is kept per thread: what one thread takes and another gives back, from threads
+// that have ended or that live on, sums to the bytes really held.
+TEST(Allocation, TheBalanceHoldsAcrossThreads) {
+    const std::size_t before = malloc_alloc::bytesInUse();
+    std::vector<void*> taken(8);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        threads.emplace_back([&taken, i] { taken[i] = malloc_alloc::allocate(100 + i); });
+    }
+    for (std::thread& t : threads)
+        t.join();  // they have ended, their balances with them
+    EXPECT_EQ(malloc_alloc::bytesInUse(), before + 8 * 100 + 28);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int step = 0;
+    auto waitFor = [&](int wanted) {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return step == wanted; });
+    };
+    auto advance = [&] {
+        const std::lock_guard<std::mutex> lock(mutex);
+        ++step;
+        changed.notify_all();
+    };
+    void* held = nullptr;
+    std::thread living([&] {
+        for (std::size_t i = 0; i < 4; ++i)
+            malloc_alloc::deallocate(taken[i], 100 + i);
+        held = malloc_alloc::allocate(1000);
+        advance();  // step 1: freed half, holds 1000
+        waitFor(2);
+    });
+    waitFor(1);
+    EXPECT_EQ(malloc_alloc::bytesInUse(), before + 4 * 100 + 4 + 5 + 6 + 7 + 1000);
+    for (std::size_t i = 4; i < taken.size(); ++i)
+        malloc_alloc::deallocate(taken[i], 100 + i);
+    malloc_alloc::deallocate(held, 1000);  // taken by the thread that still lives
+    EXPECT_EQ(malloc_alloc::bytesInUse(), before);
+    advance();
+    living.join();
+    EXPECT_EQ(malloc_alloc::bytesInUse(), before);
 }
