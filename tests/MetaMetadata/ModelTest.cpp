@@ -92,12 +92,15 @@ TEST(PropertyMap, NamesOfEitherKindKeepApart) {
     }
     map.addProperty(u"XMLTagNames", u"replaced");
     map.addProperty(nullptr, u"null is the empty name");
+    // Texts with their lengths: only those units count.
+    map.addProperty(std::u16string_view(u"XMLTagNameXYZ", 10), std::u16string_view(u"abcdef", 3));
     PropertyMap copy(map);
     for (const PropertyMap* m : {&map, &copy}) {
         ASSERT_EQ(m->propertyCount(), 7u);
         for (std::size_t i = 0; i < 7; ++i) {
             EXPECT_EQ(m->propertyName(i), names[i]);
         }
+        EXPECT_EQ(utf8(m->getProperty(u"XMLTagName")), "abc");
         EXPECT_EQ(utf8(m->getProperty(u"XMLTagNam")), "2");
         EXPECT_EQ(utf8(m->getProperty(u"XMLTagNames")), "replaced");
         EXPECT_EQ(utf8(m->getProperty(u"xmltagname")), "4");

@@ -51,20 +51,22 @@ PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
 PropertyMap::~PropertyMap() = default;
 
 void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
-    const Text key(name != nullptr ? name : u"");
-    const XMLCh* newValue = value != nullptr ? value : u"";
+    addProperty(Text(name != nullptr ? name : u""), Text(value != nullptr ? value : u""));
+}
+
+void PropertyMap::addProperty(Text name, Text value) {
     auto it = std::find_if(properties_.begin(), properties_.end(),
-                           [&](const Property& p) { return text(p.name()) == key; });
+                           [&](const Property& p) { return text(p.name()) == name; });
     if (it != properties_.end()) {
-        it->value = newValue;
+        it->value.assign(value.data(), value.size());
         return;
     }
     Property added;
-    added.sharedName = sharedPropertyName(key);
+    added.sharedName = sharedPropertyName(name);
     if (added.sharedName == nullptr) {
-        added.ownName.assign(key.data(), key.size());
+        added.ownName.assign(name.data(), name.size());
     }
-    added.value = newValue;
+    added.value.assign(value.data(), value.size());
     properties_.push_back(std::move(added));
 }
 

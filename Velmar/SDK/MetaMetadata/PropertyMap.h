@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "Velmar/SDK/Platform/Export.h"
@@ -18,6 +19,8 @@ class VELMAR_SDK_API PropertyMap {
     virtual PropertyMap& operator=(const PropertyMap& other);
     virtual ~PropertyMap();
     virtual void addProperty(const XMLCh* name, const XMLCh* value);
+    // The same for texts whose lengths are known (they need not be null-terminated).
+    void addProperty(std::u16string_view name, std::u16string_view value);
     virtual const XMLCh* getProperty(const XMLCh* name) const;
 
     bool hasProperty(const XMLCh* name) const;

@@ -16,6 +16,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Velmar/SDK/Exceptions/InvalidCompiledDictionary.h"
 #include "Velmar/SDK/Exceptions/ParseError.h"
@@ -142,6 +143,7 @@ class ContentReader {
         }
         const unsigned char* at = in_.take(std::size_t{units} * 2, "the strings");
         units_ = reinterpret_cast<const XMLCh*>(at);  // the caller aligned the data
+        unitCount_ = units;
         starts_.reserve(count);
         starts_.push_back(0);
         for (std::uint32_t i = 0; i < units; ++i) {
@@ -158,6 +160,13 @@ class ContentReader {
     }
 
   private:
+    // String `index`, with the length the table gives it.
+    std::u16string_view text(std::uint32_t index) const {
+        const XMLCh* start = string(index);
+        const std::uint32_t end = index + 1 < starts_.size() ? starts_[index + 1] : unitCount_;
+        return std::u16string_view(start, end - starts_[index] - 1);
+    }
+
     const XMLCh* string(std::uint32_t index) const {
         if (index >= starts_.size()) {
             in_.corrupt("string " + std::to_string(index) + " of " +
@@ -170,8 +179,8 @@ class ContentReader {
         const std::uint32_t count = in_.count(kPropertySize, "properties");
         properties.reserveProperties(count);
         for (std::uint32_t i = 0; i < count; ++i) {
-            const XMLCh* name = string(in_.u32("a property name"));
-            properties.addProperty(name, string(in_.u32("a property value")));
+            const std::u16string_view name = text(in_.u32("a property name"));
+            properties.addProperty(name, text(in_.u32("a property value")));
         }
     }
 
@@ -413,6 +422,7 @@ class ContentReader {
     Input& in_;
     Dictionary& dictionary_;
     const XMLCh* units_ = nullptr;
+    std::uint32_t unitCount_ = 0;
     Templates::vector<std::uint32_t> starts_;
     Templates::vector<const MetaElement*> elements_;
     Templates::vector<MetaAttributePtr> attributes_;
