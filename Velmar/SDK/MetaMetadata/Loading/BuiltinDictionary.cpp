@@ -3,7 +3,7 @@
 // data out alike); the static archive, which tests and fuzzers link, in its build tree.
 #include <dlfcn.h>
 
-#include <string>
+#include <filesystem>
 
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
@@ -21,11 +21,11 @@ String builtinDictionaryPath() {
     Dl_info self{};
     if (dladdr(reinterpret_cast<void*>(&builtinDictionaryPath), &self) != 0 &&
         self.dli_fname != nullptr) {
-        const std::string library(self.dli_fname);
-        const auto slash = library.rfind('/');
-        const std::string folder = slash == std::string::npos ? "." : library.substr(0, slash);
-        return String(
-            (folder + "/" VELMAR_LIBRARY_TO_DATA "/" VELMAR_BUILTIN_DICTIONARY_NAME).c_str());
+        // Lexically, as the package lays it out: prefix/lib/../share is prefix/share even
+        // where lib is a link elsewhere.
+        const std::filesystem::path path = std::filesystem::path(self.dli_fname).parent_path() /
+                                           VELMAR_LIBRARY_TO_DATA / VELMAR_BUILTIN_DICTIONARY_NAME;
+        return String(path.lexically_normal().c_str());
     }
     return String(VELMAR_LIBRARY_TO_DATA "/" VELMAR_BUILTIN_DICTIONARY_NAME);
 #endif
