@@ -1,14 +1,19 @@
-// What reading a file's header metadata costs once the dictionary is loaded, against
-// mediainfo --Details=1 as a whole process on the same file, for a short D-10 file and one a
-// hundred times longer (the same header, more essence).
+// What reading MXF files costs out of the box, against mediainfo on the same files, each figure
+// measured side by side in one run (whole processes interleaved, so that all meet the same
+// conditions of this shared machine):
+//   - one file as a whole process, built-in dictionary: xsddict mxf FILE --json against
+//     mediainfo --Details=1 FILE, on a 100-frame D-10 file and on the OP1a fixture;
+//   - the register dictionary loaded in a process, compiled against its schema: warm (the
+//     median of repeated loads) and first (one load in a fresh process, as a command pays it);
+//   - 1,000 files (copies of the fixtures) in one run, xsddict mxf --json DIR against
+//     mediainfo --Output=JSON DIR, and xsddict's peak memory at 1,000 files against 100.
 //
-//   mxf_benchmark                       writes the files (ffmpeg), times the reads in one run,
-//                                       then the whole processes interleaved, and prints the table
-//   mxf_benchmark --read-once DICT FILE what a measured process runs: prints its memory before
-//                                       one read and its peak during it
-//   mxf_benchmark --run COMMAND...      runs COMMAND, prints its wall time and peak memory
-#include <sys/resource.h>
-#include <sys/wait.h>
+//   mxf_benchmark                     makes the files (ffmpeg) in a scratch folder, measures,
+//                                     prints the table and removes the folder
+//   mxf_benchmark --read-once FILE    in a fresh process: memory before one read with the
+//                                     built-in dictionary and the peak during it
+//   mxf_benchmark --load-once DICT    in a fresh process: the ms one load of DICT takes
+//   mxf_benchmark --run COMMAND...    runs COMMAND, prints its wall time and peak memory
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
@@ -22,28 +27,21 @@
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "HeapWarmup.h"
 #include "Measure.h"
-#include "RegisterImport.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
-#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
-#include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 namespace {
 
 namespace SDK = Velmar::SDK;
+namespace Loading = SDK::MetaMetadata::Loading;
 namespace fs = std::filesystem;
-
-SDK::MetaMetadata::Dictionary loadDictionary(const fs::path& file) {
-    SDK::MetaMetadata::Dictionary dictionary;
-    SDK::MetaMetadata::Loading::XSDDictionaryLoader loader;
-    loader.load(SDK::Utils::stringToWstring(file.c_str()).c_str(), dictionary);
-    return dictionary;
-}
 
 const SDK::MetaMetadata::Dictionary* dictionary = nullptr;
 std::vector<fs::path> files;
@@ -56,9 +54,62 @@ void BM_Read(benchmark::State& state) {
     state.counters["sets"] = static_cast<double>(sets);
 }
 
+// 0: the compiled register dictionary, 1: its schema.
+std::string dictionaryFiles[2];
+
+void BM_LoadDictionary(benchmark::State& state) {
+    const std::string& file = dictionaryFiles[state.range(0)];
+    std::size_t elements = 0;
+    for (auto _ : state) {
+        SDK::MetaMetadata::Dictionary loaded;
+        Loading::loadDictionaryFile(file.c_str(), loaded);
+        elements = loaded.metaElementCount();
+    }
+    state.counters["elements"] = static_cast<double>(elements);
+}
+
 bool onPath(const char* program) {
     return std::system((std::string("command -v ") + program + " >/dev/null").c_str()) == 0;
 }
+
+void run(const std::string& command) {
+    if (std::system(command.c_str()) != 0)
+        throw std::runtime_error("failed: " + command);
+}
+
+// A folder of `count` files, copies of the fixtures in turn.
+fs::path archive(const fs::path& parent, std::size_t count) {
+    std::vector<fs::path> fixtures;
+    for (const auto& entry : fs::directory_iterator(VELMAR_MXF_FIXTURES))
+        if (entry.path().extension() == ".mxf")
+            fixtures.push_back(entry.path());
+    std::sort(fixtures.begin(), fixtures.end());
+    const fs::path folder = parent / ("archive-" + std::to_string(count));
+    fs::create_directories(folder);
+    for (std::size_t i = 0; i < count; ++i) {
+        const fs::path& from = fixtures[i % fixtures.size()];
+        char name[32];
+        std::snprintf(name, sizeof name, "%04zu-", i);
+        fs::copy_file(from, folder / (name + from.filename().string()));
+    }
+    return folder;
+}
+
+double megabytesIn(const fs::path& folder) {
+    double bytes = 0;
+    for (const auto& entry : fs::directory_iterator(folder))
+        bytes += static_cast<double>(entry.file_size());
+    return bytes / 1e6;
+}
+
+struct Figure {
+    std::string what;
+    std::string unit;
+    double ours;
+    std::string theirsName;
+    double theirs;
+    double target;  // the highest ratio ours / theirs allowed
+};
 
 }  // namespace
 
@@ -66,103 +117,144 @@ int main(int argc, char** argv) {
     try {
         if (const int status = bench::runMeasuredMain(argc, argv); status >= 0)
             return status;
-        if (argc == 4 && std::strcmp(argv[1], "--read-once") == 0) {
-            const SDK::MetaMetadata::Dictionary loaded = loadDictionary(argv[2]);
+        if (argc == 3 && std::strcmp(argv[1], "--read-once") == 0) {
+            SDK::MetaMetadata::Dictionary builtin;
+            Loading::loadBuiltinDictionary(builtin);
             std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from now
             const double before = bench::ownMegabytes("VmRSS:");
-            Velmar::MXF::readHeaderMetadata(argv[3], loaded);
+            Velmar::MXF::readHeaderMetadata(argv[2], builtin);
             std::printf("%.1f %.1f\n", before, bench::ownMegabytes("VmHWM:"));
             return 0;
         }
-        const fs::path registers = VELMAR_REGISTERS_DIR;
-        if (!fs::exists(registers / "Elements.xml") || !onPath("ffmpeg") || !onPath("mediainfo")) {
-            std::cerr << "needs the register snapshots at " << registers
-                      << ", ffmpeg and mediainfo: nothing to measure\n";
+        if (argc == 3 && std::strcmp(argv[1], "--load-once") == 0) {
+            // As xsddict loads: the heap a compiled dictionary fills is made present first.
+            const auto start = std::chrono::steady_clock::now();
+            if (Loading::isCompiledDictionaryFile(argv[2]))
+                xsddict::warmHeap(xsddict::compiledDictionaryHeap(fs::file_size(argv[2])));
+            SDK::MetaMetadata::Dictionary loaded;
+            Loading::loadDictionaryFile(argv[2], loaded);
+            std::printf("%.3f\n", std::chrono::duration<double, std::milli>(
+                                      std::chrono::steady_clock::now() - start)
+                                      .count());
             return 0;
         }
+        if (!onPath("ffmpeg") || !onPath("mediainfo")) {
+            std::cerr << "needs ffmpeg and mediainfo: nothing to measure\n";
+            return 0;
+        }
+        dictionaryFiles[0] = Loading::builtinDictionaryPath().c_str();
+        dictionaryFiles[1] = fs::path(dictionaryFiles[0]).replace_extension(".xsd").string();
         const fs::path folder =
             fs::temp_directory_path() / ("velmar-mxf-bench-" + std::to_string(getpid()));
         fs::create_directories(folder);
-        const fs::path dictionaryFile = folder / "registers.xsd";
-        {
-            std::ofstream out(dictionaryFile);
-            xsddict::writeDictionary(xsddict::readRegisters(registers.string()), out, 1);
-        }
-        // D-10 (IMX 30) of one frame and of a hundred: the header is the same.
-        for (const char* seconds : {"0.04", "4"}) {
-            files.push_back(folder / (std::string("d10-") + seconds + "s.mxf"));
-            const std::string command =
-                std::string(
-                    "ffmpeg -hide_banner -loglevel error -y -f lavfi -i "
-                    "testsrc=size=720x608:rate=25 -f lavfi -i sine=sample_rate=48000 "
-                    "-t ") +
-                seconds +
-                " -c:v mpeg2video -pix_fmt yuv422p -intra_vlc 1 -non_linear_quant 1 "
-                "-qmin 2 -qmax 2 -q:v 2 -b:v 30000k -minrate 30000k -maxrate 30000k "
-                "-bufsize 1200000 -rc_init_occupancy 1200000 -dc 10 -flags +ildct+low_delay "
-                "-ps 1 -c:a pcm_s16le -ac 1 -f mxf_d10 " +
-                bench::quoted(files.back().string());
-            if (std::system(command.c_str()) != 0)
-                throw std::runtime_error("ffmpeg could not write " + files.back().string());
-        }
+        // D-10 (IMX 30), 100 frames; and the OP1a fixture.
+        files.push_back(folder / "d10-100-frames.mxf");
+        run("ffmpeg -hide_banner -loglevel error -y -f lavfi -i testsrc=size=720x608:rate=25 "
+            "-f lavfi -i sine=sample_rate=48000 -frames:v 100 -t 4 -c:v mpeg2video "
+            "-pix_fmt yuv422p -intra_vlc 1 -non_linear_quant 1 -qmin 2 -qmax 2 -q:v 2 "
+            "-b:v 30000k -minrate 30000k -maxrate 30000k -bufsize 1200000 "
+            "-rc_init_occupancy 1200000 -dc 10 -flags +ildct+low_delay -ps 1 -c:a pcm_s16le "
+            "-ac 1 -f mxf_d10 " +
+            bench::quoted(files.back().string()));
+        files.push_back(fs::path(VELMAR_MXF_FIXTURES) / "op1a-mpeg2-pcm.mxf");
+        const fs::path archive100 = archive(folder, 100);
+        const fs::path archive1000 = archive(folder, 1000);
 
-        const SDK::MetaMetadata::Dictionary loaded = loadDictionary(dictionaryFile);
-        dictionary = &loaded;
+        SDK::MetaMetadata::Dictionary builtin;
+        Loading::loadBuiltinDictionary(builtin);
+        dictionary = &builtin;
         benchmark::RegisterBenchmark("BM_Read", BM_Read)
             ->DenseRange(0, 1)
             ->Unit(benchmark::kMillisecond)
             ->MinTime(0.3)
             ->Repetitions(5);
+        benchmark::RegisterBenchmark("BM_LoadDictionary", BM_LoadDictionary)
+            ->DenseRange(0, 1)
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.5)
+            ->Repetitions(5);
         benchmark::Initialize(&argc, argv);
         bench::Collector collector;
         benchmark::RunSpecifiedBenchmarks(&collector);
 
-        // Whole processes, interleaved so that all meet the same conditions.
-        constexpr int kRuns = 11;
         const std::string self = bench::quoted(argv[0]);
+        const std::string xsddict = bench::quoted(XSDDICT_PATH);
         std::map<std::string, std::vector<double>> ms, megabytes;
-        for (int run = 0; run < kRuns; ++run) {
+        auto measure = [&](const std::string& name, const std::string& command) {
+            const std::vector<double> measured = bench::readNumbers(command);
+            ms[name].push_back(measured.at(0));
+            if (measured.size() > 1)
+                megabytes[name].push_back(measured.at(1));
+        };
+        std::cerr << "whole processes, interleaved...\n";
+        for (int round = 0; round < 11; ++round) {
             for (std::size_t i = 0; i < files.size(); ++i) {
                 const std::string file = bench::quoted(files[i].string());
-                const std::map<std::string, std::string> commands = {
-                    {"mediainfo", self + " --run mediainfo --Details=1 " + file},
-                    {"xsddict", self + " --run " + bench::quoted(XSDDICT_PATH) + " mxf " + file +
-                                    " --dictionary " + bench::quoted(dictionaryFile.string())}};
-                for (const auto& [name, command] : commands) {
-                    const std::vector<double> measured = bench::readNumbers(command);
-                    ms[name + std::to_string(i)].push_back(measured.at(0));
-                    megabytes[name + std::to_string(i)].push_back(measured.at(1));
-                }
+                const std::string index = std::to_string(i);
+                measure("mediainfo" + index, self + " --run mediainfo --Details=1 " + file);
+                measure("xsddict" + index, self + " --run " + xsddict + " mxf " + file + " --json");
             }
+            measure("first-compiled", self + " --load-once " + bench::quoted(dictionaryFiles[0]));
+            measure("first-schema", self + " --load-once " + bench::quoted(dictionaryFiles[1]));
         }
-        std::printf(
-            "\nmedians; read = readHeaderMetadata with the dictionary loaded, its memory "
-            "= what the read adds to the process's peak\n");
-        std::printf("%-12s %8s %9s %9s %13s %13s %13s %13s\n", "file", "MB", "read ms", "read MB",
-                    "mediainfo ms", "mediainfo MB", "xsddict ms", "xsddict MB");
-        std::vector<double> readMs, readMegabytes;
+        std::cerr << "archives, interleaved...\n";
+        for (int round = 0; round < 3; ++round) {
+            measure("archive-mediainfo",
+                    self + " --run mediainfo --Output=JSON " + bench::quoted(archive1000.string()));
+            measure("archive-xsddict", self + " --run " + xsddict + " mxf --json " +
+                                           bench::quoted(archive1000.string()));
+            measure("archive-xsddict-100", self + " --run " + xsddict + " mxf --json " +
+                                               bench::quoted(archive100.string()));
+        }
+        auto med = [&](const std::string& name) { return bench::median(ms[name]); };
+        auto medMB = [&](const std::string& name) { return bench::median(megabytes[name]); };
+
+        std::printf("\nread in a process with the built-in dictionary loaded (median):\n");
         for (std::size_t i = 0; i < files.size(); ++i) {
             const std::vector<double> peaks =
-                bench::readNumbers(self + " --read-once " + bench::quoted(dictionaryFile.string()) +
-                                   " " + bench::quoted(files[i].string()));
-            const std::string index = std::to_string(i);
-            readMs.push_back(collector.median("BM_Read/" + index));
-            readMegabytes.push_back(peaks.at(1) - peaks.at(0));
-            std::printf(
-                "%-12s %8.1f %9.2f %9.1f %13.1f %13.1f %13.1f %13.1f\n",
-                files[i].filename().c_str(), static_cast<double>(fs::file_size(files[i])) / 1e6,
-                readMs.back(), readMegabytes.back(), bench::median(ms["mediainfo" + index]),
-                bench::median(megabytes["mediainfo" + index]), bench::median(ms["xsddict" + index]),
-                bench::median(megabytes["xsddict" + index]));
+                bench::readNumbers(self + " --read-once " + bench::quoted(files[i].string()));
+            std::printf("  %-22s %6.1f MB  %6.2f ms  +%.1f MB\n", files[i].filename().c_str(),
+                        static_cast<double>(fs::file_size(files[i])) / 1e6,
+                        collector.median("BM_Read/" + std::to_string(i)),
+                        peaks.at(1) - peaks.at(0));
         }
-        std::printf("\nread / mediainfo: %.3f of the time, %.2f of the memory (short file)\n",
-                    readMs[0] / bench::median(ms["mediainfo0"]),
-                    readMegabytes[0] / bench::median(megabytes["mediainfo0"]));
-        std::printf("long / short file: read time %.2fx, read memory +%.1f MB\n",
-                    readMs[1] / readMs[0], readMegabytes[1] - readMegabytes[0]);
+
+        const std::vector<Figure> figures = {
+            {"one file, D-10 100 frames: time", "ms", med("xsddict0"), "mediainfo --Details=1",
+             med("mediainfo0"), 0.25},
+            {"one file, D-10 100 frames: peak memory", "MB", medMB("xsddict0"),
+             "mediainfo --Details=1", medMB("mediainfo0"), 1.0},
+            {"one file, OP1a fixture: time", "ms", med("xsddict1"), "mediainfo --Details=1",
+             med("mediainfo1"), 0.25},
+            {"one file, OP1a fixture: peak memory", "MB", medMB("xsddict1"),
+             "mediainfo --Details=1", medMB("mediainfo1"), 1.0},
+            {"register dictionary load, warm", "ms", collector.median("BM_LoadDictionary/0"),
+             "its schema", collector.median("BM_LoadDictionary/1"), 1.0 / 20},
+            {"register dictionary load, first in a process", "ms", med("first-compiled"),
+             "its schema", med("first-schema"), 1.0 / 20},
+            {"1,000 files, --json DIR: time", "ms", med("archive-xsddict"),
+             "mediainfo --Output=JSON", med("archive-mediainfo"), 0.1},
+            {"1,000 files: peak memory against 100 files", "MB", medMB("archive-xsddict"),
+             "xsddict, 100 files", medMB("archive-xsddict-100"), 1.25},
+            {"1,000 files: peak memory against mediainfo", "MB", medMB("archive-xsddict"),
+             "mediainfo --Output=JSON", medMB("archive-mediainfo"), 1.0},
+        };
         std::printf(
-            "targets: read below mediainfo in time and memory; the long file costs what "
-            "the short one does\n");
+            "\nxsddict (built-in dictionary) against the same work done otherwise; "
+            "medians of 11 interleaved runs (archives: 3)\n");
+        std::printf("%-46s %10s  %-23s %10s  %7s  %s\n", "figure", "xsddict", "against", "theirs",
+                    "ratio", "target");
+        for (const Figure& f : figures) {
+            const double ratio = f.ours / f.theirs;
+            std::printf("%-46s %7.1f %-2s  %-23s %7.1f %-2s  %7.3f  <= %.3f %s\n", f.what.c_str(),
+                        f.ours, f.unit.c_str(), f.theirsName.c_str(), f.theirs, f.unit.c_str(),
+                        ratio, f.target, ratio <= f.target ? "met" : "MISSED");
+        }
+        std::printf(
+            "(D-10 file %.1f MB; archives of 100 and 1,000 copies of the fixtures, %.1f "
+            "and %.1f MB; xsddict on %u threads, its default)\n",
+            static_cast<double>(fs::file_size(files[0])) / 1e6, megabytesIn(archive100),
+            megabytesIn(archive1000), std::thread::hardware_concurrency());
         fs::remove_all(folder);
         return 0;
     } catch (const std::exception& e) {

@@ -32,7 +32,9 @@ cmake -S "$consumer" -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$scratch/prefix" -
   > "$scratch/configure.log" || { cat "$scratch/configure.log"; exit 1; }
 cmake --build "$scratch/cmake" > "$scratch/build.log" || { cat "$scratch/build.log"; exit 1; }
 LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/consumer" "$sample"
-LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/preface-tree" "$tinyDictionary" "$mxfFile"
+LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/preface-tree" "$mxfFile" "$tinyDictionary"
+LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/preface-tree" "$mxfFile" | grep -q "^  Identification" \
+  || { echo "the example does not read with the installed built-in dictionary"; exit 1; }
 
 libdir=$(ls -d "$scratch"/prefix/lib*/pkgconfig | head -n 1)
 flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs velmar-xsddictionary)
