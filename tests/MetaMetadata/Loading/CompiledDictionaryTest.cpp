@@ -373,6 +373,15 @@ TEST(CompiledDictionary, RefusesContentThatDoesNotHoldTogether) {
         Build build;
         std::string expected;  // the message after "corrupt at byte N: ", or "loaded"
     };
+    // One element (tagged 3c.0a or not) and one attribute, with no value and no properties.
+    auto oneAttribute = [](unsigned element, unsigned status, unsigned tagFlag, bool tagged) {
+        return [=](Content& c) {
+            c.strings({}).counts(1, 1, 0, tagged ? 1 : 0).simpleElement();
+            if (tagged)
+                c.u16(0x3c0a).label();
+            c.u32(element).u8(status).u8(tagFlag).u8(0).u32(0);
+        };
+    };
     const std::vector<Case> cases = {
         {"no strings", [](Content& c) { c.u32(0).u32(1).u16(0).counts(0, 0, 0); },
          "0 strings in 1 code units"},
@@ -452,53 +461,13 @@ TEST(CompiledDictionary, RefusesContentThatDoesNotHoldTogether) {
          "1 properties of at least 8 bytes each, where 0 bytes are left"},
         {"local tag 00.00", [](Content& c) { c.strings({}).counts(0, 0, 0, 1).u16(0).label(); },
          "local tag 00.00"},
-        {"the last attribute element",
-         [](Content& c) {
-             c.strings({}).counts(1, 1, 0).simpleElement().u32(0).u8(2).u8(0).u8(0).u32(0);
-         },
-         "loaded"},
-        {"an attribute element past the last",
-         [](Content& c) {
-             c.strings({}).counts(1, 1, 0).simpleElement().u32(1).u8(0).u8(0).u8(0).u32(0);
-         },
-         "element 1 of 1"},
-        {"a status past the last",
-         [](Content& c) {
-             c.strings({}).counts(1, 1, 0).simpleElement().u32(0).u8(3).u8(0).u8(0).u32(0);
-         },
+        {"the last attribute element", oneAttribute(0, 2, 0, false), "loaded"},
+        {"an attribute element past the last", oneAttribute(1, 0, 0, false), "element 1 of 1"},
+        {"a status past the last", oneAttribute(0, 3, 0, false),
          "required status 3, which is none"},
-        {"a tagged attribute",
-         [](Content& c) {
-             c.strings({})
-                 .counts(1, 1, 0, 1)
-                 .simpleElement()
-                 .u16(0x3c0a)
-                 .label()
-                 .u32(0)
-                 .u8(0)
-                 .u8(1)
-                 .u8(0)
-                 .u32(0);
-         },
-         "loaded"},
-        {"a local tag flag of 2",
-         [](Content& c) {
-             c.strings({})
-                 .counts(1, 1, 0, 1)
-                 .simpleElement()
-                 .u16(0x3c0a)
-                 .label()
-                 .u32(0)
-                 .u8(0)
-                 .u8(2)
-                 .u8(0)
-                 .u32(0);
-         },
-         "a local tag flag of 2"},
-        {"a tag the element lacks",
-         [](Content& c) {
-             c.strings({}).counts(1, 1, 0).simpleElement().u32(0).u8(0).u8(1).u8(0).u32(0);
-         },
+        {"a tagged attribute", oneAttribute(0, 0, 1, true), "loaded"},
+        {"a local tag flag of 2", oneAttribute(0, 0, 2, true), "a local tag flag of 2"},
+        {"a tag the element lacks", oneAttribute(0, 0, 1, false),
          "an attribute with the local tag of an element that has none"},
         {"the last set attribute",
          [](Content& c) {
