@@ -112,8 +112,18 @@ struct Figure {
     double ours;
     std::string theirsName;
     double theirs;
-    double target;  // the highest ratio ours / theirs allowed
+    double ratio;   // the median of each run's ratio where runs pair up, else of the medians
+    double target;  // the highest ratio allowed
 };
+
+// The median of each run against the one it was run beside: a slow spell of a shared machine
+// meets both sides of a pair.
+double pairedRatio(const std::vector<double>& ours, const std::vector<double>& theirs) {
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < ours.size() && i < theirs.size(); ++i)
+        ratios.push_back(ours[i] / theirs[i]);
+    return bench::median(ratios);
+}
 
 }  // namespace
 
@@ -191,7 +201,8 @@ int main(int argc, char** argv) {
                 megabytes[name].push_back(measured.at(1));
         };
         std::cerr << "whole processes, interleaved...\n";
-        for (int round = 0; round < 11; ++round) {
+        constexpr int kRounds = 21;
+        for (int round = 0; round < kRounds; ++round) {
             for (std::size_t i = 0; i < files.size(); ++i) {
                 const std::string file = bench::quoted(files[i].string());
                 const std::string index = std::to_string(i);
@@ -210,8 +221,6 @@ int main(int argc, char** argv) {
             measure("archive-xsddict-100", self + " --run " + xsddict + " mxf --json " +
                                                bench::quoted(archive100.string()));
         }
-        auto med = [&](const std::string& name) { return bench::median(ms[name]); };
-        auto medMB = [&](const std::string& name) { return bench::median(megabytes[name]); };
 
         std::printf("\nread in a process with the built-in dictionary loaded (median):\n");
         for (std::size_t i = 0; i < files.size(); ++i) {
@@ -223,36 +232,51 @@ int main(int argc, char** argv) {
                         peaks.at(1) - peaks.at(0));
         }
 
+        // A row of two series measured side by side, or of two in-process medians.
+        auto paired = [&](const char* what, bool memory, const std::string& ours,
+                          const char* theirsName, const std::string& theirs, double target) {
+            auto& series = memory ? megabytes : ms;
+            return Figure{what,
+                          memory ? "MB" : "ms",
+                          bench::median(series[ours]),
+                          theirsName,
+                          bench::median(series[theirs]),
+                          pairedRatio(series[ours], series[theirs]),
+                          target};
+        };
+        const double warmCompiled = collector.median("BM_LoadDictionary/0");
+        const double warmSchema = collector.median("BM_LoadDictionary/1");
         const std::vector<Figure> figures = {
-            {"one file, D-10 100 frames: time", "ms", med("xsddict0"), "mediainfo --Details=1",
-             med("mediainfo0"), 0.25},
-            {"one file, D-10 100 frames: peak memory", "MB", medMB("xsddict0"),
-             "mediainfo --Details=1", medMB("mediainfo0"), 1.0},
-            {"one file, OP1a fixture: time", "ms", med("xsddict1"), "mediainfo --Details=1",
-             med("mediainfo1"), 0.25},
-            {"one file, OP1a fixture: peak memory", "MB", medMB("xsddict1"),
-             "mediainfo --Details=1", medMB("mediainfo1"), 1.0},
-            {"register dictionary load, warm", "ms", collector.median("BM_LoadDictionary/0"),
-             "its schema", collector.median("BM_LoadDictionary/1"), 1.0 / 20},
-            {"register dictionary load, first in a process", "ms", med("first-compiled"),
-             "its schema", med("first-schema"), 1.0 / 20},
-            {"1,000 files, --json DIR: time", "ms", med("archive-xsddict"),
-             "mediainfo --Output=JSON", med("archive-mediainfo"), 0.1},
-            {"1,000 files: peak memory against 100 files", "MB", medMB("archive-xsddict"),
-             "xsddict, 100 files", medMB("archive-xsddict-100"), 1.25},
-            {"1,000 files: peak memory against mediainfo", "MB", medMB("archive-xsddict"),
-             "mediainfo --Output=JSON", medMB("archive-mediainfo"), 1.0},
+            paired("one file, D-10 100 frames: time", false, "xsddict0", "mediainfo --Details=1",
+                   "mediainfo0", 0.25),
+            paired("one file, D-10 100 frames: peak memory", true, "xsddict0",
+                   "mediainfo --Details=1", "mediainfo0", 1.0),
+            paired("one file, OP1a fixture: time", false, "xsddict1", "mediainfo --Details=1",
+                   "mediainfo1", 0.25),
+            paired("one file, OP1a fixture: peak memory", true, "xsddict1", "mediainfo --Details=1",
+                   "mediainfo1", 1.0),
+            {"register dictionary load, warm", "ms", warmCompiled, "its schema", warmSchema,
+             warmCompiled / warmSchema, 1.0 / 20},
+            paired("register dictionary load, first in a process", false, "first-compiled",
+                   "its schema", "first-schema", 1.0 / 20),
+            paired("1,000 files, --json DIR: time", false, "archive-xsddict",
+                   "mediainfo --Output=JSON", "archive-mediainfo", 0.1),
+            paired("1,000 files: peak memory against 100 files", true, "archive-xsddict",
+                   "xsddict, 100 files", "archive-xsddict-100", 1.25),
+            paired("1,000 files: peak memory against mediainfo", true, "archive-xsddict",
+                   "mediainfo --Output=JSON", "archive-mediainfo", 1.0),
         };
         std::printf(
-            "\nxsddict (built-in dictionary) against the same work done otherwise; "
-            "medians of 11 interleaved runs (archives: 3)\n");
+            "\nxsddict (built-in dictionary) against the same work done otherwise: medians of "
+            "%d interleaved runs (archives: 3), the ratio the median of each run's against the "
+            "one beside it (warm loads: medians in this process)\n",
+            kRounds);
         std::printf("%-46s %10s  %-23s %10s  %7s  %s\n", "figure", "xsddict", "against", "theirs",
                     "ratio", "target");
         for (const Figure& f : figures) {
-            const double ratio = f.ours / f.theirs;
             std::printf("%-46s %7.1f %-2s  %-23s %7.1f %-2s  %7.3f  <= %.3f %s\n", f.what.c_str(),
                         f.ours, f.unit.c_str(), f.theirsName.c_str(), f.theirs, f.unit.c_str(),
-                        ratio, f.target, ratio <= f.target ? "met" : "MISSED");
+                        f.ratio, f.target, f.ratio <= f.target ? "met" : "MISSED");
         }
         std::printf(
             "(D-10 file %.1f MB; archives of 100 and 1,000 copies of the fixtures, %.1f "
