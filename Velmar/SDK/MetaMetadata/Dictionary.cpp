@@ -248,7 +248,10 @@ void Dictionary::addMetaElement(const Types::UniversalLabel& label,
     const MetaElement* held = element.get();
     elements_.push_back(std::move(element));
     if (elementsByLabel_.emplace(exact(label.bytes()), held).second) {
-        elementsByVersionless_[masked(label.bytes(), false)].push_back(held);
+        const auto [it, added] = elementsByVersionless_.emplace(masked(label.bytes(), false), held);
+        if (!added && label[kVersionByte] > it->second->universalLabel()[kVersionByte]) {
+            it->second = held;
+        }
     }
     if (NameIndexes* indexes = elementsByNames_.made()) {
         indexes->add(held);
@@ -264,12 +267,7 @@ const MetaElement* Dictionary::findMetaElement(const Types::UniversalLabel& labe
     } else if (label.size() == 16) {
         auto it = elementsByVersionless_.find(masked(label.bytes(), false));
         if (it != elementsByVersionless_.end()) {
-            for (const MetaElement* candidate : it->second) {
-                if (result == nullptr || candidate->universalLabel()[kVersionByte] >
-                                             result->universalLabel()[kVersionByte]) {
-                    result = candidate;
-                }
-            }
+            result = it->second;
             found = LabelMatch::IgnoringVersion;
         }
     }

@@ -154,8 +154,8 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
 
     ElementStore elements_;
     ByBytes<const MetaElement*> elementsByLabel_;
-    // The first element of each label, by its label without the version byte.
-    ByBytes<Templates::vector<const MetaElement*>> elementsByVersionless_;
+    // By label without the version byte, the first element of the highest version.
+    ByBytes<const MetaElement*> elementsByVersionless_;
     LazyNameIndexes elementsByNames_;
     ByBytes<Types::LocalTag> labelToTag_;
     Templates::unordered_map<unsigned short, Types::UniversalLabel> tagToLabel_;

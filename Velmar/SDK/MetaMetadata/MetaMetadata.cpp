@@ -32,20 +32,29 @@ Text text(const WString& s) {
     return Text(s.data(), s.size());
 }
 
-const WString* sharedPropertyName(Text name) {
-    for (const WString& shared : kSharedPropertyNames) {
-        if (text(shared) == name) {
-            return &shared;
+constexpr std::uint32_t kSharedNames = sizeof kSharedPropertyNames / sizeof kSharedPropertyNames[0];
+}  // namespace
+
+const WString& PropertyMap::nameOf(const Property& property) const {
+    return property.name < kOwnName ? kSharedPropertyNames[property.name]
+                                    : ownNames_[property.name - kOwnName];
+}
+
+std::uint32_t PropertyMap::nameNumber(Text name) {
+    for (std::uint32_t i = 0; i < kSharedNames; ++i) {
+        if (text(kSharedPropertyNames[i]) == name) {
+            return i;
         }
     }
-    return nullptr;
+    ownNames_.emplace_back(name.data(), name.size());
+    return kOwnName + static_cast<std::uint32_t>(ownNames_.size() - 1);
 }
-}  // namespace
 
 PropertyMap::PropertyMap() = default;
 PropertyMap::PropertyMap(const PropertyMap& other) = default;
 PropertyMap& PropertyMap::operator=(const PropertyMap& other) {
     properties_ = other.properties_;
+    ownNames_ = other.ownNames_;
     return *this;
 }
 PropertyMap::~PropertyMap() = default;
@@ -56,25 +65,25 @@ void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
 
 void PropertyMap::addProperty(Text name, Text value) {
     auto it = std::find_if(properties_.begin(), properties_.end(),
-                           [&](const Property& p) { return text(p.name()) == name; });
+                           [&](const Property& p) { return text(nameOf(p)) == name; });
     if (it != properties_.end()) {
         it->value.assign(value.data(), value.size());
         return;
     }
-    Property added;
-    added.sharedName = sharedPropertyName(name);
-    if (added.sharedName == nullptr) {
-        added.ownName.assign(name.data(), name.size());
+    properties_.push_back(Property{0, WString(value.data(), value.size())});
+    try {
+        properties_.back().name = nameNumber(name);
+    } catch (...) {
+        properties_.pop_back();  // no property without its name
+        throw;
     }
-    added.value.assign(value.data(), value.size());
-    properties_.push_back(std::move(added));
 }
 
 const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
     if (name != nullptr) {
         const Text key(name);
         for (const Property& p : properties_) {
-            if (text(p.name()) == key) {
+            if (text(nameOf(p)) == key) {
                 return p.value.c_str();
             }
         }
@@ -88,7 +97,7 @@ bool PropertyMap::hasProperty(const XMLCh* name) const {
     }
     const Text key(name);
     return std::any_of(properties_.begin(), properties_.end(),
-                       [&](const Property& p) { return text(p.name()) == key; });
+                       [&](const Property& p) { return text(nameOf(p)) == key; });
 }
 
 MetaElement::MetaElement(const Types::UniversalLabel& label,

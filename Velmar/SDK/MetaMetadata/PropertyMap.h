@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -25,22 +26,24 @@ class VELMAR_SDK_API PropertyMap {
 
     bool hasProperty(const XMLCh* name) const;
     std::size_t propertyCount() const { return properties_.size(); }
-    const WString& propertyName(std::size_t index) const { return properties_.at(index).name(); }
+    const WString& propertyName(std::size_t index) const { return nameOf(properties_.at(index)); }
     const WString& propertyValue(std::size_t index) const { return properties_.at(index).value; }
     // Room for this many properties in all, for a caller that knows how many come.
     void reserveProperties(std::size_t count) { properties_.reserve(count); }
 
   private:
     // The names the loaders give ("name", "XMLTagName", ...) are held once for the process and
-    // pointed to, rather than copied into each of the thousands of elements that have them;
-    // any other name is the property's own copy.
+    // named by number, rather than copied into each of the thousands of elements that have
+    // them; any other name is one of the map's own. A property is then its value and a number.
     struct Property {
-        const WString* sharedName = nullptr;
-        WString ownName;
+        std::uint32_t name;  // a shared name's number, or kOwnName + its place in ownNames_
         WString value;
-        const WString& name() const { return sharedName != nullptr ? *sharedName : ownName; }
     };
+    static constexpr std::uint32_t kOwnName = 1u << 16;
+    const WString& nameOf(const Property& property) const;
+    std::uint32_t nameNumber(std::u16string_view name);
     Templates::vector<Property> properties_;
+    Templates::vector<WString> ownNames_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata
