@@ -8,6 +8,7 @@
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 #include <tuple>
 
@@ -32,6 +33,11 @@ Text text(const WString& s) {
     return Text(s.data(), s.size());
 }
 
+// The same units: by length, then as bytes (the traits compare a unit at a time).
+bool same(Text a, Text b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(XMLCh)) == 0;
+}
+
 constexpr std::uint32_t kSharedNames = sizeof kSharedPropertyNames / sizeof kSharedPropertyNames[0];
 }  // namespace
 
@@ -42,7 +48,7 @@ const WString& PropertyMap::nameOf(const Property& property) const {
 
 std::uint32_t PropertyMap::nameNumber(Text name) {
     for (std::uint32_t i = 0; i < kSharedNames; ++i) {
-        if (text(kSharedPropertyNames[i]) == name) {
+        if (same(text(kSharedPropertyNames[i]), name)) {
             return i;
         }
     }
@@ -65,7 +71,7 @@ void PropertyMap::addProperty(const XMLCh* name, const XMLCh* value) {
 
 void PropertyMap::addProperty(Text name, Text value) {
     auto it = std::find_if(properties_.begin(), properties_.end(),
-                           [&](const Property& p) { return text(nameOf(p)) == name; });
+                           [&](const Property& p) { return same(text(nameOf(p)), name); });
     if (it != properties_.end()) {
         it->value.assign(value.data(), value.size());
         return;
@@ -83,7 +89,7 @@ const XMLCh* PropertyMap::getProperty(const XMLCh* name) const {
     if (name != nullptr) {
         const Text key(name);
         for (const Property& p : properties_) {
-            if (text(nameOf(p)) == key) {
+            if (same(text(nameOf(p)), key)) {
                 return p.value.c_str();
             }
         }
@@ -97,7 +103,7 @@ bool PropertyMap::hasProperty(const XMLCh* name) const {
     }
     const Text key(name);
     return std::any_of(properties_.begin(), properties_.end(),
-                       [&](const Property& p) { return text(nameOf(p)) == key; });
+                       [&](const Property& p) { return same(text(nameOf(p)), key); });
 }
 
 MetaElement::MetaElement(const Types::UniversalLabel& label,
