@@ -55,12 +55,27 @@ class Reader {
     Reader(ByteSource& source, const MM::Dictionary& dictionary)
         : source_(source), dictionary_(dictionary) {}
 
+    // The header partition and its header metadata come first, in file order, so that a
+    // refusal names the first fault in the file; only then are offsets from the random index
+    // pack or the footer trusted. Where a later partition holds the header metadata to read
+    // (the first closed complete one), it is read instead.
     HeaderMetadata read() {
         result_.fileSize = source_.size();
         findRunIn();
-        readPartitions();
+        const Partition header = readPartition(result_.runIn);
+        if (header.headerByteCount != 0) {
+            readHeaderMetadata(header);
+        }
+        readPartitions(header);
         const Partition& holder = headerMetadataPartition();
-        readHeaderMetadata(holder);
+        if (holder.offset != header.offset) {
+            primer_.clear();
+            fileOrder_.clear();
+            metadataFindings_.clear();
+            readHeaderMetadata(holder);
+        }
+        result_.findings.insert(result_.findings.end(), metadataFindings_.begin(),
+                                metadataFindings_.end());
         resolveItems();
         placeInTreeOrder();
         return std::move(result_);
@@ -169,9 +184,8 @@ class Reader {
         return true;
     }
 
-    void readPartitions() {
+    void readPartitions(const Partition& header) {
         const std::uint64_t runIn = result_.runIn;
-        const Partition header = readPartition(runIn);
         std::map<std::uint64_t, Partition> found{{runIn, header}};
         auto add = [&](std::uint64_t relative) {
             if (relative > source_.size() - runIn) {
@@ -254,12 +268,11 @@ class Reader {
         if (!isPrimerKey(header.key)) {
             refuse("bad-primer", at, "no primer pack where the header metadata starts");
         }
-        if (partition.headerByteCount > source_.size() - at) {
-            refuse("length-past-end", partition.offset,
-                   "a header byte count of " + std::to_string(partition.headerByteCount) +
-                       " where " + std::to_string(source_.size() - at) + " bytes are left");
-        }
-        const std::uint64_t end = at + partition.headerByteCount;
+        // A byte count past the file's end is a file cut short: what is there is read, in
+        // order, so that a fault before the cut is named first.
+        const std::uint64_t left = source_.size() - at;
+        const bool cut = partition.headerByteCount > left;
+        const std::uint64_t end = cut ? source_.size() : at + partition.headerByteCount;
         readPrimer(partition, header, end);
         at = header.end();
         while (at < end) {
@@ -274,11 +287,17 @@ class Reader {
             } else if (isLocalSetKey(header.key)) {
                 readLocalSet(header);
             } else {
-                result_.findings.push_back(
+                metadataFindings_.push_back(
                     {"unknown-set", header.offset, "", std::nullopt, "",
                      "a packet that is no local set: " + dottedHex(header.key.data(), 16)});
             }
             at = header.end();
+        }
+        if (cut) {
+            refuse("truncated", source_.size(),
+                   "the file ends in the header metadata, whose byte count of " +
+                       std::to_string(partition.headerByteCount) + " runs " +
+                       std::to_string(partition.headerByteCount - left) + " bytes past it");
         }
     }
 
@@ -380,6 +399,7 @@ class Reader {
                 item.label = label->second;
                 if (isInstanceUIDLabel(label->second) && item.bytes.size() == 16) {
                     set.instanceUID = bytes16(item.bytes.data());
+                    instanceItems_[&set] = &item;
                 }
                 item.element =
                     dictionary_.findMetaElement(SDK::Types::UniversalLabel(label->second.data()));
@@ -421,16 +441,22 @@ class Reader {
         for (std::size_t i = 0; i < fileOrder_.size(); ++i) {
             LocalSet& set = fileOrder_[i];
             if (set.instanceUID && !byInstance_.emplace(*set.instanceUID, i).second) {
-                find(set, "duplicate-instance-uid", nullptr,
+                find(set, "duplicate-instance-uid", instanceItems_.at(&set),
                      "InstanceUID " + uuidText(*set.instanceUID) + " is also the set's at " +
                          std::to_string(fileOrder_[byInstance_.at(*set.instanceUID)].offset));
             }
         }
     }
 
+    // A set a strong reference leads to, and the item that holds the reference.
+    struct Child {
+        std::size_t set;
+        const Item* item;
+    };
+
     // The sets an item's strong references lead to, checking each against the dictionary.
-    std::vector<std::size_t> children(std::size_t index) {
-        std::vector<std::size_t> targets;
+    std::vector<Child> children(std::size_t index) {
+        std::vector<Child> targets;
         LocalSet& set = fileOrder_[index];
         for (const Item& item : set.items) {
             if (item.element == nullptr) {
@@ -445,16 +471,21 @@ class Reader {
                          "no set has InstanceUID " + uuidText(bytes16(uid.data())));
                     continue;
                 }
-                const MM::MetaMetadataSet* definition = fileOrder_[target->second].definition;
-                if (reference.result() != nullptr && definition != nullptr) {
+                const LocalSet& to = fileOrder_[target->second];
+                if (reference.result() != nullptr && to.definition == nullptr) {
+                    find(set, "wrong-target", &item,
+                         "the set at " + std::to_string(to.offset) + " has a key the dictionary "
+                         "does not know, so it is none of the sets " + elementName(item.element) +
+                         " may refer to");
+                } else if (reference.result() != nullptr) {
                     const auto& keys = reference.result()->targetSets();
-                    if (std::find(keys.begin(), keys.end(), definition->key()) == keys.end()) {
+                    if (std::find(keys.begin(), keys.end(), to.definition->key()) == keys.end()) {
                         find(set, "wrong-target", &item,
-                             fileOrder_[target->second].name() + " is not among the sets " +
-                                 elementName(item.element) + " may refer to");
+                             to.name() + " is not among the sets " + elementName(item.element) +
+                                 " may refer to");
                     }
                 }
-                targets.push_back(target->second);
+                targets.push_back({target->second, &item});
             }
         }
         return targets;
@@ -465,7 +496,7 @@ class Reader {
     void walk(std::size_t root, std::vector<bool>& placed) {
         struct Frame {
             std::size_t set;
-            std::vector<std::size_t> children;
+            std::vector<Child> children;
             std::size_t next = 0;
         };
         std::vector<Frame> stack;
@@ -487,10 +518,11 @@ class Reader {
                 stack.pop_back();
                 continue;
             }
-            const std::size_t child = frame.children[frame.next++];
+            const Child& next = frame.children[frame.next++];
+            const std::size_t child = next.set;
             if (onStack[child]) {
                 LocalSet& from = fileOrder_[frame.set];
-                find(from, "reference-cycle", nullptr,
+                find(from, "reference-cycle", next.item,
                      "a reference back to " + fileOrder_[child].name() + " at " +
                          std::to_string(fileOrder_[child].offset) + ", which holds this set");
             } else if (!placed[child]) {
@@ -526,6 +558,8 @@ class Reader {
     std::unordered_map<std::uint16_t, Bytes16> primer_;
     std::vector<LocalSet> fileOrder_;
     std::unordered_map<Bytes16, std::size_t, Bytes16Hash> byInstance_;
+    std::unordered_map<const LocalSet*, const Item*> instanceItems_;  // each set's InstanceUID
+    std::vector<Finding> metadataFindings_;  // of the header metadata read, after the partitions'
 };
 
 }  // namespace
