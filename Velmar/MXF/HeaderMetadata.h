@@ -90,6 +90,41 @@ struct Finding {
     std::string message;
 };
 
+// An index table segment, decoded by the walk (its local tags are fixed, not the primer's).
+struct IndexSegment {
+    struct DeltaEntry {
+        std::int8_t posTableIndex = 0;
+        std::uint8_t slice = 0;
+        std::uint32_t elementDelta = 0;
+    };
+    struct Entry {
+        std::int8_t temporalOffset = 0;
+        std::int8_t keyFrameOffset = 0;
+        std::uint8_t flags = 0;
+        std::uint64_t streamOffset = 0;
+    };
+    std::uint64_t offset = 0;  // of its key
+    std::uint32_t indexSID = 0;
+    std::uint32_t bodySID = 0;
+    std::int32_t editRateNumerator = 0;
+    std::int32_t editRateDenominator = 0;
+    std::int64_t startPosition = 0;
+    std::int64_t duration = 0;
+    std::uint32_t editUnitByteCount = 0;  // 0: entries give each edit unit's offset
+    std::uint8_t sliceCount = 0;
+    std::uint8_t posTableCount = 0;
+    std::vector<DeltaEntry> deltaEntries;
+    std::vector<Entry> entries;
+};
+
+// What a walk of every KLV of the file found, beside what its checks report as findings.
+struct Walk {
+    std::uint64_t klvs = 0;                   // every packet, partition packs and fill included
+    std::uint64_t essenceElements = 0;        // generic container elements and system items
+    std::uint64_t essenceBytes = 0;           // their keys, lengths and values
+    std::vector<IndexSegment> indexSegments;  // in file order
+};
+
 struct HeaderMetadata {
     std::uint64_t fileSize = 0;
     std::uint64_t runIn = 0;
@@ -98,6 +133,14 @@ struct HeaderMetadata {
     Primer primer;
     std::vector<LocalSet> sets;  // in tree order: depth first from the Preface
     std::vector<Finding> findings;
+    std::optional<Walk> walk;  // when asked for
+};
+
+struct ReadOptions {
+    // Also step through every KLV of every partition by its length (keys and lengths, partition
+    // packs and index table segments are read, never essence), refusing a structural fault
+    // anywhere and checking the partition chain, the random index pack and the index tables.
+    bool walk = false;
 };
 
 // Reads a file's partitions and the header metadata of the first closed complete partition
@@ -110,6 +153,12 @@ HeaderMetadata readHeaderMetadata(const char* path,
 // The same from bytes in memory.
 HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
                                   const SDK::MetaMetadata::Dictionary& dictionary);
+// Either, with options.
+HeaderMetadata readHeaderMetadata(const char* path, const SDK::MetaMetadata::Dictionary& dictionary,
+                                  const ReadOptions& options);
+HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
+                                  const SDK::MetaMetadata::Dictionary& dictionary,
+                                  const ReadOptions& options);
 
 // Text forms used by the reader's output: dotted bytes ("06.0e.2b.34..."), a UUID
 // ("8-4-4-4-12") and plain hexadecimal.

@@ -31,12 +31,25 @@ constexpr std::uint8_t kRandomIndex[16] = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x05, 0
                                            0x0d, 0x01, 0x02, 0x01, 0x01, 0x11, 0x01, 0x00};
 constexpr std::uint8_t kFill[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
                                     0x03, 0x01, 0x02, 0x10, 0x01, 0x00, 0x00, 0x00};
+constexpr std::uint8_t kIndexSegment[16] = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x53, 0x01, 0x01,
+                                            0x0d, 0x01, 0x02, 0x01, 0x01, 0x10, 0x01, 0x00};
 constexpr std::uint8_t kPreface[16] = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x53, 0x01, 0x01,
                                        0x0d, 0x01, 0x01, 0x01, 0x01, 0x01, 0x2f, 0x00};
 constexpr std::uint8_t kInstanceUID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
                                            0x01, 0x01, 0x15, 0x02, 0x00, 0x00, 0x00, 0x00};
 
+constexpr std::size_t kPartitionPackFixed = 80;  // the fields before the essence container batch
+// No partition pack of a real file comes near this; checked before anything is allocated.
+constexpr std::uint64_t kMaxPartitionPack = 1 << 20;
+constexpr std::uint64_t kMaxRandomIndex = 16 << 20;
+
 }  // namespace
+
+Bytes16 bytes16(const std::uint8_t* bytes) {
+    Bytes16 out;
+    std::memcpy(out.data(), bytes, 16);
+    return out;
+}
 
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size) {
     std::uint64_t value = 0;
@@ -104,6 +117,69 @@ std::vector<std::uint8_t> readValue(ByteSource& source, const KLVHeader& header,
     return value;
 }
 
+Partition readPartitionPack(ByteSource& source, std::uint64_t offset) {
+    const KLVHeader header = readKLVHeader(source, offset);
+    if (!isPartitionKey(header.key)) {
+        refuse("bad-partition", offset, "no partition pack here");
+    }
+    const std::vector<std::uint8_t> v =
+        readValue(source, header, kMaxPartitionPack, "bad-partition", "a partition pack");
+    if (v.size() < kPartitionPackFixed + 8) {
+        refuse("bad-partition", offset,
+               "a partition pack of " + std::to_string(v.size()) + " bytes, fewer than " +
+                   std::to_string(kPartitionPackFixed + 8));
+    }
+    Partition p;
+    p.offset = offset;
+    p.kind = header.key[13] == 0x02   ? Partition::Kind::Header
+             : header.key[13] == 0x03 ? Partition::Kind::Body
+                                      : Partition::Kind::Footer;
+    p.closed = header.key[14] == 0x02 || header.key[14] == 0x04;
+    p.complete = header.key[14] >= 0x03;
+    const std::uint8_t* b = v.data();
+    p.majorVersion = static_cast<std::uint16_t>(bigEndian(b, 2));
+    p.minorVersion = static_cast<std::uint16_t>(bigEndian(b + 2, 2));
+    p.kagSize = static_cast<std::uint32_t>(bigEndian(b + 4, 4));
+    p.thisPartition = bigEndian(b + 8, 8);
+    p.previousPartition = bigEndian(b + 16, 8);
+    p.footerPartition = bigEndian(b + 24, 8);
+    p.headerByteCount = bigEndian(b + 32, 8);
+    p.indexByteCount = bigEndian(b + 40, 8);
+    p.indexSID = static_cast<std::uint32_t>(bigEndian(b + 48, 4));
+    p.bodyOffset = bigEndian(b + 52, 8);
+    p.bodySID = static_cast<std::uint32_t>(bigEndian(b + 60, 4));
+    p.operationalPattern = bytes16(b + 64);
+    const std::uint64_t count = bigEndian(b + 80, 4);
+    const std::uint64_t itemSize = bigEndian(b + 84, 4);
+    const std::uint64_t body = v.size() - kPartitionPackFixed - 8;
+    if ((count != 0 || body != 0) && (itemSize != 16 || body % 16 != 0 || body / 16 != count)) {
+        refuse("bad-partition", offset,
+               "the essence container batch says " + std::to_string(count) + " items of " +
+                   std::to_string(itemSize) + " bytes in " + std::to_string(body) + " bytes");
+    }
+    for (std::uint64_t i = 0; i < count; ++i) {
+        p.essenceContainers.push_back(bytes16(b + 88 + i * 16));
+    }
+    p.packEnd = header.end();
+    return p;
+}
+
+std::vector<RandomIndexEntry> readRandomIndexPack(ByteSource& source, const KLVHeader& header) {
+    const std::vector<std::uint8_t> v =
+        readValue(source, header, kMaxRandomIndex, "bad-partition", "a random index pack");
+    if (v.size() < 4 || (v.size() - 4) % 12 != 0) {
+        refuse("bad-partition", header.offset,
+               "a random index pack of " + std::to_string(v.size()) +
+                   " bytes, not 4 more than a multiple of 12");
+    }
+    std::vector<RandomIndexEntry> entries;
+    for (std::size_t at = 0; at + 4 < v.size(); at += 12) {
+        entries.push_back({static_cast<std::uint32_t>(bigEndian(v.data() + at, 4)),
+                           bigEndian(v.data() + at + 4, 8)});
+    }
+    return entries;
+}
+
 bool isPartitionKey(const Bytes16& key) {
     return matches(key, kPartition, 13) && key[13] >= 0x02 && key[13] <= 0x04 && key[14] >= 0x01 &&
            key[14] <= 0x04;
@@ -116,6 +192,12 @@ bool isFillKey(const Bytes16& key) {
 }
 bool isRandomIndexKey(const Bytes16& key) {
     return matches(key, kRandomIndex, 16);
+}
+bool isIndexSegmentKey(const Bytes16& key) {
+    return matches(key, kIndexSegment, 16);
+}
+bool isEssenceKey(const Bytes16& key) {
+    return key[8] == 0x0d && key[9] == 0x01 && key[10] == 0x03 && key[11] == 0x01;
 }
 bool isLocalSetKey(const Bytes16& key) {
     return key[4] == 0x02 && key[5] == 0x53;

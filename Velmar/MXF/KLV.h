@@ -26,6 +26,12 @@ KLVHeader readKLVHeader(ByteSource& source, std::uint64_t offset);
 std::vector<std::uint8_t> readValue(ByteSource& source, const KLVHeader& header,
                                     std::uint64_t limit, const char* rule, const char* what);
 
+// The partition pack at offset, refusing one that is no pack or whose batch does not hold.
+Partition readPartitionPack(ByteSource& source, std::uint64_t offset);
+
+// The entries of the random index pack whose header is given, refusing a pack that does not hold.
+std::vector<RandomIndexEntry> readRandomIndexPack(ByteSource& source, const KLVHeader& header);
+
 // Labels compared on the bytes that identify them: a partition pack of any kind and status, the
 // primer, fill, the random index pack, local sets and the Preface.
 bool isPartitionKey(const Bytes16& key);
@@ -33,9 +39,12 @@ bool isPrimerKey(const Bytes16& key);
 bool isFillKey(const Bytes16& key);
 bool isRandomIndexKey(const Bytes16& key);
 bool isLocalSetKey(const Bytes16& key);
+bool isIndexSegmentKey(const Bytes16& key);
+bool isEssenceKey(const Bytes16& key);  // a generic container's elements and system items
 bool isPrefaceKey(const Bytes16& key);
 bool isInstanceUIDLabel(const Bytes16& label);
 
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size);
+Bytes16 bytes16(const std::uint8_t* bytes);
 
 }  // namespace Velmar::MXF

@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "ByteSource.h"
+#include "FileWalk.h"
 #include "KLV.h"
 #include "ValueDecoding.h"
 #include "Velmar/MXF/HeaderMetadata.h"
@@ -20,12 +21,9 @@ namespace {
 namespace MM = SDK::MetaMetadata;
 
 constexpr std::uint64_t kMaxRunIn = 65535;
-constexpr std::size_t kPartitionPackFixed = 80;  // the fields before the essence container batch
-// No partition pack, primer or local set of a real file comes near these; a length read from a
-// file is checked against them before anything is allocated for it.
-constexpr std::uint64_t kMaxPartitionPack = 1 << 20;
+// No primer or local set of a real file comes near these; a length read from a file is checked
+// against them before anything is allocated for it.
 constexpr std::uint64_t kMaxLocalSet = 16 << 20;
-constexpr std::uint64_t kMaxRandomIndex = 16 << 20;
 
 [[noreturn]] void refuse(const char* rule, std::uint64_t offset, const std::string& message,
                          int line = __builtin_LINE()) {
@@ -34,12 +32,6 @@ constexpr std::uint64_t kMaxRandomIndex = 16 << 20;
 
 std::string utf8(const XMLCh* text) {
     return SDK::Utils::toUtf8(text).c_str();
-}
-
-Bytes16 bytes16(const std::uint8_t* bytes) {
-    Bytes16 out;
-    std::memcpy(out.data(), bytes, 16);
-    return out;
 }
 
 struct Bytes16Hash {
@@ -52,8 +44,8 @@ struct Bytes16Hash {
 
 class Reader {
   public:
-    Reader(ByteSource& source, const MM::Dictionary& dictionary)
-        : source_(source), dictionary_(dictionary) {}
+    Reader(ByteSource& source, const MM::Dictionary& dictionary, const ReadOptions& options)
+        : source_(source), dictionary_(dictionary), options_(options) {}
 
     // The header partition and its header metadata come first, in file order, so that a
     // refusal names the first fault in the file; only then are offsets from the random index
@@ -66,7 +58,12 @@ class Reader {
         if (header.headerByteCount != 0) {
             readHeaderMetadata(header);
         }
-        readPartitions(header);
+        if (options_.walk) {
+            walkFile(source_, result_);  // every partition, in file order
+            footerMissing(header);
+        } else {
+            readPartitions(header);
+        }
         const Partition& holder = headerMetadataPartition();
         if (holder.offset != header.offset) {
             primer_.clear();
@@ -99,52 +96,7 @@ class Reader {
         refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
     }
 
-    Partition readPartition(std::uint64_t offset) {
-        const KLVHeader header = readKLVHeader(source_, offset);
-        if (!isPartitionKey(header.key)) {
-            refuse("bad-partition", offset, "no partition pack here");
-        }
-        const std::vector<std::uint8_t> v =
-            readValue(source_, header, kMaxPartitionPack, "bad-partition", "a partition pack");
-        if (v.size() < kPartitionPackFixed + 8) {
-            refuse("bad-partition", offset,
-                   "a partition pack of " + std::to_string(v.size()) + " bytes, fewer than " +
-                       std::to_string(kPartitionPackFixed + 8));
-        }
-        Partition p;
-        p.offset = offset;
-        p.kind = header.key[13] == 0x02   ? Partition::Kind::Header
-                 : header.key[13] == 0x03 ? Partition::Kind::Body
-                                          : Partition::Kind::Footer;
-        p.closed = header.key[14] == 0x02 || header.key[14] == 0x04;
-        p.complete = header.key[14] >= 0x03;
-        const std::uint8_t* b = v.data();
-        p.majorVersion = static_cast<std::uint16_t>(bigEndian(b, 2));
-        p.minorVersion = static_cast<std::uint16_t>(bigEndian(b + 2, 2));
-        p.kagSize = static_cast<std::uint32_t>(bigEndian(b + 4, 4));
-        p.thisPartition = bigEndian(b + 8, 8);
-        p.previousPartition = bigEndian(b + 16, 8);
-        p.footerPartition = bigEndian(b + 24, 8);
-        p.headerByteCount = bigEndian(b + 32, 8);
-        p.indexByteCount = bigEndian(b + 40, 8);
-        p.indexSID = static_cast<std::uint32_t>(bigEndian(b + 48, 4));
-        p.bodyOffset = bigEndian(b + 52, 8);
-        p.bodySID = static_cast<std::uint32_t>(bigEndian(b + 60, 4));
-        p.operationalPattern = bytes16(b + 64);
-        const std::uint64_t count = bigEndian(b + 80, 4);
-        const std::uint64_t itemSize = bigEndian(b + 84, 4);
-        const std::uint64_t body = v.size() - kPartitionPackFixed - 8;
-        if ((count != 0 || body != 0) && (itemSize != 16 || body % 16 != 0 || body / 16 != count)) {
-            refuse("bad-partition", offset,
-                   "the essence container batch says " + std::to_string(count) + " items of " +
-                       std::to_string(itemSize) + " bytes in " + std::to_string(body) + " bytes");
-        }
-        for (std::uint64_t i = 0; i < count; ++i) {
-            p.essenceContainers.push_back(bytes16(b + 88 + i * 16));
-        }
-        p.packEnd = header.end();
-        return p;
-    }
+    Partition readPartition(std::uint64_t offset) { return readPartitionPack(source_, offset); }
 
     bool partitionAt(std::uint64_t offset) {
         Bytes16 key;
@@ -167,20 +119,7 @@ class Reader {
         if (!source_.read(size - length, key.data(), 16) || !isRandomIndexKey(key)) {
             return false;
         }
-        const KLVHeader header = readKLVHeader(source_, size - length);
-        const std::vector<std::uint8_t> v =
-            readValue(source_, header, kMaxRandomIndex, "bad-partition", "a random index pack");
-        if (v.size() < 4 || (v.size() - 4) % 12 != 0) {
-            refuse("bad-partition", header.offset,
-                   "a random index pack of " + std::to_string(v.size()) +
-                       " bytes, not 4 more than a multiple of 12");
-        }
-        std::vector<RandomIndexEntry> entries;
-        for (std::size_t at = 0; at + 4 < v.size(); at += 12) {
-            entries.push_back({static_cast<std::uint32_t>(bigEndian(v.data() + at, 4)),
-                               bigEndian(v.data() + at + 4, 8)});
-        }
-        result_.randomIndex = std::move(entries);
+        result_.randomIndex = readRandomIndexPack(source_, readKLVHeader(source_, size - length));
         return true;
     }
 
@@ -223,7 +162,11 @@ class Reader {
         for (auto& entry : found) {
             result_.partitions.push_back(entry.second);
         }
-        if (header.footerPartition != 0 && !partitionAt(runIn + header.footerPartition)) {
+        footerMissing(header);
+    }
+
+    void footerMissing(const Partition& header) {
+        if (header.footerPartition != 0 && !partitionAt(result_.runIn + header.footerPartition)) {
             result_.findings.push_back({"footer-missing", std::nullopt, "", std::nullopt, "",
                                         "the header partition names a footer at " +
                                             std::to_string(header.footerPartition) +
@@ -474,9 +417,10 @@ class Reader {
                 const LocalSet& to = fileOrder_[target->second];
                 if (reference.result() != nullptr && to.definition == nullptr) {
                     find(set, "wrong-target", &item,
-                         "the set at " + std::to_string(to.offset) + " has a key the dictionary "
-                         "does not know, so it is none of the sets " + elementName(item.element) +
-                         " may refer to");
+                         "the set at " + std::to_string(to.offset) +
+                             " has a key the dictionary "
+                             "does not know, so it is none of the sets " +
+                             elementName(item.element) + " may refer to");
                 } else if (reference.result() != nullptr) {
                     const auto& keys = reference.result()->targetSets();
                     if (std::find(keys.begin(), keys.end(), to.definition->key()) == keys.end()) {
@@ -554,6 +498,7 @@ class Reader {
 
     ByteSource& source_;
     const MM::Dictionary& dictionary_;
+    const ReadOptions& options_;
     HeaderMetadata result_;
     std::unordered_map<std::uint16_t, Bytes16> primer_;
     std::vector<LocalSet> fileOrder_;
@@ -565,14 +510,24 @@ class Reader {
 }  // namespace
 
 HeaderMetadata readHeaderMetadata(const char* path, const MM::Dictionary& dictionary) {
-    FileSource source(path);
-    return Reader(source, dictionary).read();
+    return readHeaderMetadata(path, dictionary, ReadOptions{});
 }
 
 HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
                                   const MM::Dictionary& dictionary) {
+    return readHeaderMetadata(data, size, dictionary, ReadOptions{});
+}
+
+HeaderMetadata readHeaderMetadata(const char* path, const MM::Dictionary& dictionary,
+                                  const ReadOptions& options) {
+    FileSource source(path);
+    return Reader(source, dictionary, options).read();
+}
+
+HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
+                                  const MM::Dictionary& dictionary, const ReadOptions& options) {
     MemorySource source(data, size);
-    return Reader(source, dictionary).read();
+    return Reader(source, dictionary, options).read();
 }
 
 }  // namespace Velmar::MXF

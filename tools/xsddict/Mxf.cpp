@@ -75,6 +75,30 @@ void writeItem(const MXF::Item& item, std::ostream& out) {
     }
 }
 
+void writeIndexSegment(const MXF::IndexSegment& s, std::ostream& out) {
+    out << "{\"offset\": " << s.offset << ", \"indexSID\": " << s.indexSID
+        << ", \"bodySID\": " << s.bodySID << ", \"editRate\": [" << s.editRateNumerator << ", "
+        << s.editRateDenominator << "], \"startPosition\": " << s.startPosition
+        << ", \"duration\": " << s.duration << ", \"editUnitByteCount\": " << s.editUnitByteCount
+        << ", \"sliceCount\": " << unsigned{s.sliceCount}
+        << ", \"posTableCount\": " << unsigned{s.posTableCount} << ", \"deltaEntries\": [";
+    for (std::size_t i = 0; i < s.deltaEntries.size(); ++i) {
+        const auto& d = s.deltaEntries[i];
+        out << (i ? ", " : "") << "{\"posTableIndex\": " << int{d.posTableIndex}
+            << ", \"slice\": " << unsigned{d.slice} << ", \"elementDelta\": " << d.elementDelta
+            << "}";
+    }
+    out << "], \"entries\": [";
+    for (std::size_t i = 0; i < s.entries.size(); ++i) {
+        const auto& e = s.entries[i];
+        out << (i ? ", " : "") << "{\"temporalOffset\": " << int{e.temporalOffset}
+            << ", \"keyFrameOffset\": " << int{e.keyFrameOffset}
+            << ", \"flags\": " << unsigned{e.flags} << ", \"streamOffset\": " << e.streamOffset
+            << "}";
+    }
+    out << "]}";
+}
+
 }  // namespace
 
 void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, std::ostream& out,
@@ -125,7 +149,19 @@ void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, st
         }
         out << "]}";
     }
-    out << "]," << nl1 << "\"findings\": [";
+    out << "],";
+    if (header.walk) {
+        const MXF::Walk& walk = *header.walk;
+        out << nl1 << "\"walk\": {\"klvs\": " << walk.klvs
+            << ", \"essenceElements\": " << walk.essenceElements
+            << ", \"essenceBytes\": " << walk.essenceBytes << ", \"indexSegments\": [";
+        for (std::size_t i = 0; i < walk.indexSegments.size(); ++i) {
+            out << (i ? "," : "") << nl2;
+            writeIndexSegment(walk.indexSegments[i], out);
+        }
+        out << "]},";
+    }
+    out << nl1 << "\"findings\": [";
     for (std::size_t i = 0; i < header.findings.size(); ++i) {
         const MXF::Finding& f = header.findings[i];
         out << (i ? "," : "") << nl2 << "{\"rule\": \"" << f.rule
@@ -158,6 +194,21 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
                                      std::min<std::size_t>(item.bytes.size(), 32))
                     << (item.bytes.size() > 32 ? "..." : "") << "\n";
             }
+        }
+    }
+    if (header.walk) {
+        const MXF::Walk& walk = *header.walk;
+        out << "walk: " << walk.klvs << " KLVs, " << walk.essenceElements << " essence elements ("
+            << walk.essenceBytes << " bytes), " << walk.indexSegments.size()
+            << " index table segments\n";
+        for (const MXF::IndexSegment& s : walk.indexSegments) {
+            out << "  index segment @" << s.offset << ": IndexSID " << s.indexSID << ", BodySID "
+                << s.bodySID << ", edit rate " << s.editRateNumerator << "/"
+                << s.editRateDenominator << ", edit units " << s.startPosition << " + "
+                << s.duration << ", "
+                << (s.editUnitByteCount != 0 ? std::to_string(s.editUnitByteCount) + " bytes each"
+                                             : std::to_string(s.entries.size()) + " entries")
+                << "\n";
         }
     }
     for (const MXF::Finding& f : header.findings) {

@@ -51,7 +51,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
                                            __FILE__, __LINE__);
         }
         const Velmar::MXF::HeaderMetadata header =
-            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary);
+            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary, {options.walk});
         if (options.json) {
             writeMxfJson(file, header, out, layout);
         } else {

@@ -24,6 +24,7 @@ struct MxfRunOptions {
     bool severalDocuments = false;  // JSON Lines, and a heading per file in text
     unsigned jobs = 1;              // reading threads
     bool verbose = false;
+    bool walk = false;      // every KLV of every partition, with the walk's checks
     bool progress = false;  // files done, rate and time left, on `err`, redrawn in place
 };
 

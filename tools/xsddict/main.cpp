@@ -49,7 +49,7 @@ constexpr int kRefused = 4;
 
 const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] DICTIONARY [ARGUMENTS]\n"
-    "       xsddict mxf [--dictionary DICTIONARY] [--json] [-j N] FILE.mxf|DIR...\n"
+    "       xsddict mxf [--dictionary DICTIONARY] [--json] [--walk] [-j N] FILE.mxf|DIR...\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -82,6 +82,10 @@ const char* const kHelp =
     "  --json                   summary, check and mxf: write JSON\n"
     "  --dictionary DICTIONARY  mxf: the dictionary to read with (default: the built-in one)\n"
     "  -j N                     mxf: read on N threads (default: one per core)\n"
+    "  --walk                   mxf: also step through every KLV of every partition by its\n"
+    "                           length (never reading essence), refusing a fault anywhere and\n"
+    "                           checking the partition chain, the random index pack and the\n"
+    "                           index tables\n"
     "  --documentation          dump and show: also load each declaration's documentation\n"
     "  --length-description     dump and show: also load each \"Length\" annotation\n"
     "  -o FILE                  import-registers and compile: the dictionary to write\n"
@@ -107,6 +111,7 @@ const Option kOptions[] = {
     {"--json", false, {"summary", "check", "mxf"}},
     {"--dictionary", true, {"mxf"}},
     {"-j", true, {"mxf"}},
+    {"--walk", false, {"mxf"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
     {"-o", true, {"import-registers", "compile"}},
@@ -418,6 +423,7 @@ int readMxf(const Arguments& arguments) {
     options.json = arguments.has("--json");
     options.jobs = jobsOption(arguments);
     options.verbose = arguments.has("--verbose");
+    options.walk = arguments.has("--walk");
     // Listed first: a run with nothing to read loads nothing.
     const std::vector<xsddict::MxfInput> files = xsddict::mxfFiles(arguments.positional);
     if (files.empty()) {

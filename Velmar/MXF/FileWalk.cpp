@@ -1,0 +1,363 @@
+// The walk: every KLV of the file stepped over by its length, reading keys and lengths, partition
+// packs and index table segments, never essence. Structure that cannot be stepped over is
+// refused as anywhere else; what the packets say of each other is checked and reported.
+#include "FileWalk.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include "KLV.h"
+
+namespace Velmar::MXF {
+
+namespace {
+
+constexpr std::uint64_t kMaxIndexSegment = 16 << 20;
+
+[[noreturn]] void refuse(const char* rule, std::uint64_t offset, const std::string& message,
+                         int line = __builtin_LINE()) {
+    throw FileRefused(rule, offset, message, __FILE__, line);
+}
+
+// A run of one essence container in one partition: where it lies in the file and where it
+// begins in the container's stream (the partition's BodyOffset).
+struct EssenceRun {
+    std::uint32_t bodySID = 0;
+    std::uint64_t streamStart = 0;
+    std::uint64_t fileStart = 0;
+    std::uint64_t fileEnd = 0;
+};
+
+class Walker {
+  public:
+    Walker(ByteSource& source, HeaderMetadata& result) : source_(source), result_(result) {}
+
+    void walk() {
+        Walk walk;
+        std::uint64_t at = result_.runIn;
+        while (at < source_.size()) {
+            const KLVHeader header = readKLVHeader(source_, at);
+            ++walk.klvs;
+            if (isPartitionKey(header.key)) {
+                packs_.push_back(readPartitionPack(source_, at));
+                open_ = false;
+            } else if (isRandomIndexKey(header.key)) {
+                if (header.end() != source_.size()) {
+                    find("random-index", at, "a random index pack that does not end the file");
+                } else {
+                    result_.randomIndex = readRandomIndexPack(source_, header);
+                }
+            } else if (isIndexSegmentKey(header.key)) {
+                walk.indexSegments.push_back(readIndexSegment(header));
+                checkIndexSegmentPlace(walk.indexSegments.back());
+            } else if (isEssenceKey(header.key)) {
+                ++walk.essenceElements;
+                walk.essenceBytes += header.end() - header.offset;
+                essence(header);
+            }
+            at = header.end();
+        }
+        result_.partitions = packs_;
+        checkPartitionChain();
+        checkRandomIndex();
+        checkIndexCoverage(walk.indexSegments);
+        checkIndexEntries(walk.indexSegments);
+        result_.walk = std::move(walk);
+    }
+
+  private:
+    void find(const char* rule, std::uint64_t offset, std::string message) {
+        result_.findings.push_back({rule, offset, "", std::nullopt, "", std::move(message)});
+    }
+
+    std::uint64_t relative(std::uint64_t offset) const { return offset - result_.runIn; }
+
+    void essence(const KLVHeader& header) {
+        if (packs_.empty()) {
+            return;  // before the header partition: not reached, the walk starts there
+        }
+        const Partition& pack = packs_.back();
+        if (!open_) {
+            open_ = true;
+            if (pack.bodySID == 0) {
+                find("partition-chain", pack.offset,
+                     "essence follows the partition pack at " + std::to_string(pack.offset) +
+                         ", whose BodySID is 0");
+            }
+            runs_.push_back({pack.bodySID, pack.bodyOffset, header.offset, header.end()});
+        }
+        runs_.back().fileEnd = header.end();
+    }
+
+    IndexSegment readIndexSegment(const KLVHeader& header) {
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, kMaxIndexSegment, "bad-local-set", "an index table segment");
+        IndexSegment segment;
+        segment.offset = header.offset;
+        for (std::size_t at = 0; at < v.size();) {
+            if (v.size() - at < 4) {
+                refuse("bad-local-set", header.valueOffset + at, "an item past its segment");
+            }
+            const auto tag = static_cast<std::uint16_t>(bigEndian(v.data() + at, 2));
+            const std::size_t length = static_cast<std::size_t>(bigEndian(v.data() + at + 2, 2));
+            if (length > v.size() - at - 4) {
+                refuse("bad-local-set", header.valueOffset + at,
+                       "an item of " + std::to_string(length) + " bytes past its segment");
+            }
+            readIndexItem(segment, tag, v.data() + at + 4, length, header.valueOffset + at);
+            at += 4 + length;
+        }
+        return segment;
+    }
+
+    void readIndexItem(IndexSegment& segment, std::uint16_t tag, const std::uint8_t* b,
+                       std::size_t length, std::uint64_t offset) {
+        auto number = [&](std::size_t size) -> std::optional<std::uint64_t> {
+            if (length != size) {
+                find("index-segment", offset,
+                     "item " + std::to_string(tag) + " of " + std::to_string(length) +
+                         " bytes, where " + std::to_string(size) + " were due");
+                return std::nullopt;
+            }
+            return bigEndian(b, size);
+        };
+        switch (tag) {
+            case 0x3f0b:
+                if (const auto rate = number(8)) {
+                    segment.editRateNumerator = static_cast<std::int32_t>(*rate >> 32);
+                    segment.editRateDenominator = static_cast<std::int32_t>(*rate & 0xffffffff);
+                }
+                break;
+            case 0x3f0c:
+                if (const auto start = number(8)) {
+                    segment.startPosition = static_cast<std::int64_t>(*start);
+                }
+                break;
+            case 0x3f0d:
+                if (const auto duration = number(8)) {
+                    segment.duration = static_cast<std::int64_t>(*duration);
+                }
+                break;
+            case 0x3f05:
+                if (const auto count = number(4)) {
+                    segment.editUnitByteCount = static_cast<std::uint32_t>(*count);
+                }
+                break;
+            case 0x3f06:
+                if (const auto sid = number(4)) {
+                    segment.indexSID = static_cast<std::uint32_t>(*sid);
+                }
+                break;
+            case 0x3f07:
+                if (const auto sid = number(4)) {
+                    segment.bodySID = static_cast<std::uint32_t>(*sid);
+                }
+                break;
+            case 0x3f08:
+                if (const auto count = number(1)) {
+                    segment.sliceCount = static_cast<std::uint8_t>(*count);
+                }
+                break;
+            case 0x3f0e:
+                if (const auto count = number(1)) {
+                    segment.posTableCount = static_cast<std::uint8_t>(*count);
+                }
+                break;
+            case 0x3f09:
+                readDeltaEntries(segment, b, length, offset);
+                break;
+            case 0x3f0a:
+                readIndexEntries(segment, b, length, offset);
+                break;
+            default:
+                break;  // InstanceUID and later additions
+        }
+    }
+
+    // A batch's count and item size, checked against the bytes there; nothing when they lie.
+    std::optional<std::size_t> batch(const std::uint8_t* b, std::size_t length, std::size_t least,
+                                     std::uint64_t offset, const char* what,
+                                     std::size_t& itemSize) {
+        if (length < 8) {
+            find("index-segment", offset, std::string(what) + " shorter than its batch header");
+            return std::nullopt;
+        }
+        const std::uint64_t count = bigEndian(b, 4);
+        itemSize = static_cast<std::size_t>(bigEndian(b + 4, 4));
+        if (itemSize < least || (length - 8) % itemSize != 0 || (length - 8) / itemSize != count) {
+            find("index-segment", offset,
+                 std::string(what) + ": " + std::to_string(count) + " entries of " +
+                     std::to_string(itemSize) + " bytes in " + std::to_string(length - 8) +
+                     " bytes");
+            return std::nullopt;
+        }
+        return static_cast<std::size_t>(count);
+    }
+
+    void readDeltaEntries(IndexSegment& segment, const std::uint8_t* b, std::size_t length,
+                          std::uint64_t offset) {
+        std::size_t size = 0;
+        const auto count = batch(b, length, 6, offset, "a delta entry array", size);
+        for (std::size_t i = 0; count && i < *count; ++i) {
+            const std::uint8_t* e = b + 8 + i * size;
+            segment.deltaEntries.push_back({static_cast<std::int8_t>(e[0]), e[1],
+                                            static_cast<std::uint32_t>(bigEndian(e + 2, 4))});
+        }
+    }
+
+    void readIndexEntries(IndexSegment& segment, const std::uint8_t* b, std::size_t length,
+                          std::uint64_t offset) {
+        std::size_t size = 0;
+        const auto count = batch(b, length, 11, offset, "an index entry array", size);
+        for (std::size_t i = 0; count && i < *count; ++i) {
+            const std::uint8_t* e = b + 8 + i * size;
+            segment.entries.push_back({static_cast<std::int8_t>(e[0]),
+                                       static_cast<std::int8_t>(e[1]), e[2], bigEndian(e + 3, 8)});
+        }
+    }
+
+    void checkIndexSegmentPlace(const IndexSegment& segment) {
+        if (packs_.empty()) {
+            return;
+        }
+        const Partition& pack = packs_.back();
+        if (pack.indexSID == 0 || pack.indexSID != segment.indexSID) {
+            find("partition-chain", segment.offset,
+                 "an index table segment of IndexSID " + std::to_string(segment.indexSID) +
+                     " in the partition at " + std::to_string(pack.offset) +
+                     ", whose IndexSID is " + std::to_string(pack.indexSID));
+        }
+    }
+
+    // Each pack where it says it stands, after the one it names, naming the footer there is.
+    void checkPartitionChain() {
+        std::uint64_t footer = 0;
+        for (const Partition& pack : packs_) {
+            if (pack.kind == Partition::Kind::Footer) {
+                footer = relative(pack.offset);
+            }
+        }
+        for (std::size_t i = 0; i < packs_.size(); ++i) {
+            const Partition& pack = packs_[i];
+            const std::uint64_t here = relative(pack.offset);
+            const std::uint64_t before = i == 0 ? 0 : relative(packs_[i - 1].offset);
+            if (pack.thisPartition != here) {
+                find("partition-chain", pack.offset,
+                     "ThisPartition is " + std::to_string(pack.thisPartition) +
+                         " where the pack stands at " + std::to_string(here));
+            }
+            if (pack.previousPartition != before) {
+                find("partition-chain", pack.offset,
+                     "PreviousPartition is " + std::to_string(pack.previousPartition) +
+                         " where the pack before stands at " + std::to_string(before));
+            }
+            if (footer != 0 && pack.footerPartition != 0 && pack.footerPartition != footer) {
+                find("partition-chain", pack.offset,
+                     "FooterPartition is " + std::to_string(pack.footerPartition) +
+                         " where the footer stands at " + std::to_string(footer));
+            }
+        }
+    }
+
+    // The random index pack lists every partition found, in order, with its BodySID.
+    void checkRandomIndex() {
+        if (!result_.randomIndex) {
+            return;
+        }
+        const auto& entries = *result_.randomIndex;
+        for (std::size_t i = 0; i < std::max(entries.size(), packs_.size()); ++i) {
+            if (i >= entries.size() || i >= packs_.size() ||
+                entries[i].byteOffset != relative(packs_[i].offset) ||
+                entries[i].bodySID != packs_[i].bodySID) {
+                find("random-index", i < packs_.size() ? packs_[i].offset : result_.fileSize,
+                     "entry " + std::to_string(i) + " of the random index pack " +
+                         (i >= entries.size() ? "is missing for the partition at " +
+                                                    std::to_string(relative(packs_[i].offset))
+                          : i >= packs_.size()
+                              ? "names a partition at " + std::to_string(entries[i].byteOffset) +
+                                    " that the walk did not find"
+                              : "says BodySID " + std::to_string(entries[i].bodySID) + " at " +
+                                    std::to_string(entries[i].byteOffset) +
+                                    " where the partition is at " +
+                                    std::to_string(relative(packs_[i].offset)) + " of BodySID " +
+                                    std::to_string(packs_[i].bodySID)));
+                return;  // the first difference says it
+            }
+        }
+    }
+
+    // The segments of an index table follow each other without gap or overlap.
+    void checkIndexCoverage(const std::vector<IndexSegment>& segments) {
+        std::map<std::uint32_t, std::vector<const IndexSegment*>> tables;
+        for (const IndexSegment& segment : segments) {
+            tables[segment.indexSID].push_back(&segment);
+        }
+        for (auto& [sid, table] : tables) {
+            std::stable_sort(table.begin(), table.end(),
+                             [](const IndexSegment* a, const IndexSegment* b) {
+                                 return a->startPosition < b->startPosition;
+                             });
+            for (std::size_t i = 1; i < table.size(); ++i) {
+                const IndexSegment& before = *table[i - 1];
+                const IndexSegment& segment = *table[i];
+                const std::int64_t expected = before.startPosition + before.duration;
+                if (segment.startPosition != expected) {
+                    find("index-coverage", segment.offset,
+                         std::string("the segment starts at edit unit ") +
+                             std::to_string(segment.startPosition) + ", where the one before (at " +
+                             std::to_string(before.offset) + ") ends at " +
+                             std::to_string(expected) +
+                             (segment.startPosition > expected ? ": a gap" : ": an overlap"));
+                }
+            }
+        }
+    }
+
+    // The file offset of a stream offset in an essence container, where the walk found it.
+    std::optional<std::uint64_t> fileOffset(std::uint32_t bodySID, std::uint64_t stream) const {
+        for (const EssenceRun& run : runs_) {
+            if (run.bodySID == bodySID && stream >= run.streamStart &&
+                stream - run.streamStart < run.fileEnd - run.fileStart) {
+                return run.fileStart + (stream - run.streamStart);
+            }
+        }
+        return std::nullopt;
+    }
+
+    // Each entry's stream offset lands on the key of an essence element of its container.
+    void checkIndexEntries(const std::vector<IndexSegment>& segments) {
+        for (const IndexSegment& segment : segments) {
+            for (std::size_t i = 0; i < segment.entries.size(); ++i) {
+                const std::uint64_t stream = segment.entries[i].streamOffset;
+                const auto at = fileOffset(segment.bodySID, stream);
+                Bytes16 key{};
+                if (!at || source_.size() - *at < 16 || !source_.read(*at, key.data(), 16) ||
+                    !isEssenceKey(key)) {
+                    find("index-offset", segment.offset,
+                         "entry " + std::to_string(i) + " gives stream offset " +
+                             std::to_string(stream) + " of BodySID " +
+                             std::to_string(segment.bodySID) +
+                             (at ? ", where no essence element starts (file offset " +
+                                       std::to_string(*at) + ")"
+                                 : ", which no essence of that container reaches"));
+                    break;  // one per segment: the rest are likely off alike
+                }
+            }
+        }
+    }
+
+    ByteSource& source_;
+    HeaderMetadata& result_;
+    std::vector<Partition> packs_;
+    std::vector<EssenceRun> runs_;
+    bool open_ = false;  // whether an essence run is open in the current partition
+};
+
+}  // namespace
+
+void walkFile(ByteSource& source, HeaderMetadata& result) {
+    Walker(source, result).walk();
+}
+
+}  // namespace Velmar::MXF
