@@ -1,4 +1,5 @@
-// Fuzzes the MXF reader: the input is a file, read through the sample dictionary. A refusal is
+// Fuzzes the MXF reader: the input is a file, read through the sample dictionary, once as a
+// plain read and once walking every KLV. A refusal is
 // an expected answer; a crash, a hang, a leak, undefined behaviour, an allocation the input's
 // size does not justify, or any other exception is a finding.
 #include <cstddef>
@@ -15,9 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         loader.load(Velmar::SDK::Utils::stringToWstring(VELMAR_SAMPLE_DICTIONARY).c_str(), *loaded);
         return loaded;
     }();
-    try {
-        Velmar::MXF::readHeaderMetadata(data, size, *dictionary);
-    } catch (const Velmar::MXF::FileRefused&) {
+    for (const bool walk : {false, true}) {
+        try {
+            Velmar::MXF::readHeaderMetadata(data, size, *dictionary, {walk});
+        } catch (const Velmar::MXF::FileRefused&) {
+        }
     }
     return 0;
 }

@@ -24,4 +24,10 @@ foreach(fixture IN LISTS fixtures)
       message(FATAL_ERROR "${fixture} ${given} reads differently:\n${difference}")
     endif()
   endforeach()
+  # Walked, every KLV of it holds together: no refusal and no finding.
+  execute_process(COMMAND ${XSDDICT} mxf ${fixture} --walk WORKING_DIRECTORY ${MXF}
+                  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0 OR NOT out MATCHES "\nwalk: [0-9]+ KLVs")
+    message(FATAL_ERROR "${fixture} --walk: exit ${result}\n${out}${err}")
+  endif()
 endforeach()

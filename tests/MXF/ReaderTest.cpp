@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -317,4 +318,279 @@ TEST(MXFReader, ReportsWhatIsWrongWithAFileItCanRead) {
     for (const Case& c : cases) {
         EXPECT_EQ(findings(read(c.bytes)), c.expected) << c.what;
     }
+}
+
+// The walk, on files built of a header partition and its metadata, body partitions of essence
+// and index table segments, and a footer.
+namespace {
+
+struct Pack {
+    std::uint8_t kind = 0x02;
+    std::uint64_t thisPartition = 0;
+    std::uint64_t previous = 0;
+    std::uint64_t footer = 0;
+    std::uint64_t headerByteCount = 0;
+    std::uint32_t indexSID = 0;
+    std::uint32_t bodySID = 0;
+    std::uint64_t bodyOffset = 0;
+};
+
+Bytes pack(const Pack& p) {
+    const Bytes value = be(1, 2) + be(3, 2) + be(1, 4) + be(p.thisPartition, 8) +
+                        be(p.previous, 8) + be(p.footer, 8) + be(p.headerByteCount, 8) + be(0, 8) +
+                        be(p.indexSID, 4) + be(p.bodyOffset, 8) + be(p.bodySID, 4) +
+                        Bytes(16, 0x06) + be(0, 4) + be(16, 4);
+    return klv(key(0x02, 0x05, p.kind, 0x04), value);
+}
+
+Bytes essenceElement(std::size_t size) {
+    return klv(key(0x01, 0x02, 0x01, 0x05, 0x00, 0x15, 0x0d, 0x03, 0x01), Bytes(size, 0x5a));
+}
+
+Bytes indexSegment(std::int64_t start, std::int64_t duration,
+                   const std::vector<std::uint64_t>& streamOffsets, std::uint32_t indexSID = 2,
+                   std::uint32_t entrySize = 11) {
+    Bytes entries = be(streamOffsets.size(), 4) + be(entrySize, 4);
+    for (std::uint64_t offset : streamOffsets) {
+        entries = entries + Bytes{0, 0, 0x80} + be(offset, 8);
+    }
+    const Bytes items = item(0x3f0b, be(25, 4) + be(1, 4)) + item(0x3f0c, be(start, 8)) +
+                        item(0x3f0d, be(duration, 8)) + item(0x3f05, be(0, 4)) +
+                        item(0x3f06, be(indexSID, 4)) + item(0x3f07, be(1, 4)) +
+                        item(0x3f0a, entries);
+    return klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01), items);
+}
+
+// A sound file of three parts: header (metadata), body (two essence elements of 100 bytes,
+// indexed in the footer), footer; `change` may alter any pack before it is laid out.
+struct Layout {
+    Pack header, body, footer;
+    Bytes essence = essenceElement(100) + essenceElement(100);
+    std::vector<std::uint64_t> offsets = {0, 117};
+    Bytes extraIndex;
+};
+
+Bytes laidOut(const std::function<void(Layout&)>& change = nullptr) {
+    Layout l;
+    const Bytes metadata = primer() + preface(1, 2) + storage(2);
+    l.header.headerByteCount = metadata.size();
+    const std::uint64_t bodyAt = pack(l.header).size() + metadata.size();
+    l.body = {0x03, bodyAt, 0, 0, 0, 0, 1, 0};
+    const std::uint64_t footerAt = bodyAt + pack(l.body).size() + l.essence.size();
+    l.header.footer = l.body.footer = footerAt;
+    l.footer = {0x04, footerAt, bodyAt, footerAt, 0, 2, 0, 0};
+    if (change)
+        change(l);
+    return pack(l.header) + metadata + pack(l.body) + l.essence + pack(l.footer) +
+           indexSegment(0, 2, l.offsets) + l.extraIndex;
+}
+
+std::string walkRefusal(const Bytes& bytes) {
+    try {
+        MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
+    } catch (const MXF::FileRefused& e) {
+        return std::string(e.rule()) + "@" + std::to_string(e.offset());
+    }
+    return "read";
+}
+
+std::vector<std::string> walkFindings(const Bytes& bytes) {
+    const MXF::HeaderMetadata header =
+        MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
+    return findings(header);
+}
+
+}  // namespace
+
+TEST(MXFWalk, DecodesEveryPartitionAndIndexSegmentOfASoundFile) {
+    const Bytes bytes = laidOut() + randomIndex({0, 0, 0});  // a wrong index, for the last check
+    const MXF::HeaderMetadata plain = MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny());
+    EXPECT_FALSE(plain.walk.has_value());
+    const Bytes good = laidOut();
+    const MXF::HeaderMetadata header =
+        MXF::readHeaderMetadata(good.data(), good.size(), tiny(), {true});
+    ASSERT_TRUE(header.walk.has_value());
+    EXPECT_EQ(header.partitions.size(), 3u);
+    EXPECT_EQ(header.walk->essenceElements, 2u);
+    EXPECT_EQ(header.walk->essenceBytes, 2 * 117u);
+    EXPECT_EQ(header.walk->klvs, 1u + 3u + 1u + 2u + 1u + 1u);  // packs, metadata, essence, index
+    ASSERT_EQ(header.walk->indexSegments.size(), 1u);
+    const MXF::IndexSegment& segment = header.walk->indexSegments[0];
+    EXPECT_EQ(segment.indexSID, 2u);
+    EXPECT_EQ(segment.bodySID, 1u);
+    EXPECT_EQ(segment.editRateNumerator, 25);
+    EXPECT_EQ(segment.editRateDenominator, 1);
+    EXPECT_EQ(segment.duration, 2);
+    ASSERT_EQ(segment.entries.size(), 2u);
+    EXPECT_EQ(segment.entries[1].streamOffset, 117u);
+    EXPECT_EQ(segment.entries[1].flags, 0x80);
+    EXPECT_TRUE(header.findings.empty()) << findings(header).front();
+}
+
+// Faults in the essence that a read without the walk never meets.
+TEST(MXFWalk, RefusesStructuralFaultsAnywhere) {
+    const Bytes good = laidOut();
+    const std::size_t essenceAt =
+        good.size() - pack(Pack{}).size() - indexSegment(0, 2, {0, 117}).size() - 2 * 117;
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        std::string expected;
+    };
+    Bytes zeroedKey = good;
+    std::fill(zeroedKey.begin() + static_cast<std::ptrdiff_t>(essenceAt),
+              zeroedKey.begin() + static_cast<std::ptrdiff_t>(essenceAt + 16), 0);
+    Bytes huge = good;
+    huge[essenceAt + 16] = 0x88;  // a length of 2^63 and more in place of 100
+    const Case cases[] = {
+        {"an essence element claiming 2^63 bytes", laidOut([](Layout& l) {
+             l.essence = key(0x01, 0x02, 0x01, 0x05, 0x00, 0x15, 0x0d, 0x03, 0x01) + Bytes{0x88} +
+                         be(1ull << 63, 8);
+         }),
+         "length-past-end@" + std::to_string(essenceAt)},
+        {"a zeroed essence key", zeroedKey, "bad-key@" + std::to_string(essenceAt)},
+        {"cut inside the essence", Bytes(good.begin(), good.begin() + essenceAt + 50),
+         "length-past-end@" + std::to_string(essenceAt)},
+        {"cut in an essence key", Bytes(good.begin(), good.begin() + essenceAt + 10),
+         "truncated@" + std::to_string(essenceAt)},
+        {"an index entry array that lies", laidOut([](Layout& l) {
+             l.extraIndex = klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01),
+                                item(0x3f0a, Bytes(3, 0)) + Bytes{0x3f});
+         }),
+         "bad-local-set@" + std::to_string(good.size() + 17 + 7)},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkRefusal(c.bytes), c.expected) << c.what;
+    }
+    EXPECT_EQ(refusal(Bytes(good.begin(), good.begin() + essenceAt + 50)), "read");
+    EXPECT_EQ(walkRefusal(good), "read");
+}
+
+TEST(MXFWalk, ChecksThePartitionChain) {
+    struct Case {
+        const char* what;
+        std::function<void(Layout&)> change;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"a pack not where it says",
+         [](Layout& l) { l.body.thisPartition += 1; },
+         {"partition-chain"}},
+        {"a pack naming the wrong one before",
+         [](Layout& l) { l.footer.previous = 0; },
+         {"partition-chain"}},
+        {"a pack naming the wrong footer",
+         [](Layout& l) { l.body.footer += 16; },
+         {"partition-chain"}},
+        {"essence after a pack of BodySID 0",
+         [](Layout& l) { l.body.bodySID = 0; },
+         {"partition-chain", "index-offset"}},
+        {"an index segment of another IndexSID",
+         [](Layout& l) { l.footer.indexSID = 3; },
+         {"partition-chain"}},
+        {"a pack that names no footer", [](Layout& l) { l.body.footer = 0; }, {}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkFindings(laidOut(c.change)), c.expected) << c.what;
+    }
+}
+
+TEST(MXFWalk, ChecksTheRandomIndexPack) {
+    const Bytes good = laidOut();
+    const std::uint64_t bodyAt =
+        pack(Pack{}).size() + primer().size() + preface(1, 2).size() + storage(2).size();
+    const std::uint64_t footerAt = bodyAt + pack(Pack{}).size() + 2 * 117;
+    // Entries carry BodySID 0; the body's is 1.
+    auto index = [](const std::vector<std::pair<std::uint32_t, std::uint64_t>>& entries) {
+        Bytes value;
+        for (const auto& [sid, offset] : entries)
+            value = value + be(sid, 4) + be(offset, 8);
+        const std::uint64_t length = 16 + 1 + value.size() + 4;
+        return key(0x02, 0x05, 0x11, 0x01) + ber(value.size() + 4) + value + be(length, 4);
+    };
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"every partition", good + index({{0, 0}, {1, bodyAt}, {0, footerAt}}), {}},
+        {"one missing", good + index({{0, 0}, {1, bodyAt}}), {"random-index"}},
+        {"one too many",
+         good + index({{0, 0}, {1, bodyAt}, {0, footerAt}, {0, footerAt}}),
+         {"random-index"}},
+        {"a wrong BodySID", good + index({{0, 0}, {0, bodyAt}, {0, footerAt}}), {"random-index"}},
+        {"not at the end",
+         good + index({{0, 0}, {1, bodyAt}, {0, footerAt}}) + Bytes(17, 0x01),
+         {}},
+    };
+    for (const Case& c : cases) {
+        if (std::string(c.what) == "not at the end") {
+            EXPECT_EQ(walkRefusal(c.bytes), "bad-key@" + std::to_string(c.bytes.size() - 17));
+            continue;
+        }
+        EXPECT_EQ(walkFindings(c.bytes), c.expected) << c.what;
+    }
+    const Bytes inTheMiddle = laidOut([&](Layout& l) {
+        l.extraIndex = index({{0, 0}}) + indexSegment(2, 0, {});
+    });
+    EXPECT_EQ(walkFindings(inTheMiddle), std::vector<std::string>{"random-index"});
+}
+
+TEST(MXFWalk, ChecksTheIndexTables) {
+    struct Case {
+        const char* what;
+        std::function<void(Layout&)> change;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"a second segment right after the first",
+         [](Layout& l) { l.extraIndex = indexSegment(2, 3, {}); },
+         {}},
+        {"a gap", [](Layout& l) { l.extraIndex = indexSegment(3, 1, {}); }, {"index-coverage"}},
+        {"an overlap",
+         [](Layout& l) { l.extraIndex = indexSegment(1, 1, {}); },
+         {"index-coverage"}},
+        {"another table, where the partition has none",
+         [](Layout& l) { l.extraIndex = indexSegment(7, 1, {}, 3); },
+         {"partition-chain"}},
+        {"an entry inside an element",
+         [](Layout& l) {
+             l.offsets = {0, 116};
+         },
+         {"index-offset"}},
+        {"an entry past the essence",
+         [](Layout& l) {
+             l.offsets = {0, 234};
+         },
+         {"index-offset"}},
+        {"the last byte of the essence is no key",
+         [](Layout& l) {
+             l.offsets = {0, 233};
+         },
+         {"index-offset"}},
+        {"an entry array whose count lies",
+         [](Layout& l) {
+             l.extraIndex = klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01),
+                                item(0x3f0c, be(2, 8)) + item(0x3f06, be(2, 4)) +
+                                    item(0x3f0a, be(2, 4) + be(11, 4) + Bytes(11, 0)));
+         },
+         {"index-segment"}},
+        {"an item of the wrong size",
+         [](Layout& l) {
+             l.extraIndex = klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01),
+                                item(0x3f0c, be(2, 4)) + item(0x3f06, be(2, 4)));
+         },
+         {"index-segment", "index-coverage"}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkFindings(laidOut(c.change)), c.expected) << c.what;
+    }
+    // Past the essence by one byte is past it, not a byte that is no key.
+    const Bytes past = laidOut([](Layout& l) { l.offsets = {0, 234}; });
+    const auto header = MXF::readHeaderMetadata(past.data(), past.size(), tiny(), {true});
+    ASSERT_EQ(header.findings.size(), 1u);
+    EXPECT_NE(header.findings[0].message.find("which no essence of that container reaches"),
+              std::string::npos)
+        << header.findings[0].message;
 }
