@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 
 #include "KLV.h"
@@ -26,7 +27,9 @@ struct EssenceRun {
     std::uint32_t bodySID = 0;
     std::uint64_t streamStart = 0;
     std::uint64_t fileStart = 0;
-    std::uint64_t fileEnd = 0;
+    std::uint64_t fileEnd = 0;  // fill after its last element included
+    std::uint64_t elements = 0;
+    std::uint64_t firstValueLength = 0;
 };
 
 class Walker {
@@ -39,7 +42,12 @@ class Walker {
         while (at < source_.size()) {
             const KLVHeader header = readKLVHeader(source_, at);
             ++walk.klvs;
-            if (isPartitionKey(header.key)) {
+            const bool fillInEssence = inEssence_ && isFillKey(header.key);
+            inEssence_ = false;
+            if (fillInEssence) {
+                runs_.back().fileEnd = header.end();  // fill belongs to the container's stream
+                inEssence_ = true;
+            } else if (isPartitionKey(header.key)) {
                 packs_.push_back(readPartitionPack(source_, at));
                 open_ = false;
             } else if (isRandomIndexKey(header.key)) {
@@ -55,6 +63,10 @@ class Walker {
                 ++walk.essenceElements;
                 walk.essenceBytes += header.end() - header.offset;
                 essence(header);
+                if (header.key[4] == 0x01 && header.key[5] == 0x02) {  // not a system item
+                    tracks_.insert(
+                        static_cast<std::uint32_t>(bigEndian(header.key.data() + 12, 4)));
+                }
             }
             at = header.end();
         }
@@ -63,6 +75,8 @@ class Walker {
         checkRandomIndex();
         checkIndexCoverage(walk.indexSegments);
         checkIndexEntries(walk.indexSegments);
+        checkConstantSizes(walk.indexSegments);
+        walk.essenceTrackNumbers.assign(tracks_.begin(), tracks_.end());
         result_.walk = std::move(walk);
     }
 
@@ -85,9 +99,12 @@ class Walker {
                      "essence follows the partition pack at " + std::to_string(pack.offset) +
                          ", whose BodySID is 0");
             }
-            runs_.push_back({pack.bodySID, pack.bodyOffset, header.offset, header.end()});
+            runs_.push_back(
+                {pack.bodySID, pack.bodyOffset, header.offset, header.end(), 0, header.length});
         }
         runs_.back().fileEnd = header.end();
+        ++runs_.back().elements;
+        inEssence_ = true;
     }
 
     IndexSegment readIndexSegment(const KLVHeader& header) {
@@ -347,17 +364,136 @@ class Walker {
         }
     }
 
+    // A table of constant-size edit units: its essence holds whole edit units, as many as its
+    // segments' durations say where they say any. A clip (one element) is counted by its
+    // value, frames by the container's bytes, fill included.
+    void checkConstantSizes(const std::vector<IndexSegment>& segments) {
+        std::map<std::uint32_t, std::vector<const IndexSegment*>> tables;
+        for (const IndexSegment& segment : segments) {
+            if (segment.editUnitByteCount != 0) {
+                tables[segment.indexSID].push_back(&segment);
+            }
+        }
+        for (const auto& [sid, table] : tables) {
+            const IndexSegment& first = *table.front();
+            std::uint64_t bytes = 0;
+            std::uint64_t elements = 0;
+            std::uint64_t clip = 0;
+            for (const EssenceRun& run : runs_) {
+                if (run.bodySID == first.bodySID) {
+                    bytes += run.fileEnd - run.fileStart;
+                    elements += run.elements;
+                    clip = run.firstValueLength;
+                }
+            }
+            if (elements == 0) {
+                continue;  // no essence here to measure
+            }
+            const std::uint64_t measured = elements == 1 ? clip : bytes;
+            std::uint64_t duration = 0;
+            for (const IndexSegment* segment : table) {
+                if (segment->editUnitByteCount != first.editUnitByteCount) {
+                    find("index-byte-count", segment->offset,
+                         "EditUnitByteCount " + std::to_string(segment->editUnitByteCount) +
+                             " where the table's first segment says " +
+                             std::to_string(first.editUnitByteCount));
+                }
+                duration +=
+                    segment->duration > 0 ? static_cast<std::uint64_t>(segment->duration) : 0;
+            }
+            const std::uint64_t unit = first.editUnitByteCount;
+            const std::string what = elements == 1 ? "the clip's value" : "the essence container";
+            if (duration != 0 && (measured % unit != 0 || measured / unit != duration)) {
+                find("index-byte-count", first.offset,
+                     std::to_string(duration) + " edit units of " + std::to_string(unit) +
+                         " bytes, where " + what + " holds " + std::to_string(measured) + " bytes");
+            } else if (duration == 0 && measured % unit != 0) {
+                find("index-byte-count", first.offset,
+                     what + " holds " + std::to_string(measured) + " bytes, no whole number of " +
+                         std::to_string(unit) + "-byte edit units");
+            }
+        }
+    }
+
     ByteSource& source_;
     HeaderMetadata& result_;
     std::vector<Partition> packs_;
     std::vector<EssenceRun> runs_;
-    bool open_ = false;  // whether an essence run is open in the current partition
+    std::set<std::uint32_t> tracks_;
+    bool open_ = false;       // whether an essence run is open in the current partition
+    bool inEssence_ = false;  // whether the last packet was essence, or fill after it
 };
 
 }  // namespace
 
 void walkFile(ByteSource& source, HeaderMetadata& result) {
     Walker(source, result).walk();
+}
+
+namespace {
+constexpr std::uint8_t kTrackNumber[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                           0x01, 0x04, 0x01, 0x03, 0x00, 0x00, 0x00, 0x00};
+constexpr std::uint8_t kEssenceContainer[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                                0x06, 0x01, 0x01, 0x04, 0x01, 0x02, 0x00, 0x00};
+
+// Equal but for the version byte.
+bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
+    for (int i = 0; i < 16; ++i) {
+        if (i != 7 && a[i] != b[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+}  // namespace
+
+void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<LocalSet>& sets) {
+    if (!result.walk || result.partitions.empty()) {
+        return;
+    }
+    const auto& found = result.walk->essenceTrackNumbers;
+    std::set<std::uint32_t> declared;
+    const std::vector<Bytes16>& containers = result.partitions.front().essenceContainers;
+    for (const LocalSet& set : sets) {
+        for (const Item& item : set.items) {
+            if (!item.label) {
+                continue;
+            }
+            if (sameLabel(item.label->data(), kTrackNumber) && item.bytes.size() == 4) {
+                const auto number = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4));
+                if (number == 0) {
+                    continue;  // a track of no essence of this file (material, timecode)
+                }
+                declared.insert(number);
+                if (!std::binary_search(found.begin(), found.end(), number)) {
+                    result.findings.push_back({"essence-track", set.offset, set.name(), item.tag,
+                                               "Track Number",
+                                               "track number " + plainHex(item.bytes.data(), 4) +
+                                                   " has no essence element in the file"});
+                }
+            } else if (sameLabel(item.label->data(), kEssenceContainer) &&
+                       item.bytes.size() == 16 &&
+                       std::none_of(containers.begin(), containers.end(), [&](const Bytes16& c) {
+                           return sameLabel(c.data(), item.bytes.data());
+                       })) {
+                result.findings.push_back({"essence-container", set.offset, set.name(), item.tag,
+                                           "Essence Container",
+                                           "essence container " + dottedHex(item.bytes.data(), 16) +
+                                               " is not among the header partition's"});
+            }
+        }
+    }
+    // Without a track of any number there is nothing to hold the essence against.
+    for (const std::uint32_t number : declared.empty() ? std::vector<std::uint32_t>{} : found) {
+        if (declared.count(number) == 0) {
+            const std::uint8_t bytes[4] = {
+                static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
+                static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
+            result.findings.push_back(
+                {"essence-track", std::nullopt, "", std::nullopt, "",
+                 "essence elements of track number " + plainHex(bytes, 4) + " belong to no track"});
+        }
+    }
 }
 
 }  // namespace Velmar::MXF

@@ -11,4 +11,9 @@ namespace Velmar::MXF {
 // and the findings of its checks.
 void walkFile(ByteSource& source, HeaderMetadata& result);
 
+// What the walk found of the essence against what the header metadata says of it: each
+// essence element's track number among the tracks', each track's among the essence's, and
+// each descriptor's essence container among the header partition's. Adds findings.
+void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<LocalSet>& sets);
+
 }  // namespace Velmar::MXF

@@ -123,6 +123,7 @@ struct Walk {
     std::uint64_t essenceElements = 0;        // generic container elements and system items
     std::uint64_t essenceBytes = 0;           // their keys, lengths and values
     std::vector<IndexSegment> indexSegments;  // in file order
+    std::vector<std::uint32_t> essenceTrackNumbers;  // of the elements found, each once, sorted
 };
 
 struct HeaderMetadata {

@@ -74,6 +74,7 @@ class Reader {
         result_.findings.insert(result_.findings.end(), metadataFindings_.begin(),
                                 metadataFindings_.end());
         resolveItems();
+        checkEssenceAgainstMetadata(result_, fileOrder_);
         placeInTreeOrder();
         return std::move(result_);
     }

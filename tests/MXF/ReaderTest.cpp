@@ -69,10 +69,11 @@ Bytes label(std::uint8_t n) {
     return {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01, 0x0f, 0, 0, 0, 0, 0, n, 0};
 }
 
-Bytes primer(bool twice = false) {
+// The primer of the tests, and any entries (18 bytes each) given.
+Bytes primer(bool twice = false, const Bytes& more = {}) {
     Bytes entries = be(0x3c0a, 2) + kInstanceUIDLabel + be(0x3b03, 2) + label(2) + be(0x3b07, 2) +
-                    label(1) + be(0x1901, 2) + label(3) + be(0x7777, 2) + label(9);
-    std::uint32_t count = 5;
+                    label(1) + be(0x1901, 2) + label(3) + be(0x7777, 2) + label(9) + more;
+    auto count = static_cast<std::uint32_t>(5 + more.size() / 18);
     if (twice) {
         entries = entries + be(0x3b07, 2) + label(1);
         ++count;
@@ -333,14 +334,18 @@ struct Pack {
     std::uint32_t indexSID = 0;
     std::uint32_t bodySID = 0;
     std::uint64_t bodyOffset = 0;
+    std::vector<Bytes> containers;  // the essence container batch
 };
 
 Bytes pack(const Pack& p) {
     const Bytes value = be(1, 2) + be(3, 2) + be(1, 4) + be(p.thisPartition, 8) +
                         be(p.previous, 8) + be(p.footer, 8) + be(p.headerByteCount, 8) + be(0, 8) +
                         be(p.indexSID, 4) + be(p.bodyOffset, 8) + be(p.bodySID, 4) +
-                        Bytes(16, 0x06) + be(0, 4) + be(16, 4);
-    return klv(key(0x02, 0x05, p.kind, 0x04), value);
+                        Bytes(16, 0x06) + be(p.containers.size(), 4) + be(16, 4);
+    Bytes batch;
+    for (const Bytes& container : p.containers)
+        batch = batch + container;
+    return klv(key(0x02, 0x05, p.kind, 0x04), value + batch);
 }
 
 Bytes essenceElement(std::size_t size) {
@@ -368,17 +373,37 @@ struct Layout {
     Bytes essence = essenceElement(100) + essenceElement(100);
     std::vector<std::uint64_t> offsets = {0, 117};
     Bytes extraIndex;
+    Bytes extraSets;  // after the Preface and its Storage
 };
 
-Bytes laidOut(const std::function<void(Layout&)>& change = nullptr) {
+// A set of a key the dictionary lacks holding a Track Number (tag 48.04) and an Essence
+// Container (30.04), with the primer entries for them.
+const Bytes kTrackNumberLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                 0x01, 0x04, 0x01, 0x03, 0x00, 0x00, 0x00, 0x00};
+const Bytes kEssenceContainerLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                      0x06, 0x01, 0x01, 0x04, 0x01, 0x02, 0x00, 0x00};
+const Bytes kMorePrimer =
+    be(0x4804, 2) + kTrackNumberLabel + be(0x3004, 2) + kEssenceContainerLabel;
+Bytes trackSet(std::uint32_t trackNumber, const Bytes& container) {
+    return klv(key(0x02, 0x53, 0x01, 0x3b),
+               item(0x3c0a, uid(7)) + item(0x4804, be(trackNumber, 4)) + item(0x3004, container));
+}
+const Bytes kContainer = {0x06, 0x0e, 0x2b, 0x34, 0x04, 0x01, 0x01, 0x02,
+                          0x0d, 0x01, 0x03, 0x01, 0x02, 0x04, 0x60, 0x01};
+
+// `prepare` changes what the metadata holds; `change`, the packs and the rest.
+Bytes laidOut(const std::function<void(Layout&)>& change = nullptr,
+              const std::function<void(Layout&)>& prepare = nullptr) {
     Layout l;
-    const Bytes metadata = primer() + preface(1, 2) + storage(2);
+    if (prepare)
+        prepare(l);
+    const Bytes metadata = primer(false, kMorePrimer) + preface(1, 2) + storage(2) + l.extraSets;
     l.header.headerByteCount = metadata.size();
     const std::uint64_t bodyAt = pack(l.header).size() + metadata.size();
-    l.body = {0x03, bodyAt, 0, 0, 0, 0, 1, 0};
+    l.body = {0x03, bodyAt, 0, 0, 0, 0, 1, 0, {}};
     const std::uint64_t footerAt = bodyAt + pack(l.body).size() + l.essence.size();
     l.header.footer = l.body.footer = footerAt;
-    l.footer = {0x04, footerAt, bodyAt, footerAt, 0, 2, 0, 0};
+    l.footer = {0x04, footerAt, bodyAt, footerAt, 0, 2, 0, 0, {}};
     if (change)
         change(l);
     return pack(l.header) + metadata + pack(l.body) + l.essence + pack(l.footer) +
@@ -497,8 +522,8 @@ TEST(MXFWalk, ChecksThePartitionChain) {
 
 TEST(MXFWalk, ChecksTheRandomIndexPack) {
     const Bytes good = laidOut();
-    const std::uint64_t bodyAt =
-        pack(Pack{}).size() + primer().size() + preface(1, 2).size() + storage(2).size();
+    const std::uint64_t bodyAt = pack(Pack{}).size() + primer(false, kMorePrimer).size() +
+                                 preface(1, 2).size() + storage(2).size();
     const std::uint64_t footerAt = bodyAt + pack(Pack{}).size() + 2 * 117;
     // Entries carry BodySID 0; the body's is 1.
     auto index = [](const std::vector<std::pair<std::uint32_t, std::uint64_t>>& entries) {
@@ -593,4 +618,95 @@ TEST(MXFWalk, ChecksTheIndexTables) {
     EXPECT_NE(header.findings[0].message.find("which no essence of that container reaches"),
               std::string::npos)
         << header.findings[0].message;
+}
+
+// What the essence found says against the header metadata and the constant-size index tables.
+TEST(MXFWalk, ChecksTheEssenceAgainstTheMetadata) {
+    struct Case {
+        const char* what;
+        std::function<void(Layout&)> prepare;
+        std::function<void(Layout&)> change;
+        std::vector<std::string> expected;
+    };
+    const std::uint32_t kPicture = 0x15010500;  // the test essence's key, bytes 12 to 15
+    const Case cases[] = {
+        {"the essence's track, its container in the header partition",
+         [&](Layout& l) {
+             l.extraSets = trackSet(kPicture, kContainer);
+             l.header.containers = {kContainer};
+         },
+         nullptr,
+         {}},
+        {"a track without essence, and essence of no track",
+         [&](Layout& l) {
+             l.extraSets = trackSet(0x16010300, kContainer);
+             l.header.containers = {kContainer};
+         },
+         nullptr,
+         {"essence-track Track Number@48.04", "essence-track"}},
+        {"only tracks of number 0: nothing to hold the essence against",
+         [&](Layout& l) {
+             l.extraSets = trackSet(0, kContainer);
+             l.header.containers = {kContainer};
+         },
+         nullptr,
+         {}},
+        {"a container the header partition lacks",
+         [&](Layout& l) { l.extraSets = trackSet(kPicture, kContainer); },
+         nullptr,
+         {"essence-container Essence Container@30.04"}},
+        {"a container that differs in its version byte only",
+         [&](Layout& l) {
+             l.extraSets = trackSet(kPicture, kContainer);
+             Bytes other = kContainer;
+             other[7] = 0x0a;
+             l.header.containers = {other};
+         },
+         nullptr,
+         {}},
+    };
+    // The set's key and its two elements are the tiny dictionary's unknowns, in every case.
+    const std::vector<std::string> unknowns = {"unknown-set", "unknown-element@48.04",
+                                               "unknown-element@30.04"};
+    for (const Case& c : cases) {
+        std::vector<std::string> expected = unknowns;
+        expected.insert(expected.end(), c.expected.begin(), c.expected.end());
+        EXPECT_EQ(walkFindings(laidOut(c.change, c.prepare)), expected) << c.what;
+    }
+}
+
+TEST(MXFWalk, ChecksConstantSizeIndexTables) {
+    // Two frames of 117 bytes: 234 bytes of container, 100 of each value.
+    auto cbr = [](std::uint32_t unit, std::int64_t duration) {
+        return [=](Layout& l) {
+            l.offsets = {};
+            l.extraIndex = klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01),
+                               item(0x3f0c, be(2, 8)) + item(0x3f0d, be(duration, 8)) +
+                                   item(0x3f05, be(unit, 4)) + item(0x3f06, be(3, 4)) +
+                                   item(0x3f07, be(1, 4)));
+            l.footer.indexSID = 3;  // the table of the test, the other one out of the way
+        };
+    };
+    struct Case {
+        const char* what;
+        std::function<void(Layout&)> change;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"frames that fill the container", cbr(117, 2), {"partition-chain"}},
+        {"a duration one short", cbr(117, 1), {"partition-chain", "index-byte-count"}},
+        {"no duration, whole edit units", cbr(117, 0), {"partition-chain"}},
+        {"no duration, a part left over", cbr(116, 0), {"partition-chain", "index-byte-count"}},
+        {"a clip counted by its value",
+         [&](Layout& l) {
+             cbr(25, 4)(l);
+             l.essence = essenceElement(100);
+             l.header.footer = l.body.footer = l.footer.thisPartition = l.footer.footer =
+                 l.footer.thisPartition - 117;
+         },
+         {"partition-chain"}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkFindings(laidOut(c.change)), c.expected) << c.what;
+    }
 }
