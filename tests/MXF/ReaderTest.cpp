@@ -655,6 +655,15 @@ TEST(MXFWalk, ChecksTheEssenceAgainstTheMetadata) {
          [&](Layout& l) { l.extraSets = trackSet(kPicture, kContainer); },
          nullptr,
          {"essence-container Essence Container@30.04"}},
+        {"a container other than the header partition's",
+         [&](Layout& l) {
+             l.extraSets = trackSet(kPicture, kContainer);
+             Bytes other = kContainer;
+             other[13] = 0x7f;
+             l.header.containers = {other};
+         },
+         nullptr,
+         {"essence-container Essence Container@30.04"}},
         {"a container that differs in its version byte only",
          [&](Layout& l) {
              l.extraSets = trackSet(kPicture, kContainer);
