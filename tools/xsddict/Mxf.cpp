@@ -154,7 +154,15 @@ void writeMxfJson(const std::string& file, const MXF::HeaderMetadata& header, st
         const MXF::Walk& walk = *header.walk;
         out << nl1 << "\"walk\": {\"klvs\": " << walk.klvs
             << ", \"essenceElements\": " << walk.essenceElements
-            << ", \"essenceBytes\": " << walk.essenceBytes << ", \"indexSegments\": [";
+            << ", \"essenceBytes\": " << walk.essenceBytes << ", \"essenceTrackNumbers\": [";
+        for (std::size_t i = 0; i < walk.essenceTrackNumbers.size(); ++i) {
+            const std::uint32_t n = walk.essenceTrackNumbers[i];
+            const std::uint8_t bytes[4] = {
+                static_cast<std::uint8_t>(n >> 24), static_cast<std::uint8_t>(n >> 16),
+                static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(n)};
+            out << (i ? ", " : "") << "\"" << MXF::plainHex(bytes, 4) << "\"";
+        }
+        out << "], \"indexSegments\": [";
         for (std::size_t i = 0; i < walk.indexSegments.size(); ++i) {
             out << (i ? "," : "") << nl2;
             writeIndexSegment(walk.indexSegments[i], out);
