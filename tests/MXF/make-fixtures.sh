@@ -36,6 +36,10 @@ ffmpeg "${common[@]}" -f lavfi -i "$(picture 720x576)" -f lavfi -i $tone -t 0.04
 ffmpeg "${common[@]}" -f lavfi -i "$(picture 64x48)" -t 0.08 -c:v jpeg2000 op1a-jpeg2000.mxf
 ffmpeg "${common[@]}" -f lavfi -i "$(picture 64x48)" -t 0.12 -c:v libx264 -preset ultrafast \
   op1a-h264.mxf
+# A long file: twelve seconds of MPEG-2 in GOPs of 25 frames on a tiny picture, 300 edit units
+# that ffmpeg indexes in two segments, for the walk.
+ffmpeg "${common[@]}" -f lavfi -i "$(picture 32x32)" -t 12 -c:v mpeg2video -pix_fmt yuv420p -g 25 \
+  -b:v 20k op1a-long.mxf
 ls -l ./*.mxf
 
 if [ $# -eq 2 ]; then
