@@ -42,6 +42,7 @@ class Walker {
         while (at < source_.size()) {
             const KLVHeader header = readKLVHeader(source_, at);
             ++walk.klvs;
+            checkAlignment(header);
             const bool fillInEssence = inEssence_ && isFillKey(header.key);
             inEssence_ = false;
             if (fillInEssence) {
@@ -105,6 +106,32 @@ class Walker {
         runs_.back().fileEnd = header.end();
         ++runs_.back().elements;
         inEssence_ = true;
+    }
+
+    // Where the KAG is more than a byte, what follows a partition pack or fill starts on a
+    // KAG boundary counted from the pack: fill is there to get it there. Once per partition.
+    void checkAlignment(const KLVHeader& header) {
+        const bool fill = isFillKey(header.key);
+        const bool pack = isPartitionKey(header.key);
+        if (!packs_.empty() && (afterPack_ || afterFill_) && !fill && !pack &&
+            !isRandomIndexKey(header.key) && !misaligned_) {
+            const Partition& partition = packs_.back();
+            const std::uint64_t kag = partition.kagSize;
+            if (kag > 1 && (header.offset - partition.offset) % kag != 0) {
+                misaligned_ = true;
+                find("kag-alignment", header.offset,
+                     "the packet after " + std::string(afterPack_ ? "the partition pack" : "fill") +
+                         " starts " + std::to_string((header.offset - partition.offset) % kag) +
+                         " bytes past a boundary of the partition's KAG of " + std::to_string(kag));
+            }
+        }
+        afterFill_ = fill;
+        if (pack) {
+            afterPack_ = true;
+            misaligned_ = false;
+        } else if (!fill) {
+            afterPack_ = false;
+        }
     }
 
     IndexSegment readIndexSegment(const KLVHeader& header) {
@@ -420,8 +447,11 @@ class Walker {
     std::vector<Partition> packs_;
     std::vector<EssenceRun> runs_;
     std::set<std::uint32_t> tracks_;
-    bool open_ = false;       // whether an essence run is open in the current partition
-    bool inEssence_ = false;  // whether the last packet was essence, or fill after it
+    bool open_ = false;        // whether an essence run is open in the current partition
+    bool inEssence_ = false;   // whether the last packet was essence, or fill after it
+    bool afterPack_ = false;   // whether only fill stands since the last partition pack
+    bool afterFill_ = false;   // whether the last packet was fill
+    bool misaligned_ = false;  // whether this partition's misalignment was reported
 };
 
 }  // namespace

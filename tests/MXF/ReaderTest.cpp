@@ -335,10 +335,11 @@ struct Pack {
     std::uint32_t bodySID = 0;
     std::uint64_t bodyOffset = 0;
     std::vector<Bytes> containers;  // the essence container batch
+    std::uint32_t kag = 1;
 };
 
 Bytes pack(const Pack& p) {
-    const Bytes value = be(1, 2) + be(3, 2) + be(1, 4) + be(p.thisPartition, 8) +
+    const Bytes value = be(1, 2) + be(3, 2) + be(p.kag, 4) + be(p.thisPartition, 8) +
                         be(p.previous, 8) + be(p.footer, 8) + be(p.headerByteCount, 8) + be(0, 8) +
                         be(p.indexSID, 4) + be(p.bodyOffset, 8) + be(p.bodySID, 4) +
                         Bytes(16, 0x06) + be(p.containers.size(), 4) + be(16, 4);
@@ -419,10 +420,13 @@ std::string walkRefusal(const Bytes& bytes) {
     return "read";
 }
 
+// The walk's findings, or its refusal as "refused RULE@OFFSET".
 std::vector<std::string> walkFindings(const Bytes& bytes) {
-    const MXF::HeaderMetadata header =
-        MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
-    return findings(header);
+    try {
+        return findings(MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true}));
+    } catch (const MXF::FileRefused& e) {
+        return {"refused " + std::string(e.rule()) + "@" + std::to_string(e.offset())};
+    }
 }
 
 }  // namespace
@@ -717,5 +721,52 @@ TEST(MXFWalk, ChecksConstantSizeIndexTables) {
     };
     for (const Case& c : cases) {
         EXPECT_EQ(walkFindings(laidOut(c.change)), c.expected) << c.what;
+    }
+}
+
+// Fill of this many bytes in all, key and length included (at least 17).
+Bytes fill(std::size_t total) {
+    return klv({0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02, 0x03, 0x01, 0x02, 0x10, 0x01, 0x00,
+                0x00, 0x00},
+               Bytes(total - 17, 0));
+}
+
+TEST(MXFWalk, ChecksKAGAlignment) {
+    const Bytes metadata = primer() + preface(1, 2) + storage(2);
+    auto file = [&](std::uint32_t kag, std::size_t fillSize, std::size_t fillAfter) {
+        Pack header;
+        header.kag = kag;
+        header.headerByteCount = metadata.size() + fillAfter;  // from the primer on
+        Bytes bytes = pack(header);
+        if (fillSize != 0)
+            bytes = bytes + fill(fillSize);
+        bytes = bytes + metadata;
+        if (fillAfter != 0)
+            bytes = bytes + fill(fillAfter);
+        return bytes + essenceElement(10);  // after fill: aligned or not
+    };
+    const std::size_t packSize = pack(Pack{}).size();
+    const std::size_t toBoundary = 64 - packSize % 64 + (64 - packSize % 64 < 17 ? 64 : 0);
+    const std::size_t afterMetadata = [&] {
+        const std::size_t end = (packSize + toBoundary + metadata.size()) % 64;
+        return 64 - end + (64 - end < 17 ? 64 : 0);
+    }();
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"a KAG of 1: anything goes", file(1, 0, 0), {"partition-chain"}},
+        {"aligned by fill", file(64, toBoundary, afterMetadata), {"partition-chain"}},
+        {"the metadata off the boundary",
+         file(64, 0, afterMetadata),
+         {"kag-alignment", "partition-chain"}},
+        {"fill that stops short",
+         file(64, toBoundary, afterMetadata - 1),
+         {"kag-alignment", "partition-chain"}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkFindings(c.bytes), c.expected) << c.what;
     }
 }
