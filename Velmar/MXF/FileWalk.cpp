@@ -159,8 +159,10 @@ class Walker {
                        std::size_t length, std::uint64_t offset) {
         auto number = [&](std::size_t size) -> std::optional<std::uint64_t> {
             if (length != size) {
+                const std::uint8_t tagBytes[2] = {static_cast<std::uint8_t>(tag >> 8),
+                                                  static_cast<std::uint8_t>(tag & 0xff)};
                 find("index-segment", offset,
-                     "item " + std::to_string(tag) + " of " + std::to_string(length) +
+                     "item " + dottedHex(tagBytes, 2) + " of " + std::to_string(length) +
                          " bytes, where " + std::to_string(size) + " were due");
                 return std::nullopt;
             }
