@@ -6,7 +6,8 @@
 #   test      the whole test suite
 #   sanitize  the whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer
 #   bench     load cost against the bare parse, at register size and larger; MXF files read
-#             against mediainfo, one file and an archive; the compiled dictionary's load
+#             against mediainfo, one file and an archive; the compiled dictionary's load; the
+#             walk of a file of more than 1 GiB against cat
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
