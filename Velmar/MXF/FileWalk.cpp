@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "KLV.h"
 
@@ -360,13 +361,29 @@ class Walker {
         }
     }
 
-    // The file offset of a stream offset in an essence container, where the walk found it.
-    std::optional<std::uint64_t> fileOffset(std::uint32_t bodySID, std::uint64_t stream) const {
-        for (const EssenceRun& run : runs_) {
-            if (run.bodySID == bodySID && stream >= run.streamStart &&
-                stream - run.streamStart < run.fileEnd - run.fileStart) {
-                return run.fileStart + (stream - run.streamStart);
-            }
+    // The file offset of a stream offset in an essence container, where the walk found it: by
+    // halving among the container's runs, sorted once, so that a file of many partitions and
+    // long index tables costs their sizes' product in no step.
+    std::optional<std::uint64_t> fileOffset(std::uint32_t bodySID, std::uint64_t stream) {
+        if (byStream_.empty() && !runs_.empty()) {
+            byStream_ = runs_;
+            std::sort(
+                byStream_.begin(), byStream_.end(), [](const EssenceRun& a, const EssenceRun& b) {
+                    return std::tie(a.bodySID, a.streamStart) < std::tie(b.bodySID, b.streamStart);
+                });
+        }
+        // The last run of this container starting at or before the stream offset.
+        auto after = std::upper_bound(
+            byStream_.begin(), byStream_.end(), std::make_pair(bodySID, stream),
+            [](const std::pair<std::uint32_t, std::uint64_t>& key, const EssenceRun& run) {
+                return key < std::make_pair(run.bodySID, run.streamStart);
+            });
+        if (after == byStream_.begin()) {
+            return std::nullopt;
+        }
+        const EssenceRun& run = *std::prev(after);
+        if (run.bodySID == bodySID && stream - run.streamStart < run.fileEnd - run.fileStart) {
+            return run.fileStart + (stream - run.streamStart);
         }
         return std::nullopt;
     }
@@ -447,7 +464,8 @@ class Walker {
     ByteSource& source_;
     HeaderMetadata& result_;
     std::vector<Partition> packs_;
-    std::vector<EssenceRun> runs_;
+    std::vector<EssenceRun> runs_;      // in file order
+    std::vector<EssenceRun> byStream_;  // by container and stream offset, made when first asked
     std::set<std::uint32_t> tracks_;
     bool open_ = false;        // whether an essence run is open in the current partition
     bool inEssence_ = false;   // whether the last packet was essence, or fill after it
@@ -485,7 +503,12 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
     }
     const auto& found = result.walk->essenceTrackNumbers;
     std::set<std::uint32_t> declared;
-    const std::vector<Bytes16>& containers = result.partitions.front().essenceContainers;
+    // The header partition's containers, version byte aside, sorted for halving.
+    std::vector<Bytes16> containers = result.partitions.front().essenceContainers;
+    for (Bytes16& c : containers) {
+        c[7] = 0;
+    }
+    std::sort(containers.begin(), containers.end());
     for (const LocalSet& set : sets) {
         for (const Item& item : set.items) {
             if (!item.label) {
@@ -504,10 +527,11 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
                                                    " has no essence element in the file"});
                 }
             } else if (sameLabel(item.label->data(), kEssenceContainer) &&
-                       item.bytes.size() == 16 &&
-                       std::none_of(containers.begin(), containers.end(), [&](const Bytes16& c) {
-                           return sameLabel(c.data(), item.bytes.data());
-                       })) {
+                       item.bytes.size() == 16 && [&] {
+                           Bytes16 label = bytes16(item.bytes.data());
+                           label[7] = 0;
+                           return !std::binary_search(containers.begin(), containers.end(), label);
+                       }()) {
                 result.findings.push_back({"essence-container", set.offset, set.name(), item.tag,
                                            "Essence Container",
                                            "essence container " + dottedHex(item.bytes.data(), 16) +
