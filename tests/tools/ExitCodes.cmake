@@ -76,7 +76,8 @@ endif()
 foreach(args "" "frobnicate" "summary" "summary;a.xsd;b.xsd" "dump;--json;${SAMPLE}"
         "summary;--documentation;${SAMPLE}" "check;--frobnicate;${SAMPLE}" "import-registers;dir"
         "import-registers;dir;-o" "mxf" "mxf;file.mxf;--dictionary" "mxf;-j;0;file.mxf"
-        "mxf;-j;1025;file.mxf" "mxf;-j;two;file.mxf" "compile;${SAMPLE}" "compile;--json;${SAMPLE};-o;x")
+        "mxf;-j;1025;file.mxf" "mxf;-j;two;file.mxf" "compile;${SAMPLE}" "compile;--json;${SAMPLE};-o;x"
+        "summary;--walk;${SAMPLE}")
   expect(2 ${args})
   if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict --help'\n$" OR NOT last_output STREQUAL "")
     message(FATAL_ERROR "xsddict ${args}: not a one-line usage error:\n${last_output}${last_error}")
