@@ -770,3 +770,25 @@ TEST(MXFWalk, ChecksKAGAlignment) {
         EXPECT_EQ(walkFindings(c.bytes), c.expected) << c.what;
     }
 }
+
+// Stream offsets map into the partition whose BodyOffset they follow, across partitions.
+TEST(MXFWalk, MapsStreamOffsetsThroughEveryPartition) {
+    auto file = [](const std::vector<std::uint64_t>& offsets) {
+        const Bytes metadata = primer(false, kMorePrimer) + preface(1, 2) + storage(2);
+        const Bytes frames = essenceElement(100) + essenceElement(100);  // 234 bytes
+        Pack header;
+        header.headerByteCount = metadata.size();
+        const std::uint64_t first = pack(header).size() + metadata.size();
+        const std::uint64_t second = first + pack(Pack{}).size() + frames.size();
+        const std::uint64_t footer = second + pack(Pack{}).size() + frames.size();
+        header.footer = footer;
+        const Pack one{0x03, first, 0, footer, 0, 0, 1, 0, {}};
+        const Pack two{0x03, second, first, footer, 0, 0, 1, 234, {}};
+        const Pack last{0x04, footer, second, footer, 0, 2, 0, 0, {}};
+        return pack(header) + metadata + pack(one) + frames + pack(two) + frames + pack(last) +
+               indexSegment(0, static_cast<std::int64_t>(offsets.size()), offsets);
+    };
+    EXPECT_EQ(walkFindings(file({0, 117, 234, 351})), std::vector<std::string>{});
+    EXPECT_EQ(walkFindings(file({0, 117, 234, 352})), std::vector<std::string>{"index-offset"});
+    EXPECT_EQ(walkFindings(file({0, 117, 468})), std::vector<std::string>{"index-offset"});
+}
