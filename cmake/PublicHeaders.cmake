@@ -21,6 +21,7 @@ set(VELMAR_PUBLIC_HEADERS
   Velmar/SDK/MetaMetadata/MetaElement.h
   Velmar/SDK/MetaMetadata/MetaMetadataSet.h
   Velmar/SDK/MetaMetadata/PropertyMap.h
+  Velmar/SDK/MetaMetadata/TypeDefinitions.h
   Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h
   Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h
   Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h

@@ -62,8 +62,10 @@ struct Item {
     std::uint16_t tag = 0;
     std::optional<Bytes16> label;  // through the primer; none for a tag it does not map
     const SDK::MetaMetadata::MetaElement* element = nullptr;  // the dictionary's, or none
-    std::vector<std::uint8_t> bytes;                          // the value as stored
-    std::optional<Value> value;  // decoded by the element's data type, where it can be
+    // The element's registered type, where the dictionary has types.
+    const SDK::MetaMetadata::TypeDefinition* type = nullptr;
+    std::vector<std::uint8_t> bytes;  // the value as stored
+    std::optional<Value> value;       // decoded by the element's type, where it can be
 };
 
 // One local set of the header metadata, placed in tree order.

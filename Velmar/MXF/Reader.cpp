@@ -358,8 +358,15 @@ class Reader {
                          elementName(item.element) + " is not an attribute of " + set.name());
                 }
                 Decoded decoded = decodeValue(*item.element, item.bytes);
+                item.type = dictionary_.typeOf(*item.element);
+                if (item.type != nullptr && decoded.badSize.empty()) {
+                    decodeByType(*item.type, dictionary_.typeDefinitions(), item.bytes, decoded);
+                }
                 if (!decoded.badSize.empty()) {
                     find(set, "bad-size", &item, decoded.badSize);
+                }
+                if (!decoded.unknownEnumeration.empty()) {
+                    find(set, "unknown-enumeration-value", &item, decoded.unknownEnumeration);
                 }
                 item.value = std::move(decoded.value);
             }

@@ -1,5 +1,6 @@
 #include "Velmar/MXF/Value.h"
 
+#include <charconv>
 #include <cstdio>
 
 namespace Velmar::MXF {
@@ -41,6 +42,46 @@ Value Value::list(std::vector<Value> items) {
     return v;
 }
 
+Value Value::record(std::vector<Member> members) {
+    Value v;
+    v.kind_ = Kind::Record;
+    v.members_ = std::move(members);
+    return v;
+}
+Value Value::label(std::string dotted, std::string symbol, std::string name) {
+    Value v;
+    v.kind_ = Kind::Label;
+    v.text_ = std::move(dotted);
+    v.symbol_ = std::move(symbol);
+    v.name_ = std::move(name);
+    return v;
+}
+
+std::string Value::shortestText(double value) {
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
+}
+
+namespace {
+std::string jsonString(const std::string& text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        } else {
+            out += c;
+        }
+    }
+    return out + "\"";
+}
+}  // namespace
+
 std::string Value::toJson() const {
     switch (kind_) {
         case Kind::Boolean:
@@ -49,27 +90,10 @@ std::string Value::toJson() const {
             return std::to_string(signed_);
         case Kind::Unsigned:
             return std::to_string(unsigned_);
-        case Kind::Float: {
-            char text[32];
-            std::snprintf(text, sizeof text, "%.17g", float_);
-            return text;
-        }
-        case Kind::Text: {
-            std::string out = "\"";
-            for (const char c : text_) {
-                if (c == '"' || c == '\\') {
-                    out += '\\';
-                    out += c;
-                } else if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-            }
-            return out + "\"";
-        }
+        case Kind::Float:
+            return shortestText(float_);
+        case Kind::Text:
+            return jsonString(text_);
         case Kind::List: {
             std::string out = "[";
             for (std::size_t i = 0; i < list_.size(); ++i) {
@@ -77,6 +101,17 @@ std::string Value::toJson() const {
             }
             return out + "]";
         }
+        case Kind::Record: {
+            std::string out = "{";
+            for (std::size_t i = 0; i < members_.size(); ++i) {
+                out += (i ? ", " : "") + jsonString(members_[i].first) + ": " +
+                       members_[i].second.toJson();
+            }
+            return out + "}";
+        }
+        case Kind::Label:
+            return "{\"ul\": " + jsonString(text_) + ", \"symbol\": " + jsonString(symbol_) +
+                   ", \"name\": " + jsonString(name_) + "}";
     }
     return "null";
 }

@@ -2,16 +2,20 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Velmar::MXF {
 
-// An item's value decoded by its data type, in the forms a reader prints: numbers, booleans,
-// texts (strings, and identifiers in their text form) and lists (collections, and a rational
-// as [numerator, denominator]).
+// An item's value decoded by its type, in the forms a reader prints: numbers, booleans, texts
+// (strings, enumeration symbols, and identifiers in their text form), lists (collections, and a
+// rational as [numerator, denominator]), records (members by symbol, in order; an indirect
+// value as actualType and value) and registered labels (their dotted bytes with the register's
+// symbol and name).
 class Value {
   public:
-    enum class Kind { Boolean, Signed, Unsigned, Float, Text, List };
+    enum class Kind { Boolean, Signed, Unsigned, Float, Text, List, Record, Label };
+    using Member = std::pair<std::string, Value>;
 
     static Value boolean(bool value);
     static Value signedInteger(std::int64_t value);
@@ -19,6 +23,8 @@ class Value {
     static Value floatingPoint(double value);
     static Value text(std::string utf8);
     static Value list(std::vector<Value> items);
+    static Value record(std::vector<Member> members);
+    static Value label(std::string dotted, std::string symbol, std::string name);
 
     Kind kind() const { return kind_; }
     bool asBoolean() const { return boolean_; }
@@ -27,9 +33,17 @@ class Value {
     double asFloat() const { return float_; }
     const std::string& asText() const { return text_; }
     const std::vector<Value>& asList() const { return list_; }
+    const std::vector<Member>& asRecord() const { return members_; }
+    // A label's register symbol and name; its dotted bytes are asText().
+    const std::string& labelSymbol() const { return symbol_; }
+    const std::string& labelName() const { return name_; }
 
-    // JSON: exact numbers, true/false, strings with JSON's escapes, lists in brackets.
+    // JSON: exact numbers (floats in the shortest text that reads back the same), true/false,
+    // strings with JSON's escapes, lists in brackets, records as objects, labels as
+    // {"ul", "symbol", "name"}.
     std::string toJson() const;
+    // The shortest decimal text that reads back to the same double.
+    static std::string shortestText(double value);
 
   private:
     Kind kind_ = Kind::Boolean;
@@ -39,6 +53,9 @@ class Value {
     double float_ = 0;
     std::string text_;
     std::vector<Value> list_;
+    std::vector<Member> members_;
+    std::string symbol_;
+    std::string name_;
 };
 
 }  // namespace Velmar::MXF

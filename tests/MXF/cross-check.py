@@ -8,12 +8,16 @@ whose value both print in a comparable form is compared there (integers, rationa
 strings, identifiers, timestamps, versions, enumerations). ffprobe gives the stream and
 identification fields, which are compared with the descriptors, tracks and Identification set.
 Prints the counts; exits 1 and lists every difference if there is one. Used when the fixtures
-are regenerated, to review a reading before it becomes an expectation.
+are regenerated, to review a reading before it becomes an expectation. Enumerations come as
+their symbols: their numbers, which mediainfo prints, are looked up in the types register
+beside this script's project (registers/Types.xml), independently of the dictionary.
 """
 import json
+import os
 import re
 import subprocess
 import sys
+import xml.etree.ElementTree as ET
 from fractions import Fraction
 
 INTEGERS = {"Int8", "Int16", "Int32", "Int64", "UInt8", "UInt16", "UInt32", "UInt64", "Length",
@@ -24,7 +28,25 @@ LEAF = re.compile(r"^([^:]+):\s+(.*)$")
 
 
 def hexdigits(text):
+    if isinstance(text, dict):  # a registered label: {"ul", "symbol", "name"}
+        text = text["ul"]
     return re.sub(r"[^0-9a-f]", "", re.sub(r"^0x", "", text.lower()))
+
+
+def enumeration_values():
+    """Every enumeration item's symbol -> its number, from the types register."""
+    here = os.path.dirname(os.path.abspath(__file__))
+    root = ET.parse(os.path.join(here, "..", "..", "registers", "Types.xml")).getroot()
+    values = {}
+    for element in root.iter():
+        if element.tag.endswith("}Facet"):
+            fields = {child.tag.split("}")[1]: child.text for child in element}
+            if fields.get("Symbol") and re.fullmatch(r"-?\d+", fields.get("Value") or ""):
+                values.setdefault(fields["Symbol"], int(fields["Value"]))
+    return values
+
+
+ENUMERATIONS = enumeration_values()
 
 
 def mediainfo_items(path):
@@ -98,11 +120,13 @@ def compare_item(item, headed, leaves):
     if kind == "Timestamp":
         ours = [int(n) for n in re.findall(r"\d+", value)][:6]
         return [int(n) for n in re.findall(r"\d+", theirs)][:6] == ours
-    if kind == "Record" and "Version" in item["name"] and item["size"] == 10:
-        fields = [int(value[i:i + 4], 16) for i in range(0, 20, 4)]
+    if kind == "Record" and "Version" in item["name"] and isinstance(value, dict):
+        fields = [value["Major"], value["Minor"], value["Tertiary"], value["PatchLevel"],
+                  ENUMERATIONS.get(value["BuildType"], value["BuildType"])]
         return ".".join(map(str, fields)) == theirs
     if kind == "Enumeration" and re.match(r"\d+", theirs):
-        return int(value, 16) == int(re.match(r"\d+", theirs).group())
+        number = ENUMERATIONS.get(value, value)
+        return number == int(re.match(r"\d+", theirs).group())
     return None
 
 
@@ -130,7 +154,8 @@ def ffprobe_checks(path, reading):
             ("operational_pattern_ul", "Preface", "Operational Pattern UL"),
             ("material_package_umid", "Material Package", "Package ID")]:
         if tag in tags:
-            found = [hexdigits(str(v)) for v in ours(set_name, item_name)]
+            found = [hexdigits(v if isinstance(v, dict) else str(v))
+                     for v in ours(set_name, item_name)]
             wanted = hexdigits(tags[tag]) if tag.endswith(("uid", "_ul", "umid")) else tags[tag]
             checks.append((tag, wanted, found,
                            wanted in found or tags[tag] in ours(set_name, item_name)))

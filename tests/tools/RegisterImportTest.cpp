@@ -197,7 +197,7 @@ TEST_F(RegisterDictionary, CheckFindsNothingTheRegistersDoNotHold) {
 // reports the quirk and writes a dictionary that loads, with no 00.00 tag in it.
 TEST(RegisterImport, ReadsATagOfZeroAsNoTag) {
     xsddict::Registers registers;
-    registers.types["urn:t"] = {"urn:t", "UInt8", "Integer", "1", "", ""};
+    registers.types["urn:t"] = {"urn:t", "UInt8", "Integer", "1", "", "", "", "", {}};
     registers.elements.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000100", "E", "E",
                                   "urn:SMPTE:MXF:file_format", "", "urn:t", ""});
     registers.elements.push_back({"urn:smpte:ul:060e2b34.01010101.0f000000.00000200", "F", "F",

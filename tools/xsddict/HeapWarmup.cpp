@@ -41,7 +41,7 @@ void warmHeap(std::size_t bytes) {
 }
 
 std::size_t compiledDictionaryHeap(std::size_t fileSize) {
-    return fileSize < kMost / 6 ? 6 * fileSize : kMost;
+    return fileSize < kMost / 3 ? 3 * fileSize : kMost;
 }
 
 }  // namespace xsddict

@@ -95,10 +95,23 @@ Registers readRegisters(const std::string& folder) {
         registers.groups.push_back(std::move(group));
     });
     readEntries(reader, folder + "/Types.xml", [&](const xercesc::DOMElement* e) {
-        Registers::Type type{childText(e, "UL"),       childText(e, "Symbol"),
-                             childText(e, "TypeKind"), childText(e, "TypeSize"),
-                             childText(e, "BaseType"), childText(e, "TypeQualifiers")};
+        Registers::Type type{
+            childText(e, "UL"),       childText(e, "Symbol"),        childText(e, "TypeKind"),
+            childText(e, "TypeSize"), childText(e, "BaseType"),      childText(e, "TypeQualifiers"),
+            childText(e, "Name"),     childText(e, "NamespaceName"), {}};
+        // Records give each member's type, enumerations each item's value.
+        forEachChild(child(e, "Facets"), "Facet", [&](const xercesc::DOMElement* facet) {
+            const std::string typeOrValue = child(facet, "Type") != nullptr
+                                                ? childText(facet, "Type")
+                                                : childText(facet, "Value");
+            type.facets.push_back(
+                {childText(facet, "Symbol"), childText(facet, "Name"), typeOrValue});
+        });
         registers.types.emplace(type.ul, type);
+    });
+    readEntries(reader, folder + "/Labels.xml", [&](const xercesc::DOMElement* e) {
+        registers.labels.push_back(
+            {childText(e, "UL"), childText(e, "Symbol"), childText(e, "Name")});
     });
     return registers;
 }

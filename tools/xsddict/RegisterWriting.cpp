@@ -73,6 +73,21 @@ bool isDecimal(const std::string& value) {
 }
 
 constexpr const char* kFileFormat = "urn:SMPTE:MXF:file_format";
+constexpr const char* kRegisteredTypes = "urn:velmar:xsddictionary:registered-types";
+
+// The types register's kind, with the two kinds it leaves to symbols and base types told apart.
+std::string typeKind(const Registers& registers, const Registers::Type& type) {
+    if (type.kind == "Integer" && type.symbol.find("Float") != std::string::npos) {
+        return "Float";
+    }
+    if (type.kind == "Enumeration") {
+        const auto base = registers.types.find(type.baseType);
+        if (base != registers.types.end() && base->second.symbol == "AUID") {
+            return "ExtendibleEnumeration";
+        }
+    }
+    return type.kind;
+}
 
 class Writer {
   public:
@@ -102,6 +117,7 @@ class Writer {
              << "  <xs:complexType name=\"Array\"/>\n  <xs:complexType name=\"Batch\"/>\n"
              << "  <xs:simpleType name=\"Ref\"><xs:restriction "
                 "base=\"xs:string\"/></xs:simpleType>\n";
+        writeRegisteredTypes();
         for (int copy = 0; copy < copies; ++copy) {
             copy_ = copy;
             for (const auto& element : elements_)
@@ -282,6 +298,81 @@ class Writer {
         out_ << "      <xs:appinfo source=\"XMLNamespaceURI\">" << escape(nameSpace)
              << "</xs:appinfo>\n"
              << "    </xs:annotation>\n";
+    }
+
+    // Every type with its members or items, each imported element's type, the register's
+    // symbols that declarations could not take, and every label: for readers that decode
+    // values by type and name labels. Written once, whatever the copies.
+    void writeRegisteredTypes() {
+        out_ << "  <xs:annotation>\n    <xs:appinfo source=\"Registered Types\">\n"
+             << "      <rt:Types xmlns:rt=\"" << kRegisteredTypes << "\">\n";
+        const auto isLabel = [](const std::string& ul) { return ulBytes(ul).size() == 16; };
+        for (const auto& [ul, type] : r_.types) {
+            if (!isLabel(ul)) {
+                skip("type " + type.symbol + ": its UL " + ul + " is not a label");
+                continue;
+            }
+            const std::string kind = typeKind(r_, type);
+            out_ << "        <rt:Type ul=\"" << escape(ul) << "\" symbol=\"" << escape(type.symbol)
+                 << "\" name=\"" << escape(type.name) << "\" namespace=\"" << escape(type.nameSpace)
+                 << "\" kind=\"" << kind << "\"";
+            if ((kind == "Integer" || kind == "Float" || kind == "FixedArray") &&
+                !type.size.empty()) {
+                out_ << " size=\"" << escape(type.size) << "\"";
+            }
+            if (kind == "Integer" && type.qualifiers.find("isSigned") != std::string::npos) {
+                out_ << " signed=\"true\"";
+            }
+            if (isLabel(type.baseType)) {
+                out_ << " base=\"" << escape(type.baseType) << "\"";
+            }
+            const bool record = kind == "Record";
+            const bool enumeration = kind == "Enumeration" || kind == "ExtendibleEnumeration";
+            if ((!record && !enumeration) || type.facets.empty()) {
+                out_ << "/>\n";
+                continue;
+            }
+            out_ << ">\n";
+            for (const auto& facet : type.facets) {
+                if (record && !isLabel(facet.typeOrValue)) {
+                    skip("member " + facet.symbol + " of type " + type.symbol +
+                         ": its type is not a label");
+                    continue;
+                }
+                out_ << "          <rt:" << (record ? "Member" : "Item") << " symbol=\""
+                     << escape(facet.symbol) << "\" name=\"" << escape(facet.name) << "\" "
+                     << (record ? "type" : "value") << "=\"" << escape(facet.typeOrValue)
+                     << "\"/>\n";
+            }
+            out_ << "        </rt:Type>\n";
+        }
+        for (const auto& planned : elements_) {
+            const Registers::Element& e = *planned.element;
+            if (!isLabel(e.type)) {
+                continue;  // the element's type is in no register: it has its data type only
+            }
+            out_ << "        <rt:Element ul=\"" << escape(e.ul) << "\" type=\"" << escape(e.type)
+                 << "\"";
+            if (planned.name != e.symbol) {
+                out_ << " symbol=\"" << escape(e.symbol) << "\"";
+            }
+            out_ << "/>\n";
+        }
+        for (const auto& group : r_.groups) {
+            if (groupNames_.at(group.ul) != group.symbol) {
+                out_ << "        <rt:Set ul=\"" << label(group.ul, true, group.klvSyntax)
+                     << "\" symbol=\"" << escape(group.symbol) << "\"/>\n";
+            }
+        }
+        for (const auto& l : r_.labels) {
+            if (!isLabel(l.ul)) {
+                skip("label " + l.symbol + ": its UL " + l.ul + " is not a label");
+                continue;
+            }
+            out_ << "        <rt:Label ul=\"" << escape(l.ul) << "\" symbol=\"" << escape(l.symbol)
+                 << "\" name=\"" << escape(l.name) << "\"/>\n";
+        }
+        out_ << "      </rt:Types>\n    </xs:appinfo>\n  </xs:annotation>\n";
     }
 
     void writeElement(const Planned& planned) {

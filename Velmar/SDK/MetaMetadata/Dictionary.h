@@ -8,6 +8,7 @@
 #include "Velmar/SDK/KLV/Key.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/MetaMetadataSet.h"
+#include "Velmar/SDK/MetaMetadata/TypeDefinitions.h"
 #include "Velmar/SDK/Templates/IndirectRange.h"
 #include "Velmar/SDK/Templates/auto_ptr.h"
 #include "Velmar/SDK/Templates/unordered_map.h"
@@ -123,6 +124,16 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
         return localTagConflicts_;
     }
 
+    // The registered types and labels, where the dictionary's source gives them (a dictionary
+    // imported from the registers does); empty otherwise. A load that finds them replaces
+    // what was held.
+    const TypeDefinitions& typeDefinitions() const { return types_; }
+    void setTypeDefinitions(TypeDefinitions types) { types_ = std::move(types); }
+    // The element's registered type, or null.
+    const TypeDefinition* typeOf(const MetaElement& element) const {
+        return types_.elementType(element.universalLabel().bytes());
+    }
+
   private:
     // Indexes are hashed: a register-size dictionary adds tens of thousands of entries, and
     // nothing needs them in key order (the stores keep the order received).
@@ -168,6 +179,7 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     ByBytes<Positions> setsByCodingless_;
     ByText<Positions> setsByName_;
     ByText<Positions> setsByTagName_;
+    TypeDefinitions types_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

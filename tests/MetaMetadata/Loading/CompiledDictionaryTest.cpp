@@ -355,10 +355,11 @@ TEST(CompiledDictionary, RefusesWhatIsNotAWholeFileOfThisVersion) {
     minimal.strings({}).counts(0, 0, 0);
     EXPECT_EQ(refusal(minimal.file()), "loaded");
     const std::string version = "Compiled dictionary \"test.xsdc\" is of format version ";
+    EXPECT_EQ(refusal(minimal.file(1)), "loaded");
     EXPECT_EQ(refusal(minimal.file(0)),
-              version + "0, older than the version this library reads (1): compile it again");
-    EXPECT_EQ(refusal(minimal.file(2)),
-              version + "2, newer than the version this library reads (1): compile it again");
+              version + "0, older than the versions this library reads (1 to 2): compile it again");
+    EXPECT_EQ(refusal(minimal.file(3)),
+              version + "3, newer than the versions this library reads (1 to 2): compile it again");
     EXPECT_EQ(refusal(minimal.file(1, 0x80000000u)),
               "Compiled dictionary \"test.xsdc\" is corrupt: its header has flags this library "
               "does not know");
@@ -484,7 +485,7 @@ TEST(CompiledDictionary, RefusesContentThatDoesNotHoldTogether) {
          "2 set attributes of at least 4 bytes each, where 4 bytes are left"},
         {"bytes after the sets",
          [](Content& c) { c.strings({}).counts(0, 0, 1).set({}).u8(0).u8(0); },
-         "2 bytes follow the last set"},
+         "a registered types flag of 0"},
     };
     for (const Case& c : cases) {
         Content content;

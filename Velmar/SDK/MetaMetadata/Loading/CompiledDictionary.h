@@ -22,8 +22,10 @@ namespace Loading {
 // whose counts, indexes or values do not hold together: every count is checked against the
 // bytes left before anything is made from it.
 
-// The version written; a file of any other is refused (an older one: compile it again).
-constexpr unsigned kCompiledDictionaryFormatVersion = 1;
+// The version written, and the oldest read; a file of any other is refused (compile it
+// again). Version 2 adds the registered types and labels, where the dictionary has them.
+constexpr unsigned kCompiledDictionaryFormatVersion = 2;
+constexpr unsigned kOldestCompiledDictionaryFormatVersion = 1;
 
 // The dictionary's compiled form. The note is free UTF-8 text kept with it (the source it was
 // made from, say). An attribute whose element the dictionary does not hold cannot be written:

@@ -20,7 +20,15 @@
 //                UTF16String and UTF8String a string index, ISO7/ISO8String u32 size and bytes,
 //                identifiers their bytes, LocalTag u16, Array/Batch i32 item size, u32 count
 //                and items (values that are not collections, None for an empty item)
-// Nothing may follow the sets.
+//   registered   (from version 2, only where the dictionary has them) u8 1, u32 count of types,
+//   each label (16), u8 TypeKind, types        u8 flags (1 signed, 2 has a base), u32 size, [base
+//   (16)], texts symbol, name,
+//                namespace, u32 count of members (texts symbol, name, type label (16)), u32
+//                count of items (texts symbol, name, value); u32 count of element types
+//                (element label, type label); u32 count of registered symbols (label, text);
+//                u32 count of labels (label, texts symbol and name)
+//   text         u32 size, UTF-8 bytes
+// Nothing may follow the registered types.
 
 #include <cstddef>
 #include <cstdint>
@@ -75,6 +83,15 @@ constexpr std::size_t kMinLocalTag = 2 + 16;
 constexpr std::size_t kMinAttribute = 4 + 1 + 1 + 1 + 4;
 constexpr std::size_t kMinSet = 16 + 4 + 4;
 constexpr std::size_t kPropertySize = 8;
+constexpr std::size_t kMinText = 4;
+constexpr std::size_t kMinType = 16 + 1 + 1 + 4 + 3 * kMinText + 4 + 4;
+constexpr std::size_t kMinMember = 2 * kMinText + 16;
+constexpr std::size_t kMinItem = 3 * kMinText;
+constexpr std::size_t kElementTypeSize = 32;
+constexpr std::size_t kMinSymbol = 16 + kMinText;
+constexpr std::size_t kMinLabel = 16 + 2 * kMinText;
+constexpr std::uint8_t kTypeSigned = 1;
+constexpr std::uint8_t kTypeHasBase = 2;
 
 std::uint64_t checksum(const unsigned char* data, std::size_t size);
 

@@ -101,7 +101,8 @@ class Input {
 
 class ContentReader {
   public:
-    ContentReader(Input& in, Dictionary& dictionary) : in_(in), dictionary_(dictionary) {}
+    ContentReader(Input& in, Dictionary& dictionary, std::uint32_t version)
+        : in_(in), dictionary_(dictionary), version_(version) {}
 
     void read() {
         readStrings();
@@ -127,8 +128,13 @@ class ContentReader {
         for (std::uint32_t i = 0; i < setCount; ++i) {
             readSet();
         }
+        // Version 1 ends with the sets; later versions may add the registered types.
+        if (version_ >= 2 && in_.left() != 0) {
+            readRegisteredTypes();
+        }
         if (in_.left() != 0) {
-            in_.corrupt(std::to_string(in_.left()) + " bytes follow the last set");
+            in_.corrupt(std::to_string(in_.left()) + " bytes follow the " +
+                        (dictionary_.typeDefinitions().empty() ? "last set" : "registered types"));
         }
     }
 
@@ -296,6 +302,83 @@ class ContentReader {
         dictionary_.addMetaMetadataSet(key, set);
     }
 
+    std::string_view textOf(const char* what) {
+        const std::uint32_t size = in_.count(1, what);
+        return std::string_view(reinterpret_cast<const char*>(in_.take(size, what)), size);
+    }
+
+    LabelBytes labelBytes(const char* what) {
+        LabelBytes label;
+        std::memcpy(label.data(), in_.take(16, what), 16);
+        return label;
+    }
+
+    void readRegisteredTypes() {
+        const std::uint8_t present = in_.u8("whether registered types follow");
+        if (present != 1) {
+            in_.corrupt("a registered types flag of " + std::to_string(present));
+        }
+        TypeDefinitions::Builder builder;
+        const std::uint32_t types = in_.count(kMinType, "registered types");
+        builder.reserve(types, 0, 0);
+        for (std::uint32_t i = 0; i < types; ++i) {
+            TypeDefinitions::Builder::Type type;
+            type.label = labelBytes("a type label");
+            const std::uint8_t kind = in_.u8("a type kind");
+            if (kind >= kTypeKindCount) {
+                in_.corrupt("type kind " + std::to_string(kind) + ", which is none");
+            }
+            type.kind = static_cast<TypeKind>(kind);
+            const std::uint8_t flags = in_.u8("type flags");
+            if ((flags & ~(kTypeSigned | kTypeHasBase)) != 0) {
+                in_.corrupt("type flags " + std::to_string(flags) + " this library does not know");
+            }
+            type.isSigned = (flags & kTypeSigned) != 0;
+            type.size = in_.u32("a type size");
+            if ((flags & kTypeHasBase) != 0) {
+                type.base = labelBytes("a base type");
+            }
+            type.symbol = textOf("a type symbol");
+            type.name = textOf("a type name");
+            type.namespaceURI = textOf("a type namespace");
+            builder.addType(type);
+            const std::uint32_t members = in_.count(kMinMember, "record members");
+            for (std::uint32_t m = 0; m < members; ++m) {
+                const std::string_view symbol = textOf("a member symbol");
+                const std::string_view name = textOf("a member name");
+                builder.addMember(symbol, name, labelBytes("a member type"));
+            }
+            const std::uint32_t items = in_.count(kMinItem, "enumeration items");
+            for (std::uint32_t n = 0; n < items; ++n) {
+                const std::string_view symbol = textOf("an item symbol");
+                const std::string_view name = textOf("an item name");
+                builder.addItem(symbol, name, textOf("an item value"));
+            }
+        }
+        const std::uint32_t elementTypes = in_.count(kElementTypeSize, "element types");
+        for (std::uint32_t i = 0; i < elementTypes; ++i) {
+            const LabelBytes element = labelBytes("an element label");
+            builder.addElementType(element, labelBytes("an element's type"));
+        }
+        const std::uint32_t symbols = in_.count(kMinSymbol, "registered symbols");
+        for (std::uint32_t i = 0; i < symbols; ++i) {
+            const LabelBytes label = labelBytes("a label");
+            builder.addRegisteredSymbol(label, textOf("a registered symbol"));
+        }
+        const std::uint32_t labels = in_.count(kMinLabel, "labels");
+        for (std::uint32_t i = 0; i < labels; ++i) {
+            const LabelBytes label = labelBytes("a label");
+            const std::string_view symbol = textOf("a label symbol");
+            builder.addLabel(label, symbol, textOf("a label name"));
+        }
+        // The writer gives every label once.
+        TypeDefinitions built = builder.build();
+        if (builder.duplicates() != 0) {
+            in_.corrupt(std::to_string(builder.duplicates()) + " registered labels given twice");
+        }
+        dictionary_.setTypeDefinitions(std::move(built));
+    }
+
     Templates::auto_ptr<const Types::BaseType> readValue() {
         const std::uint8_t code = in_.u8("a value code");
         if (code >= kValueCodes) {
@@ -421,6 +504,7 @@ class ContentReader {
 
     Input& in_;
     Dictionary& dictionary_;
+    std::uint32_t version_;
     const XMLCh* units_ = nullptr;
     std::uint32_t unitCount_ = 0;
     Templates::vector<std::uint32_t> starts_;
@@ -441,10 +525,12 @@ void withContent(const unsigned char* data, std::size_t size, const std::string&
                " bytes, where the header alone takes " + std::to_string(kHeaderSize));
     }
     const auto version = static_cast<std::uint32_t>(little(data + 8, 4));
-    if (version != kCompiledDictionaryFormatVersion) {
+    if (version < kOldestCompiledDictionaryFormatVersion ||
+        version > kCompiledDictionaryFormatVersion) {
         refuse(called + " is of format version " + std::to_string(version) +
-               (version < kCompiledDictionaryFormatVersion ? ", older" : ", newer") +
-               " than the version this library reads (" +
+               (version < kOldestCompiledDictionaryFormatVersion ? ", older" : ", newer") +
+               " than the versions this library reads (" +
+               std::to_string(kOldestCompiledDictionaryFormatVersion) + " to " +
                std::to_string(kCompiledDictionaryFormatVersion) + "): compile it again");
     }
     if (little(data + 12, 4) != 0) {
@@ -464,7 +550,7 @@ void withContent(const unsigned char* data, std::size_t size, const std::string&
         refuse(called + " is corrupt: its content does not match its checksum");
     }
     Input in(data + kHeaderSize, there, kHeaderSize, name);
-    use(in);
+    use(in, version);
 }
 
 // A file's bytes, read whole into pages made present in one call: on a virtual machine a page
@@ -553,7 +639,9 @@ void loadCompiledDictionary(const unsigned char* data, std::size_t size, Diction
         return;
     }
     try {
-        withContent(data, size, called, [&](Input& in) { ContentReader(in, dictionary).read(); });
+        withContent(data, size, called, [&](Input& in, std::uint32_t version) {
+            ContentReader(in, dictionary, version).read();
+        });
     } catch (const std::bad_alloc&) {
         VELMAR_SDK_THROW(Exceptions::ParseError,
                          ("Out of memory loading compiled dictionary \"" + called + "\"").c_str());
@@ -575,9 +663,9 @@ void loadCompiledDictionary(const char* path, Dictionary& dictionary) {
 String compiledDictionaryNote(const char* path) {
     const FileBytes bytes(path);
     String note;
-    withContent(bytes.data(), bytes.size(), path, [&](Input& in) {
+    withContent(bytes.data(), bytes.size(), path, [&](Input& in, std::uint32_t version) {
         Dictionary unused;
-        ContentReader reader(in, unused);
+        ContentReader reader(in, unused, version);
         reader.readStrings();
         note = Utils::toUtf8(reader.note());
     });

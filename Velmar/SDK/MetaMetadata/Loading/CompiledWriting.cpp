@@ -240,6 +240,60 @@ void writeProperties(const PropertyMap& properties, Output& out, StringTable& st
     }
 }
 
+void writeText(Output& out, std::string_view text) {
+    out.count(text.size());
+    out.raw(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+}
+
+void writeRegisteredTypes(const TypeDefinitions& types, Output& out) {
+    if (types.empty()) {
+        return;
+    }
+    out.u8(1);
+    out.count(types.types().size());
+    for (const TypeDefinition& type : types.types()) {
+        out.raw(type.label.data(), 16);
+        out.u8(static_cast<std::uint8_t>(type.kind));
+        out.u8(static_cast<std::uint8_t>((type.isSigned ? kTypeSigned : 0) |
+                                         (type.base ? kTypeHasBase : 0)));
+        out.u32(type.size);
+        if (type.base) {
+            out.raw(type.base->data(), 16);
+        }
+        writeText(out, type.symbol);
+        writeText(out, type.name);
+        writeText(out, type.namespaceURI);
+        out.count(type.members.size());
+        for (const TypeMember& member : type.members) {
+            writeText(out, member.symbol);
+            writeText(out, member.name);
+            out.raw(member.type.data(), 16);
+        }
+        out.count(type.items.size());
+        for (const TypeItem& item : type.items) {
+            writeText(out, item.symbol);
+            writeText(out, item.name);
+            writeText(out, item.text);
+        }
+    }
+    out.count(types.elementTypes().size());
+    for (const auto& elementType : types.elementTypes()) {
+        out.raw(elementType.element.data(), 16);
+        out.raw(elementType.type.data(), 16);
+    }
+    out.count(types.registeredSymbols().size());
+    for (const auto& symbol : types.registeredSymbols()) {
+        out.raw(symbol.label.data(), 16);
+        writeText(out, symbol.symbol);
+    }
+    out.count(types.labels().size());
+    for (const LabelDefinition& label : types.labels()) {
+        out.raw(label.label.data(), 16);
+        writeText(out, label.symbol);
+        writeText(out, label.name);
+    }
+}
+
 }  // namespace
 
 Templates::vector<unsigned char> compileDictionary(const Dictionary& dictionary, const char* note) {
@@ -313,6 +367,7 @@ Templates::vector<unsigned char> compileDictionary(const Dictionary& dictionary,
             body.u32(attributeIndex.at(&attribute));
         }
     }
+    writeRegisteredTypes(dictionary.typeDefinitions(), body);
 
     Output content;
     strings.write(content);

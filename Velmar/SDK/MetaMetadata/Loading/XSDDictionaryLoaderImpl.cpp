@@ -123,6 +123,7 @@ void XSDDictionaryLoaderImpl::loadDictionary(WString folder, WString fileName,
         metaElement2LocalTagMap_.reserve(elementDeclarations.size());
         loadMetaElements(dictionary, elementDeclarations);
         loadMetaMetadataSets(dictionary, setDeclarations);
+        loadRegisteredTypes(dictionary);
         if (diagnosing()) {
             diagnoseSubstitutionCycles();
         }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -191,6 +192,14 @@ class XSDDictionaryLoaderImpl {
     void diagnoseSubstitutionCycles();
     void diagnoseAbstractTargets(const xercesc::DOMElement* declaration,
                                  const NameList& targetNames);
+
+    // Registered types and labels.
+    void loadRegisteredTypes(Dictionary& dictionary);
+    void addRegisteredEntry(const xercesc::DOMElement* entry, TypeDefinitions::Builder& builder);
+    void addRegisteredType(const xercesc::DOMElement* entry, TypeDefinitions::Builder& builder);
+    std::string entryText(const xercesc::DOMElement* entry, const XMLCh* attribute, bool required);
+    LabelBytes entryLabel(const xercesc::DOMElement* entry, const XMLCh* attribute);
+    [[noreturn]] void refuseEntry(const xercesc::DOMElement* entry, const WString& why);
 
     // Passes, in the driver's order.
     void collectMetaElementDeclarations(ElementList& declarations);
