@@ -393,8 +393,10 @@ class TypedDecoder {
         if (!value) {
             return std::nullopt;
         }
-        return Value::record({{"actualType", Value::text(std::string(actual->symbol))},
-                              {"value", std::move(*value)}});
+        return Value::record(
+            {{"actualType", Value::label(dottedHex(b + 1, 16), std::string(actual->symbol),
+                                         std::string(actual->name))},
+             {"value", std::move(*value)}});
     }
 
     // The target's identifier: a label (named), a UUID, or a package's UMID.

@@ -219,14 +219,18 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
                 << "\n";
         }
     }
+    printMxfFindings(header, out);
+    out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings")
+        << "\n";
+}
+
+void printMxfFindings(const MXF::HeaderMetadata& header, std::ostream& out) {
     for (const MXF::Finding& f : header.findings) {
         out << f.rule << ": "
             << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
             << (f.tag ? " " + tagText(*f.tag) : "") << (f.itemName.empty() ? "" : " " + f.itemName)
             << ": " << f.message << "\n";
     }
-    out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings")
-        << "\n";
 }
 
 void writeRefusalJson(const std::string& file, const MXF::FileRefused& refusal, std::ostream& out) {

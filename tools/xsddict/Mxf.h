@@ -19,6 +19,8 @@ void writeMxfJson(const std::string& file, const Velmar::MXF::HeaderMetadata& he
 // A line per set indented by depth ("Name @offset"), per item ("tag name (type) = value" or
 // "hex(size) ..."), per finding.
 void printMxfText(const Velmar::MXF::HeaderMetadata& header, std::ostream& out);
+// A line per finding, as printMxfText ends.
+void printMxfFindings(const Velmar::MXF::HeaderMetadata& header, std::ostream& out);
 // A refusal: {"file", "refused": {"rule", "offset", "message"}}.
 void writeRefusalJson(const std::string& file, const Velmar::MXF::FileRefused& refusal,
                       std::ostream& out);

@@ -90,7 +90,8 @@ Registers readRegisters(const std::string& folder) {
         forEachChild(child(e, "Contents"), "Record", [&](const xercesc::DOMElement* record) {
             group.records.push_back({childText(record, "UL"), childText(record, "LocalTag"),
                                      childText(record, "Value"),
-                                     childText(record, "IsOptional") != "false"});
+                                     childText(record, "IsOptional") != "false",
+                                     childText(record, "IsUniqueID") == "true"});
         });
         registers.groups.push_back(std::move(group));
     });

@@ -346,6 +346,14 @@ class Writer {
             }
             out_ << "        </rt:Type>\n";
         }
+        std::set<std::string> uniqueIDs;
+        for (const auto& group : r_.groups) {
+            for (const auto& record : group.records) {
+                if (record.uniqueID) {
+                    uniqueIDs.insert(record.ul);
+                }
+            }
+        }
         for (const auto& planned : elements_) {
             const Registers::Element& e = *planned.element;
             if (!isLabel(e.type)) {
@@ -355,6 +363,9 @@ class Writer {
                  << "\"";
             if (planned.name != e.symbol) {
                 out_ << " symbol=\"" << escape(e.symbol) << "\"";
+            }
+            if (uniqueIDs.count(e.ul) != 0) {
+                out_ << " unique=\"true\"";
             }
             out_ << "/>\n";
         }

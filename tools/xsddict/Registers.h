@@ -15,6 +15,7 @@ struct Registers {
     struct Record {
         std::string ul, localTag, value;
         bool optional = true;
+        bool uniqueID = false;
     };
     struct Group {
         std::string ul, symbol, name, nameSpace, definition, parent, klvSyntax;

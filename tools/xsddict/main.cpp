@@ -4,13 +4,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +27,7 @@
 #include "RegisterImport.h"
 #include "Show.h"
 #include "Summary.h"
+#include "Velmar/MXF/RegXML.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h"
@@ -50,6 +55,7 @@ constexpr int kRefused = 4;
 const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] DICTIONARY [ARGUMENTS]\n"
     "       xsddict mxf [--dictionary DICTIONARY] [--json] [--walk] [-j N] FILE.mxf|DIR...\n"
+    "       xsddict regxml [--dictionary DICTIONARY] [-o OUT.xml] [--root UUID] FILE.mxf\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -77,10 +83,16 @@ const char* const kHelp =
     "                           and what is wrong with each file; a directory is read for its\n"
     "                           *.mxf files, recursively. Several files: one output each, in\n"
     "                           order (JSON Lines with --json)\n"
+    "  regxml FILE.mxf          the file's header metadata as a RegXML document: the Preface\n"
+    "                           and the sets it owns, every value in its registered type's\n"
+    "                           form; findings go to standard error as mxf prints them\n"
     "\n"
     "options:\n"
     "  --json                   summary, check and mxf: write JSON\n"
-    "  --dictionary DICTIONARY  mxf: the dictionary to read with (default: the built-in one)\n"
+    "  --dictionary DICTIONARY  mxf and regxml: the dictionary to read with (default: the\n"
+    "                           built-in one)\n"
+    "  --root UUID              regxml: the set of this InstanceUID as the root, not the\n"
+    "                           Preface\n"
     "  -j N                     mxf: read on N threads (default: one per core)\n"
     "  --walk                   mxf: also step through every KLV of every partition by its\n"
     "                           length (never reading essence), refusing a fault anywhere and\n"
@@ -88,7 +100,8 @@ const char* const kHelp =
     "                           index tables\n"
     "  --documentation          dump and show: also load each declaration's documentation\n"
     "  --length-description     dump and show: also load each \"Length\" annotation\n"
-    "  -o FILE                  import-registers and compile: the dictionary to write\n"
+    "  -o FILE                  import-registers and compile: the dictionary to write;\n"
+    "                           regxml: the document (written whole or not at all)\n"
     "  --note TEXT              compile: a note kept with the dictionary (its source)\n"
     "  --verbose                on failure, also say where in the library it was raised\n"
     "  --                       ends the options\n"
@@ -96,8 +109,8 @@ const char* const kHelp =
     "  --version                the version, and the register snapshot built in\n"
     "\n"
     "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
-    "import failed), 2 usage error, 3 check or mxf found something, 4 mxf refused the file\n"
-    "(several files: the highest of these)\n";
+    "import failed), 2 usage error, 3 check, mxf or regxml found something, 4 mxf or regxml\n"
+    "refused the file (several files: the highest of these)\n";
 
 struct Option {
     const char* name;
@@ -109,17 +122,18 @@ struct Option {
 // load benchmark and is not in the help.
 const Option kOptions[] = {
     {"--json", false, {"summary", "check", "mxf"}},
-    {"--dictionary", true, {"mxf"}},
+    {"--dictionary", true, {"mxf", "regxml"}},
+    {"--root", true, {"regxml"}},
     {"-j", true, {"mxf"}},
     {"--walk", false, {"mxf"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
-    {"-o", true, {"import-registers", "compile"}},
+    {"-o", true, {"import-registers", "compile", "regxml"}},
     {"--note", true, {"compile"}},
     {"--copies", true, {"import-registers"}},
     {"--verbose",
      false,
-     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf"}},
+     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf", "regxml"}},
 };
 
 struct Command {
@@ -136,6 +150,7 @@ const Command kCommands[] = {
     {"import-registers", 1, "a register folder"},
     {"compile", 1, "a dictionary file"},
     {"mxf", 1, "MXF files or directories", true},
+    {"regxml", 1, "one MXF file"},
 };
 
 struct Arguments {
@@ -417,6 +432,117 @@ unsigned jobsOption(const Arguments& arguments) {
     return static_cast<unsigned>(std::stoi(value));
 }
 
+// The one given with --dictionary, else the built-in one.
+bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
+    if (arguments.has("--dictionary")) {
+        return load(arguments.value("--dictionary"), arguments, dictionary);
+    }
+    try {
+        warmHeapFor(SDK::MetaMetadata::Loading::builtinDictionaryPath().c_str());
+        SDK::MetaMetadata::Loading::loadBuiltinDictionary(dictionary);
+        return true;
+    } catch (const SDK::Exceptions::BaseException& e) {
+        reportFailure("the built-in dictionary", e, arguments.has("--verbose"));
+    } catch (const std::bad_alloc&) {
+        std::cerr << "xsddict: the built-in dictionary: out of memory\n";
+    }
+    return false;
+}
+
+// "8-4-4-4-12" (or with "urn:uuid:" before it) as 16 bytes.
+std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
+    if (text.rfind("urn:uuid:", 0) == 0) {
+        text = text.substr(9);
+    }
+    std::string digits;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        if (dash != (text[i] == '-') ||
+            (!dash && !std::isxdigit(static_cast<unsigned char>(text[i])))) {
+            return std::nullopt;
+        }
+        if (!dash) {
+            digits += text[i];
+        }
+    }
+    if (text.size() != 36) {
+        return std::nullopt;
+    }
+    Velmar::MXF::Bytes16 bytes{};
+    for (std::size_t i = 0; i < 16; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+// One file's header metadata as RegXML, to standard output or through a scratch file renamed
+// once whole, so that a refusal or a failed write leaves nothing behind.
+int regxml(const Arguments& arguments) {
+    const std::string& file = arguments.positional.front();
+    Velmar::MXF::RegXMLOptions options;
+    if (arguments.has("--root")) {
+        options.root = instanceUID(arguments.value("--root"));
+        if (!options.root) {
+            throw UsageError{"--root takes an InstanceUID (8-4-4-4-12 hexadecimal digits)"};
+        }
+    }
+    KeptToExit<SDK::MetaMetadata::Dictionary> kept;
+    SDK::MetaMetadata::Dictionary& dictionary = kept.get();
+    if (!loadReadingDictionary(arguments, dictionary)) {
+        return kFailed;
+    }
+    const std::string output = arguments.value("-o");
+    const std::string scratch = output + ".partial";
+    try {
+        const Velmar::MXF::HeaderMetadata header =
+            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary);
+        bool written = false;
+        if (output.empty()) {
+            Velmar::MXF::writeRegXML(std::cout, header, dictionary, options);
+            written = static_cast<bool>(std::cout.flush());
+        } else {
+            std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
+            if (out) {
+                Velmar::MXF::writeRegXML(out, header, dictionary, options);
+                out.close();
+                written = out && std::rename(scratch.c_str(), output.c_str()) == 0;
+            }
+            if (!written) {
+                const int error = errno;
+                std::remove(scratch.c_str());
+                std::cerr << "xsddict: cannot write " << output << ": " << std::strerror(error)
+                          << "\n";
+                return kFailed;
+            }
+        }
+        if (!written) {
+            std::cerr << "xsddict: cannot write the document to standard output\n";
+            return kFailed;
+        }
+        xsddict::printMxfFindings(header, std::cerr);
+        return header.findings.empty() ? EXIT_SUCCESS : kFindings;
+    } catch (const Velmar::MXF::FileRefused& e) {
+        if (!output.empty()) {
+            std::remove(scratch.c_str());
+        }
+        std::cerr << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()
+                  << ": " << SDK::Utils::wstringToBytes(e.message()).c_str() << "\n";
+        return kRefused;
+    } catch (const SDK::Exceptions::BaseException& e) {
+        if (!output.empty()) {
+            std::remove(scratch.c_str());
+        }
+        reportFailure(file, e, arguments.has("--verbose"));
+        return kFailed;
+    } catch (const std::bad_alloc&) {
+        if (!output.empty()) {
+            std::remove(scratch.c_str());
+        }
+        std::cerr << "xsddict: " << file << ": out of memory\n";
+        return kFailed;
+    }
+}
+
 // Findings are what is wrong with a file that can be read; a refusal ends that file's reading.
 int readMxf(const Arguments& arguments) {
     xsddict::MxfRunOptions options;
@@ -432,21 +558,8 @@ int readMxf(const Arguments& arguments) {
     }
     KeptToExit<SDK::MetaMetadata::Dictionary> kept;
     SDK::MetaMetadata::Dictionary& dictionary = kept.get();
-    if (arguments.has("--dictionary")) {
-        if (!load(arguments.value("--dictionary"), arguments, dictionary)) {
-            return kFailed;
-        }
-    } else {
-        try {
-            warmHeapFor(SDK::MetaMetadata::Loading::builtinDictionaryPath().c_str());
-            SDK::MetaMetadata::Loading::loadBuiltinDictionary(dictionary);
-        } catch (const SDK::Exceptions::BaseException& e) {
-            reportFailure("the built-in dictionary", e, options.verbose);
-            return kFailed;
-        } catch (const std::bad_alloc&) {
-            std::cerr << "xsddict: the built-in dictionary: out of memory\n";
-            return kFailed;
-        }
+    if (!loadReadingDictionary(arguments, dictionary)) {
+        return kFailed;
     }
     bool directories = false;
     for (const std::string& argument : arguments.positional) {
@@ -511,6 +624,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments.command == "compile") {
         return compile(arguments);
+    }
+    if (arguments.command == "regxml") {
+        return regxml(arguments);
     }
     const std::string& schema = arguments.positional.front();
     const bool json = arguments.has("--json");

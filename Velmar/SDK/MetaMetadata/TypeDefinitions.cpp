@@ -195,6 +195,16 @@ const TypeDefinition* TypeDefinitions::elementType(const LabelBytes& elementLabe
     return found != nullptr ? type(found->type) : nullptr;
 }
 
+bool TypeDefinitions::uniqueIdentifier(const LabelBytes& elementLabel) const {
+    if (store_ == nullptr) {
+        return false;
+    }
+    const ElementType* found =
+        find(store_->elementTypes, elementLabel,
+             [](const ElementType& e) -> const LabelBytes& { return e.element; });
+    return found != nullptr && found->uniqueIdentifier;
+}
+
 const TypeDefinition* TypeDefinitions::elementType(const std::uint8_t* elementLabel16) const {
     return elementType(bytesOf(elementLabel16));
 }
@@ -273,8 +283,9 @@ void TypeDefinitions::Builder::addItem(std::string_view symbol, std::string_view
     ++store_->rawTypes.back().items;
 }
 
-void TypeDefinitions::Builder::addElementType(const LabelBytes& element, const LabelBytes& type) {
-    store_->elementTypes.push_back({element, type});
+void TypeDefinitions::Builder::addElementType(const LabelBytes& element, const LabelBytes& type,
+                                              bool uniqueIdentifier) {
+    store_->elementTypes.push_back({element, type, uniqueIdentifier});
 }
 
 void TypeDefinitions::Builder::addRegisteredSymbol(const LabelBytes& label,

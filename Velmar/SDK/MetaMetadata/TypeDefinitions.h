@@ -120,6 +120,9 @@ class VELMAR_SDK_API TypeDefinitions {
 
     const TypeDefinition* type(const LabelBytes& label) const;
     const TypeDefinition* type(const std::uint8_t* label16) const;
+    // Whether the register marks the element as its set's unique identifier (a package's
+    // PackageID, a definition's identification).
+    bool uniqueIdentifier(const LabelBytes& elementLabel) const;
     // The type registered for the element of this label; null when none is.
     const TypeDefinition* elementType(const LabelBytes& elementLabel) const;
     const TypeDefinition* elementType(const std::uint8_t* elementLabel16) const;
@@ -137,6 +140,7 @@ class VELMAR_SDK_API TypeDefinitions {
     struct ElementType {
         LabelBytes element{};
         LabelBytes type{};
+        bool uniqueIdentifier = false;
     };
     struct Symbol {
         LabelBytes label{};
@@ -172,7 +176,8 @@ class VELMAR_SDK_API TypeDefinitions::Builder {
     void addType(const Type& type);
     void addMember(std::string_view symbol, std::string_view name, const LabelBytes& type);
     void addItem(std::string_view symbol, std::string_view name, std::string_view text);
-    void addElementType(const LabelBytes& element, const LabelBytes& type);
+    void addElementType(const LabelBytes& element, const LabelBytes& type,
+                        bool uniqueIdentifier = false);
     void addRegisteredSymbol(const LabelBytes& label, std::string_view symbol);
     void addLabel(const LabelBytes& label, std::string_view symbol, std::string_view name);
     void reserve(std::size_t types, std::size_t labels, std::size_t elementTypes);

@@ -25,8 +25,8 @@
 //   (16)], texts symbol, name,
 //                namespace, u32 count of members (texts symbol, name, type label (16)), u32
 //                count of items (texts symbol, name, value); u32 count of element types
-//                (element label, type label); u32 count of registered symbols (label, text);
-//                u32 count of labels (label, texts symbol and name)
+//                (element label, type label, u8 unique identifier); u32 count of registered symbols
+//                (label, text); u32 count of labels (label, texts symbol and name)
 //   text         u32 size, UTF-8 bytes
 // Nothing may follow the registered types.
 
@@ -87,7 +87,7 @@ constexpr std::size_t kMinText = 4;
 constexpr std::size_t kMinType = 16 + 1 + 1 + 4 + 3 * kMinText + 4 + 4;
 constexpr std::size_t kMinMember = 2 * kMinText + 16;
 constexpr std::size_t kMinItem = 3 * kMinText;
-constexpr std::size_t kElementTypeSize = 32;
+constexpr std::size_t kElementTypeSize = 33;
 constexpr std::size_t kMinSymbol = 16 + kMinText;
 constexpr std::size_t kMinLabel = 16 + 2 * kMinText;
 constexpr std::uint8_t kTypeSigned = 1;

@@ -358,7 +358,12 @@ class ContentReader {
         const std::uint32_t elementTypes = in_.count(kElementTypeSize, "element types");
         for (std::uint32_t i = 0; i < elementTypes; ++i) {
             const LabelBytes element = labelBytes("an element label");
-            builder.addElementType(element, labelBytes("an element's type"));
+            const LabelBytes type = labelBytes("an element's type");
+            const std::uint8_t unique = in_.u8("whether an element is a unique identifier");
+            if (unique > 1) {
+                in_.corrupt("a unique identifier flag of " + std::to_string(unique));
+            }
+            builder.addElementType(element, type, unique == 1);
         }
         const std::uint32_t symbols = in_.count(kMinSymbol, "registered symbols");
         for (std::uint32_t i = 0; i < symbols; ++i) {

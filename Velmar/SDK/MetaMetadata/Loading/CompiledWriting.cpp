@@ -280,6 +280,7 @@ void writeRegisteredTypes(const TypeDefinitions& types, Output& out) {
     for (const auto& elementType : types.elementTypes()) {
         out.raw(elementType.element.data(), 16);
         out.raw(elementType.type.data(), 16);
+        out.u8(elementType.uniqueIdentifier ? 1 : 0);
     }
     out.count(types.registeredSymbols().size());
     for (const auto& symbol : types.registeredSymbols()) {

@@ -10,7 +10,8 @@
 //         <rt:Member symbol="Major" name="..." type="urn:smpte:ul:..."/>   (records)
 //       </rt:Type>
 //       <rt:Element ul="(element)" type="(type)" [symbol="(the register's, where the
-//                   declaration had to take another name)"]/>
+//                   declaration had to take another name)"] [unique="true" where a group
+//                   gives it as its unique identifier]/>
 //       <rt:Set ul="(set key)" symbol="(the register's symbol)"/>
 //       <rt:Label ul="..." symbol="..." name="..."/>
 //     </rt:Types>
@@ -113,7 +114,12 @@ void XSDDictionaryLoaderImpl::addRegisteredEntry(const xercesc::DOMElement* entr
                          entryText(entry, u"name", false));
     } else if (isEntry(entry, u"Element")) {
         const LabelBytes element = entryLabel(entry, u"ul");
-        builder.addElementType(element, entryLabel(entry, u"type"));
+        const std::string unique = entryText(entry, u"unique", false);
+        if (!unique.empty() && unique != "true" && unique != "false") {
+            refuseEntry(entry, u"its unique \"" + Utils::bytesToWstring(unique.c_str()) +
+                                   u"\" is neither true nor false");
+        }
+        builder.addElementType(element, entryLabel(entry, u"type"), unique == "true");
         const std::string symbol = entryText(entry, u"symbol", false);
         if (!symbol.empty()) {
             builder.addRegisteredSymbol(element, symbol);
