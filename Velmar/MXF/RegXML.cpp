@@ -210,6 +210,7 @@ class DocumentWriter {
 
     // Every namespace the document may use, so that each is declared once, on the root.
     void declareNamespaces(std::size_t begin, std::size_t end) {
+        bool listed = false;
         for (std::size_t i = begin; i < end; ++i) {
             const LocalSet& set = header_.sets[i];
             if (set.definition != nullptr) {
@@ -219,12 +220,15 @@ class DocumentWriter {
                 if (item.element != nullptr) {
                     prefixFor(utf8(item.element->getProperty(u"XMLNamespaceURI")));
                 }
+                listed = listed || (item.value && item.value->kind() == Value::Kind::List);
             }
         }
         for (const MM::TypeDefinition& type : types_.types()) {
             prefixFor(std::string(type.namespaceURI));
         }
-        prefixFor(typesNamespace());
+        if (types_.empty() && listed) {
+            prefixFor(typesNamespace());  // for the items of collections
+        }
     }
 
     std::string qualified(const std::string& uri, const std::string& name) {
@@ -352,7 +356,7 @@ class DocumentWriter {
         if (isStrongReference(item)) {
             frame.references = strongReferences(*item.element, item.bytes);
             if (frame.references.empty() && !item.bytes.empty() && !item.value) {
-                darkItem(item, "an item that does not decode,");
+                darkItem(item, "an item with no decoded value,");
                 return;
             }
             frame.reference = 0;
@@ -361,9 +365,7 @@ class DocumentWriter {
             return;
         }
         if (!item.value) {
-            darkItem(item, item.type != nullptr && !item.bytes.empty()
-                               ? "an item with no text form,"
-                               : "an item that does not decode,");
+            darkItem(item, "an item with no decoded value,");  // opaque, or a finding on it
             return;
         }
         writeValue(itemName(item), item.type, item.element->dataType(), *item.value, {});

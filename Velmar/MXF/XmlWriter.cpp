@@ -1,5 +1,6 @@
 #include "XmlWriter.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -94,10 +95,12 @@ void XmlWriter::declaration() {
     out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 }
 
+// Indentation stops growing past a depth: a deep tree's document then grows with its
+// elements, not with their square.
 void XmlWriter::indent() {
-    for (std::size_t i = 0; i < open_.size(); ++i) {
-        out_ << "  ";
-    }
+    static const std::string kSpaces(2 * kMostIndented, ' ');
+    out_.write(kSpaces.data(),
+               static_cast<std::streamsize>(2 * std::min(open_.size(), kMostIndented)));
 }
 
 void XmlWriter::startTag(const std::string& name, const Attributes& attributes) {

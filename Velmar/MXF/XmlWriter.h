@@ -34,6 +34,8 @@ class XmlWriter {
     void comment(std::string_view text);
     std::size_t depth() const { return open_.size(); }
 
+    static constexpr std::size_t kMostIndented = 64;
+
   private:
     void startTag(const std::string& name, const Attributes& attributes);
     void indent();

@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 using namespace Velmar;
-using Bytes = std::vector<std::uint8_t>;
+using namespace handbuilt;
 
 namespace {
 
@@ -28,43 +29,6 @@ const SDK::MetaMetadata::Dictionary& tiny() {
     return *dictionary;
 }
 
-Bytes operator+(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-Bytes be(std::uint64_t value, int size) {
-    Bytes out;
-    for (int i = size - 1; i >= 0; --i) {
-        out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-    return out;
-}
-
-Bytes key(std::uint8_t b4, std::uint8_t b5, std::uint8_t b13, std::uint8_t b14,
-          std::uint8_t b15 = 0, std::uint8_t b12 = 0x01, std::uint8_t b8 = 0x0d,
-          std::uint8_t b10 = 0x02, std::uint8_t b11 = 0x01) {
-    return {0x06, 0x0e, 0x2b, 0x34, b4, b5, 0x01, 0x01, b8, 0x01, b10, b11, b12, b13, b14, b15};
-}
-
-Bytes ber(std::uint64_t length) {
-    return length < 0x80 ? Bytes{static_cast<std::uint8_t>(length)} : Bytes{0x88} + be(length, 8);
-}
-
-Bytes klv(const Bytes& k, const Bytes& value) {
-    return k + ber(value.size()) + value;
-}
-
-Bytes partition(std::uint64_t headerByteCount, std::uint64_t footer = 0, std::uint8_t kind = 0x02,
-                Bytes batch = be(0, 4) + be(16, 4), std::uint8_t status = 0x04) {
-    const Bytes value = be(1, 2) + be(3, 2) + be(1, 4) + be(0, 8) + be(0, 8) + be(footer, 8) +
-                        be(headerByteCount, 8) + be(0, 8) + be(0, 4) + be(0, 8) + be(0, 4) +
-                        Bytes(16, 0x06) + batch;
-    return klv(key(0x02, 0x05, kind, status), value);
-}
-
-const Bytes kInstanceUIDLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
-                                 0x01, 0x01, 0x15, 0x02, 0x00, 0x00, 0x00, 0x00};
 Bytes label(std::uint8_t n) {
     return {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01, 0x0f, 0, 0, 0, 0, 0, n, 0};
 }
@@ -79,16 +43,6 @@ Bytes primer(bool twice = false, const Bytes& more = {}) {
         ++count;
     }
     return klv(key(0x02, 0x05, 0x05, 0x01), be(count, 4) + be(18, 4) + entries);
-}
-
-Bytes uid(std::uint8_t n) {
-    Bytes id(16, 0xab);
-    id[15] = n;
-    return id;
-}
-
-Bytes item(std::uint16_t tag, const Bytes& value) {
-    return be(tag, 2) + be(value.size(), 2) + value;
 }
 
 Bytes preface(std::uint8_t self, std::uint8_t content) {

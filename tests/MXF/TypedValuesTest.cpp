@@ -1,0 +1,295 @@
+// Values decoded by their registered types, and written as RegXML: a hand-built item of each
+// kind of type, read through the built-in register dictionary.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "HandBuilt.h"
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/RegXML.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
+#include "WellFormed.h"
+
+using namespace Velmar;
+using namespace handbuilt;
+namespace MM = SDK::MetaMetadata;
+
+namespace {
+
+const MM::Dictionary& registers() {
+    static MM::Dictionary* dictionary = [] {
+        auto* d = new MM::Dictionary;
+        MM::Loading::loadBuiltinDictionary(*d);
+        return d;
+    }();
+    return *dictionary;
+}
+
+Bytes ul(const char* urn) {
+    const auto label = MM::labelFromText(urn);
+    return Bytes(label->begin(), label->end());
+}
+
+Bytes utf16(const std::string& ascii) {
+    Bytes out;
+    for (char c : ascii) {
+        out.push_back(0);
+        out.push_back(static_cast<std::uint8_t>(c));
+    }
+    return out;
+}
+
+const Bytes kPrefaceKey = key(0x02, 0x53, 0x01, 0x2f, 0x00, 0x01, 0x0d, 0x01, 0x01);
+constexpr std::uint16_t kTag = 0x8001;
+
+// A file whose Preface holds its InstanceUID and one item of this label and value.
+Bytes fileWith(const Bytes& label, const Bytes& value) {
+    const Bytes entries = be(0x3c0a, 2) + kInstanceUIDLabel + be(kTag, 2) + label;
+    const Bytes primer = klv(key(0x02, 0x05, 0x05, 0x01), be(2, 4) + be(18, 4) + entries);
+    const Bytes metadata = primer + klv(kPrefaceKey, item(0x3c0a, uid(1)) + item(kTag, value));
+    return partition(metadata.size()) + metadata;
+}
+
+struct Case {
+    const char* what;
+    const char* element;  // the element's label
+    Bytes value;
+    std::string json;     // the value's JSON, or "hex" where it stays raw
+    std::string finding;  // the rule of the item's finding, if it has one
+    std::string xml;      // what the item's line of the RegXML document holds
+};
+
+std::string itemLine(const std::string& document) {
+    std::istringstream lines(document);
+    std::string line, found;
+    int at = 0;
+    // The Preface's second item (its InstanceID is first), whatever its form.
+    while (std::getline(lines, line)) {
+        if (line.rfind("  <", 0) == 0 || line.rfind("  <!--", 0) == 0) {
+            if (++at == 2) {
+                found = line;
+            }
+        }
+        if (at == 2 && line.rfind("   ", 0) == 0) {
+            found += "\n" + line;
+        }
+        if (at > 2) {
+            break;
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+TEST(TypedValues, DecodesAndWritesEachKindOfType) {
+    const char* kColorSiting = "urn:smpte:ul:060e2b34.01010101.04010501.06000000";
+    const char* kVersion = "urn:smpte:ul:060e2b34.01010102.05200701.04000000";
+    const char* kPixelLayout = "urn:smpte:ul:060e2b34.01010102.04010503.06000000";
+    const char* kSizing = "urn:smpte:ul:060e2b34.0101010a.04010603.0b000000";
+    const char* kIndirect = "urn:smpte:ul:060e2b34.01010102.05300507.00000000";
+    const char* kDataDefinition = "urn:smpte:ul:060e2b34.01010102.04070100.00000000";
+    const char* kPrimaries = "urn:smpte:ul:060e2b34.0101010e.04200401.01010000";
+    const char* kColorPrimaries = "urn:smpte:ul:060e2b34.01010109.04010201.01060100";
+    const char* kChannelStatus = "urn:smpte:ul:060e2b34.01010105.04020501.02000000";
+    const char* kAudienceShare = "urn:smpte:ul:060e2b34.01010102.02200303.00000000";
+    const char* kPlatform = "urn:smpte:ul:060e2b34.01010102.05200701.06010000";
+    const Bytes utf16Type = ul("urn:smpte:ul:060e2b34.01040101.01100200.00000000");
+    const Bytes int32Type = ul("urn:smpte:ul:060e2b34.01040101.01010700.00000000");
+    const Bytes pictureTrack = ul("urn:smpte:ul:060e2b34.04010101.01030202.01000000");
+    const Bytes bt709 = ul("urn:smpte:ul:060e2b34.04010106.04010101.03030000");
+
+    const std::vector<Case> cases = {
+        {"an enumeration item",
+         kColorSiting,
+         {0x02},
+         "\"ThreeTap\"",
+         "",
+         ":ColorSiting>ThreeTap</"},
+        {"the last item of an enumeration",
+         kColorSiting,
+         {0xff},
+         "\"UnknownSiting\"",
+         "",
+         ":ColorSiting>UnknownSiting</"},
+        {"a value the enumeration lacks",
+         kColorSiting,
+         {0x77},
+         "119",
+         "unknown-enumeration-value",
+         ":ColorSiting>119</"},
+        {"an enumeration of the wrong size",
+         kColorSiting,
+         {0x00, 0x02},
+         "hex",
+         "bad-size",
+         "<!-- an item with no decoded value, 06.0e.2b.34.01.01.01.01.04.01.05.01.06.00.00.00: "
+         "0002 -->"},
+        {"a product version as MXF stores it (10 bytes)", kVersion,
+         be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(2, 2),
+         "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
+         "\"VersionDebug\"}",
+         "", ":Tertiary>3</"},
+        {"a product version as the register gives it (9 bytes)", kVersion,
+         be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(3, 1),
+         "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
+         "\"VersionPatched\"}",
+         "", ":BuildType>VersionPatched</"},
+        {"a record one byte too long", kVersion, Bytes(11, 1), "hex", "bad-size",
+         "an item with no decoded value"},
+        {"a fixed array of records", kPixelLayout,
+         Bytes{'R', 10, 'G', 10, 'B', 10, 0, 0} + Bytes(8, 0),
+         "[{\"Code\": \"CompRed\", \"ComponentSize\": 10}, {\"Code\": \"CompGreen\", "
+         "\"ComponentSize\": 10}, {\"Code\": \"CompBlue\", \"ComponentSize\": 10}, {\"Code\": "
+         "\"CompNull\", \"ComponentSize\": 0}, {\"Code\": \"CompNull\", \"ComponentSize\": 0}, "
+         "{\"Code\": \"CompNull\", \"ComponentSize\": 0}, {\"Code\": \"CompNull\", "
+         "\"ComponentSize\": 0}, {\"Code\": \"CompNull\", \"ComponentSize\": 0}]",
+         "", ":Code>CompGreen</"},
+        {"an array of records", kSizing, be(2, 4) + be(3, 4) + Bytes{9, 1, 1, 7, 2, 2},
+         "[{\"Ssiz\": 9, \"XRSiz\": 1, \"YRSiz\": 1}, {\"Ssiz\": 7, \"XRSiz\": 2, \"YRSiz\": 2}]",
+         "", ":J2KComponentSizing>"},
+        {"an empty array of records", kSizing, be(0, 4) + be(3, 4), "[]", "",
+         ":PictureComponentSizing/>"},
+        {"an array whose items are not its records' size", kSizing,
+         be(1, 4) + be(4, 4) + Bytes(4, 1), "hex", "bad-size", "no decoded value"},
+        {"an array whose count does not fit", kSizing, be(3, 4) + be(3, 4) + Bytes(6, 1), "hex",
+         "bad-size", "no decoded value"},
+        {"an indirect string", kIndirect, Bytes{'B'} + utf16Type + utf16("Ab"),
+         "{\"actualType\": {\"ul\": \"06.0e.2b.34.01.04.01.01.01.10.02.00.00.00.00.00\", "
+         "\"symbol\": \"UTF16String\", \"name\": \"UTF16String\"}, \"value\": \"Ab\"}",
+         "", "b:actualType=\"UTF16String\">Ab</"},
+        {"an indirect integer", kIndirect, Bytes{'B'} + int32Type + be(0xfffffffb, 4),
+         "{\"actualType\": {\"ul\": \"06.0e.2b.34.01.04.01.01.01.01.07.00.00.00.00.00\", "
+         "\"symbol\": \"Int32\", \"name\": \"Int32\"}, \"value\": -5}",
+         "", "b:actualType=\"Int32\">-5</"},
+        {"an indirect value stored little-endian", kIndirect, Bytes{'L'} + int32Type + be(5, 4),
+         "hex", "", "no decoded value"},
+        {"an indirect value shorter than its header", kIndirect, Bytes(16, 'B'), "hex", "bad-size",
+         "no decoded value"},
+        {"a weak reference to a definition", kDataDefinition, pictureTrack,
+         "{\"ul\": \"06.0e.2b.34.04.01.01.01.01.03.02.02.01.00.00.00\", \"symbol\": "
+         "\"PictureEssenceTrack\", \"name\": \"Picture Essence Track\"}",
+         "", ">urn:smpte:ul:060e2b34.04010101.01030202.01000000</"},
+        {"a weak reference by UUID", kDataDefinition, uid(7),
+         "\"ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.07\"", "",
+         ">urn:uuid:abababab-abab-abab-abab-ababababab07</"},
+        {"a fixed array of three records", kPrimaries,
+         be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(5, 2) + be(0xffff, 2),
+         "[{\"X\": 1, \"Y\": 2}, {\"X\": 3, \"Y\": 4}, {\"X\": 5, \"Y\": 65535}]", "",
+         ":ColorPrimary>"},
+        {"an extendible enumeration's registered label", kColorPrimaries, bt709,
+         "{\"ul\": \"06.0e.2b.34.04.01.01.06.04.01.01.01.03.03.00.00\", \"symbol\": "
+         "\"ColorPrimaries_ITU709\", \"name\": \"ITU-R BT.709 Color Primaries\"}",
+         "", ">urn:smpte:ul:060e2b34.04010106.04010101.03030000</"},
+        {"an extendible enumeration's unknown label", kColorPrimaries,
+         ul("urn:smpte:ul:060e2b34.04010101.0f0f0f0f.0f0f0f0f"),
+         "\"06.0e.2b.34.04.01.01.01.0f.0f.0f.0f.0f.0f.0f.0f\"", "",
+         ">urn:smpte:ul:060e2b34.04010101.0f0f0f0f.0f0f0f0f</"},
+        {"an array of enumeration items", kChannelStatus, be(2, 4) + be(1, 4) + Bytes{1, 5},
+         "[\"ChannelStatusMode_Minimum\", \"ChannelStatusMode_Essence\"]", "",
+         ":ChannelStatusModeType>ChannelStatusMode_Essence</"},
+        {"a float", kAudienceShare, be(0x3fc00000, 4), "1.5", "", ":AudienceShare>1.5</"},
+        {"a string XML cannot hold as it is", kPlatform, utf16("a\x01$<b"), "\"a\\u0001$<b\"", "",
+         "b:escape=\"true\">a$#x1;$#x24;&lt;b</"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Bytes bytes = fileWith(ul(c.element), c.value);
+        const MXF::HeaderMetadata header =
+            MXF::readHeaderMetadata(bytes.data(), bytes.size(), registers());
+        ASSERT_EQ(header.sets.size(), 1u);
+        const MXF::Item& item = header.sets[0].items.at(1);
+        ASSERT_EQ(item.tag, kTag);
+        ASSERT_NE(item.element, nullptr);
+        EXPECT_EQ(item.value ? item.value->toJson() : "hex", c.json);
+        std::string rule;
+        for (const MXF::Finding& f : header.findings) {
+            if (f.tag == kTag && (f.rule == "bad-size" || f.rule == "unknown-enumeration-value")) {
+                rule = f.rule;
+            }
+        }
+        EXPECT_EQ(rule, c.finding);
+
+        std::ostringstream document;
+        MXF::writeRegXML(document, header, registers());
+        EXPECT_EQ(wellFormed(document.str()), "") << document.str();
+        EXPECT_NE(itemLine(document.str()).find(c.xml), std::string::npos)
+            << itemLine(document.str());
+    }
+}
+
+// The types, members and items a reader sees come from the registers through the dictionary.
+TEST(TypedValues, TheDictionaryGivesEachElementItsFullType) {
+    const MM::TypeDefinitions& types = registers().typeDefinitions();
+    const MM::TypeDefinition* layout =
+        types.elementType(*MM::labelFromText("urn:smpte:ul:060e2b34.01010101.04010301.04000000"));
+    ASSERT_NE(layout, nullptr);
+    EXPECT_EQ(layout->symbol, "LayoutType");
+    EXPECT_EQ(layout->kind, MM::TypeKind::Enumeration);
+    ASSERT_GE(layout->items.size(), 2u);
+    EXPECT_EQ(layout->items[1].symbol, "SeparateFields");
+    EXPECT_EQ(layout->items[1].number, 1);
+
+    const MM::TypeDefinition* version =
+        types.elementType(*MM::labelFromText("urn:smpte:ul:060e2b34.01010102.05200701.04000000"));
+    ASSERT_NE(version, nullptr);
+    ASSERT_EQ(version->members.size(), 5u);
+    EXPECT_EQ(version->members[4].symbol, "BuildType");
+    EXPECT_EQ(types.type(version->members[4].type)->symbol, "ProductReleaseType");
+
+    const MM::TypeDefinition* position =
+        types.type(*MM::labelFromText("urn:smpte:ul:060e2b34.01040101.01012001.00000000"));
+    ASSERT_NE(position, nullptr);
+    EXPECT_EQ(position->kind, MM::TypeKind::Rename);
+    EXPECT_EQ(types.resolve(*position)->symbol, "Int64");
+    EXPECT_TRUE(types.resolve(*position)->isSigned);
+    EXPECT_EQ(types.resolve(*position)->size, 8u);
+
+    // A label of a file carries another version byte than the register's: still named.
+    const MM::LabelDefinition* op1a =
+        types.label(*MM::labelFromText("urn:smpte:ul:060e2b34.04010102.0d010201.01010900"));
+    ASSERT_NE(op1a, nullptr);
+    EXPECT_EQ(op1a->label[7], 0x01);
+
+    EXPECT_TRUE(types.uniqueIdentifier(
+        *MM::labelFromText("urn:smpte:ul:060e2b34.01010101.01011510.00000000")));  // PackageID
+    EXPECT_FALSE(types.uniqueIdentifier(
+        *MM::labelFromText("urn:smpte:ul:060e2b34.01010101.01011502.00000000")));  // InstanceID
+}
+
+// Texts that XML cannot hold as they stand, each as the element's text reads.
+TEST(TypedValues, EscapesWhatXMLCannotHold) {
+    struct Case {
+        const char* what;
+        Bytes utf16;  // an Application Platform, UTF-16BE
+        std::string text;
+        bool escaped;
+    };
+    const std::vector<Case> cases = {
+        {"plain text keeps its dollars", {0, '$', 0, 'a'}, "$a", false},
+        {"markup", {0, '<', 0, '&', 0, '>', 0, '"'}, "&lt;&amp;&gt;&quot;", false},
+        {"tab, newline and carriage return stand", {0, 9, 0, 10, 0, 13}, "\t\n&#xD;", false},
+        {"the highest control", {0, 0x1f, 0, '$'}, "$#x1F;$#x24;", true},
+        {"the lowest control", {0, 1}, "$#x1;", true},
+        {"U+FFFE and U+FFFF", {0xff, 0xfe, 0xff, 0xff}, "$#xFFFE;$#xFFFF;", true},
+        {"U+FFFD stands", {0xff, 0xfd}, "\xef\xbf\xbd", false},
+        {"a character beyond the first plane", {0xd8, 0x3d, 0xde, 0x00}, "\xf0\x9f\x98\x80", false},
+        {"trailing NULs are dropped", {0, 'x', 0, 0, 0, 0}, "x", false},
+    };
+    const Bytes platform = ul("urn:smpte:ul:060e2b34.01010102.05200701.06010000");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Bytes bytes = fileWith(platform, c.utf16);
+        const MXF::HeaderMetadata header =
+            MXF::readHeaderMetadata(bytes.data(), bytes.size(), registers());
+        std::ostringstream out;
+        MXF::writeRegXML(out, header, registers());
+        EXPECT_EQ(wellFormed(out.str()), "");
+        const std::string wanted = ":ApplicationPlatform" +
+                                   std::string(c.escaped ? " b:escape=\"true\"" : "") + ">" +
+                                   c.text + "</";
+        EXPECT_NE(out.str().find(wanted), std::string::npos) << itemLine(out.str());
+    }
+}
