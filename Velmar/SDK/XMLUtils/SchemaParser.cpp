@@ -128,7 +128,8 @@ void SchemaParser::startElement(const xercesc::XMLElementDecl& declaration,
     if (topLevel) {
         topLevel_.push_back(static_cast<xercesc::DOMElement*>(element));
     }
-    if (topLevel || isDeclaration(declaration.getBaseName())) {
+    // Markup inside an appinfo (the registered types) is kept with its lines too, for messages.
+    if (topLevel || inside || isDeclaration(declaration.getBaseName())) {
         positions_.record(element, file_, line());
     }
 }

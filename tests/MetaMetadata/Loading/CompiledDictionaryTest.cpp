@@ -67,6 +67,31 @@ std::vector<std::string> tags(const Dictionary& dictionary) {
     return out;
 }
 
+// Every registered type, member, item, element type, symbol and label, a line each.
+std::string typesText(const TypeDefinitions& types) {
+    std::string out;
+    for (const TypeDefinition& t : types.types()) {
+        out += labelUrn(t.label) + " " + std::string(t.symbol) + " " + std::string(t.name) + " " +
+               std::string(t.namespaceURI) + " " + typeKindName(t.kind) + " " +
+               std::to_string(t.size) + (t.isSigned ? " signed" : "") +
+               (t.base ? " " + labelUrn(*t.base) : "") + "\n";
+        for (const TypeMember& m : t.members)
+            out += "  " + std::string(m.symbol) + " " + std::string(m.name) + " " +
+                   labelUrn(m.type) + "\n";
+        for (const TypeItem& i : t.items)
+            out += "  " + std::string(i.symbol) + " " + std::string(i.name) + " = " +
+                   std::string(i.text) + "\n";
+    }
+    for (const auto& e : types.elementTypes())
+        out += labelUrn(e.element) + " : " + labelUrn(e.type) +
+               (e.uniqueIdentifier ? " unique" : "") + "\n";
+    for (const auto& symbol : types.registeredSymbols())
+        out += labelUrn(symbol.label) + " as " + std::string(symbol.symbol) + "\n";
+    for (const LabelDefinition& l : types.labels())
+        out += labelUrn(l.label) + " " + std::string(l.symbol) + " " + std::string(l.name) + "\n";
+    return out;
+}
+
 Bytes compiled(const Dictionary& dictionary, const char* note = "") {
     const auto bytes = Loading::compileDictionary(dictionary, note);
     return Bytes(bytes.begin(), bytes.end());
@@ -125,6 +150,13 @@ class Content {
     }
     // An attribute of element 0, optional, with no tag and no properties, before its value.
     Content& attribute() { return u32(0).u8(0).u8(0); }
+    // Registered types follow: a type of this kind and flags, with no texts, members or items.
+    Content& type(unsigned kind, unsigned flags = 0) {
+        label().u8(kind).u8(flags).u32(4);
+        if (flags & 2)
+            label();
+        return u32(0).u32(0).u32(0).u32(0).u32(0);
+    }
     Content& set(std::initializer_list<unsigned> attributes) {
         label(0x7f).u32(0).u32(attributes.size());
         for (unsigned a : attributes)
@@ -184,6 +216,7 @@ std::vector<fs::path> loadableSchemas() {
 
 TEST(CompiledDictionary, LoadsBackEveryDictionaryOfTheTestsAsTheSchemaDoes) {
     int compared = 0;
+    std::size_t registeredTypes = 0;
     for (const fs::path& schema : loadableSchemas()) {
         SCOPED_TRACE(schema.string());
         Dictionary fromSchema;
@@ -197,10 +230,14 @@ TEST(CompiledDictionary, LoadsBackEveryDictionaryOfTheTestsAsTheSchemaDoes) {
         load(bytes, fromCompiled);
         EXPECT_EQ(dump(fromCompiled), dump(fromSchema));
         EXPECT_EQ(tags(fromCompiled), tags(fromSchema));
+        EXPECT_EQ(typesText(fromCompiled.typeDefinitions()),
+                  typesText(fromSchema.typeDefinitions()));
+        registeredTypes += fromSchema.typeDefinitions().types().size();
         EXPECT_EQ(compiled(fromCompiled, "note"), bytes) << "a second compile differs";
         ++compared;
     }
     EXPECT_GE(compared, 20);
+    EXPECT_GE(registeredTypes, 500u);  // the register's
 }
 
 // Every value class with fields that are not zero, both collections with an empty item, texts
@@ -356,6 +393,12 @@ TEST(CompiledDictionary, RefusesWhatIsNotAWholeFileOfThisVersion) {
     EXPECT_EQ(refusal(minimal.file()), "loaded");
     const std::string version = "Compiled dictionary \"test.xsdc\" is of format version ";
     EXPECT_EQ(refusal(minimal.file(1)), "loaded");
+    // Version 1 ends with the sets.
+    Content withTypes;
+    withTypes.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(0).u32(0).u32(0);
+    EXPECT_EQ(refusal(withTypes.file(2)), "loaded");
+    EXPECT_NE(refusal(withTypes.file(1)).find("17 bytes follow the last set"), std::string::npos)
+        << refusal(withTypes.file(1));
     EXPECT_EQ(refusal(minimal.file(0)),
               version + "0, older than the versions this library reads (1 to 2): compile it again");
     EXPECT_EQ(refusal(minimal.file(3)),
@@ -486,6 +529,59 @@ TEST(CompiledDictionary, RefusesContentThatDoesNotHoldTogether) {
         {"bytes after the sets",
          [](Content& c) { c.strings({}).counts(0, 0, 1).set({}).u8(0).u8(0); },
          "a registered types flag of 0"},
+        {"a registered types flag past the last",
+         [](Content& c) { c.strings({}).counts(0, 0, 0).u8(2); }, "a registered types flag of 2"},
+        {"the last type kind",
+         [](Content& c) {
+             c.strings({})
+                 .counts(0, 0, 0)
+                 .u8(1)
+                 .u32(1)
+                 .type(kTypeKindCount - 1)
+                 .u32(0)
+                 .u32(0)
+                 .u32(0);
+         },
+         "loaded"},
+        {"a type kind past the last",
+         [](Content& c) { c.strings({}).counts(0, 0, 0).u8(1).u32(1).type(kTypeKindCount); },
+         "type kind 16, which is none"},
+        {"every type flag",
+         [](Content& c) {
+             c.strings({}).counts(0, 0, 0).u8(1).u32(1).type(0, 3).u32(0).u32(0).u32(0);
+         },
+         "loaded"},
+        {"a type flag past the known",
+         [](Content& c) { c.strings({}).counts(0, 0, 0).u8(1).u32(1).type(0, 4); },
+         "type flags 4 this library does not know"},
+        {"types past the end",
+         [](Content& c) { c.strings({}).counts(0, 0, 0).u8(1).u32(1).u32(0); },
+         "1 registered types of at least 42 bytes each, where 4 bytes are left"},
+        {"a text past the end",
+         [](Content& c) {
+             c.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(0).u32(1).label().u32(5).u8('a');
+         },
+         "5 a registered symbol of at least 1 bytes each, where 1 bytes are left"},
+        {"the last unique identifier flag",
+         [](Content& c) {
+             c.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(1).label(1).label(2).u8(1).u32(0).u32(
+                 0);
+         },
+         "loaded"},
+        {"a unique identifier flag past the last",
+         [](Content& c) {
+             c.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(1).label(1).label(2).u8(2);
+         },
+         "a unique identifier flag of 2"},
+        {"a label given twice",
+         [](Content& c) {
+             c.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(0).u32(0).u32(2);
+             c.label(7).u32(1).u8('a').u32(0).label(7).u32(1).u8('b').u32(0);
+         },
+         "1 registered labels given twice"},
+        {"bytes after the registered types",
+         [](Content& c) { c.strings({}).counts(0, 0, 0).u8(1).u32(0).u32(0).u32(0).u32(0).u8(0); },
+         "1 bytes follow the registered types"},
     };
     for (const Case& c : cases) {
         Content content;

@@ -129,12 +129,13 @@ class ContentReader {
             readSet();
         }
         // Version 1 ends with the sets; later versions may add the registered types.
-        if (version_ >= 2 && in_.left() != 0) {
+        const bool typesFollow = version_ >= 2 && in_.left() != 0;
+        if (typesFollow) {
             readRegisteredTypes();
         }
         if (in_.left() != 0) {
             in_.corrupt(std::to_string(in_.left()) + " bytes follow the " +
-                        (dictionary_.typeDefinitions().empty() ? "last set" : "registered types"));
+                        (typesFollow ? "registered types" : "last set"));
         }
     }
 
