@@ -28,6 +28,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,6 +36,7 @@
 #include "HeapWarmup.h"
 #include "Measure.h"
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/RegXML.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
@@ -53,6 +55,20 @@ void BM_Read(benchmark::State& state) {
     for (auto _ : state)
         sets = Velmar::MXF::readHeaderMetadata(file.c_str(), *dictionary).sets.size();
     state.counters["sets"] = static_cast<double>(sets);
+}
+
+// The document of a header metadata already read, into memory.
+void BM_WriteRegXML(benchmark::State& state) {
+    const fs::path& file = files.at(static_cast<std::size_t>(state.range(0)));
+    const Velmar::MXF::HeaderMetadata header =
+        Velmar::MXF::readHeaderMetadata(file.c_str(), *dictionary);
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        std::ostringstream out;
+        Velmar::MXF::writeRegXML(out, header, *dictionary);
+        bytes = out.str().size();
+    }
+    state.counters["bytes"] = static_cast<double>(bytes);
 }
 
 // 0: the compiled register dictionary, 1: its schema.
@@ -182,6 +198,11 @@ int main(int argc, char** argv) {
             ->Unit(benchmark::kMillisecond)
             ->MinTime(0.3)
             ->Repetitions(5);
+        benchmark::RegisterBenchmark("BM_WriteRegXML", BM_WriteRegXML)
+            ->DenseRange(0, 1)
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.3)
+            ->Repetitions(5);
         benchmark::RegisterBenchmark("BM_LoadDictionary", BM_LoadDictionary)
             ->DenseRange(0, 1)
             ->Unit(benchmark::kMillisecond)
@@ -208,6 +229,7 @@ int main(int argc, char** argv) {
                 const std::string index = std::to_string(i);
                 measure("mediainfo" + index, self + " --run mediainfo --Details=1 " + file);
                 measure("xsddict" + index, self + " --run " + xsddict + " mxf " + file + " --json");
+                measure("regxml" + index, self + " --run " + xsddict + " regxml " + file);
             }
             measure("first-compiled", self + " --load-once " + bench::quoted(dictionaryFiles[0]));
             measure("first-schema", self + " --load-once " + bench::quoted(dictionaryFiles[1]));
@@ -226,10 +248,11 @@ int main(int argc, char** argv) {
         for (std::size_t i = 0; i < files.size(); ++i) {
             const std::vector<double> peaks =
                 bench::readNumbers(self + " --read-once " + bench::quoted(files[i].string()));
-            std::printf("  %-22s %6.1f MB  %6.2f ms  +%.1f MB\n", files[i].filename().c_str(),
+            std::printf("  %-22s %6.1f MB  %6.2f ms  +%.1f MB; its RegXML written in %.2f ms\n",
+                        files[i].filename().c_str(),
                         static_cast<double>(fs::file_size(files[i])) / 1e6,
-                        collector.median("BM_Read/" + std::to_string(i)),
-                        peaks.at(1) - peaks.at(0));
+                        collector.median("BM_Read/" + std::to_string(i)), peaks.at(1) - peaks.at(0),
+                        collector.median("BM_WriteRegXML/" + std::to_string(i)));
         }
 
         // A row of two series measured side by side, or of two in-process medians.
@@ -265,6 +288,10 @@ int main(int argc, char** argv) {
                    "xsddict, 100 files", "archive-xsddict-100", 1.25),
             paired("1,000 files: peak memory against mediainfo", true, "archive-xsddict",
                    "mediainfo --Output=JSON", "archive-mediainfo", 1.0),
+            paired("RegXML, D-10 100 frames: time", false, "regxml0", "xsddict mxf --json",
+                   "xsddict0", 2.0),
+            paired("RegXML, OP1a fixture: time", false, "regxml1", "xsddict mxf --json", "xsddict1",
+                   2.0),
         };
         std::printf(
             "\nxsddict (built-in dictionary) against the same work done otherwise: medians of "

@@ -1,24 +1,30 @@
-// Fuzzes the MXF reader: the input is a file, read through the sample dictionary, once as a
-// plain read and once walking every KLV. A refusal is
-// an expected answer; a crash, a hang, a leak, undefined behaviour, an allocation the input's
-// size does not justify, or any other exception is a finding.
+// Fuzzes the MXF reader and the RegXML writer: the input is a file, read through the register
+// dictionary (whose registered types decode every value), once as a plain read and once walking
+// every KLV, and what is read is written as RegXML. A refusal is an expected answer; a crash, a
+// hang, a leak, undefined behaviour, an allocation the input's size does not justify, or any
+// other exception is a finding.
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
-#include "Velmar/SDK/Utils/StringConversion.h"
+#include "Velmar/MXF/RegXML.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Velmar::SDK::MetaMetadata::Dictionary* dictionary = [] {
         auto* loaded = new Velmar::SDK::MetaMetadata::Dictionary;
-        Velmar::SDK::MetaMetadata::Loading::XSDDictionaryLoader loader;
-        loader.load(Velmar::SDK::Utils::stringToWstring(VELMAR_SAMPLE_DICTIONARY).c_str(), *loaded);
+        Velmar::SDK::MetaMetadata::Loading::loadDictionaryFile(VELMAR_REGISTER_DICTIONARY, *loaded);
         return loaded;
     }();
     for (const bool walk : {false, true}) {
         try {
-            Velmar::MXF::readHeaderMetadata(data, size, *dictionary, {walk});
+            const Velmar::MXF::HeaderMetadata header =
+                Velmar::MXF::readHeaderMetadata(data, size, *dictionary, {walk});
+            if (!walk) {
+                std::ostringstream document;
+                Velmar::MXF::writeRegXML(document, header, *dictionary);
+            }
         } catch (const Velmar::MXF::FileRefused&) {
         }
     }

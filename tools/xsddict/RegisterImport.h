@@ -12,7 +12,8 @@ namespace xsddict {
 struct ImportReport {
     std::size_t elements = 0, simple = 0, collections = 0, references = 0, referenceCollections = 0;
     std::size_t sets = 0, members = 0, localTags = 0, defaults = 0;
-    std::vector<std::string> skipped;  // one line each: what, and why
+    std::size_t types = 0, labels = 0;  // registered types and labels carried
+    std::vector<std::string> skipped;   // one line each: what, and why
     // Quirks of the register's vintage that the import handled, one line each.
     std::vector<std::string> quirks;
 };

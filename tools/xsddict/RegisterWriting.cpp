@@ -313,6 +313,7 @@ class Writer {
                 continue;
             }
             const std::string kind = typeKind(r_, type);
+            ++report_.types;
             out_ << "        <rt:Type ul=\"" << escape(ul) << "\" symbol=\"" << escape(type.symbol)
                  << "\" name=\"" << escape(type.name) << "\" namespace=\"" << escape(type.nameSpace)
                  << "\" kind=\"" << kind << "\"";
@@ -380,6 +381,7 @@ class Writer {
                 skip("label " + l.symbol + ": its UL " + l.ul + " is not a label");
                 continue;
             }
+            ++report_.labels;
             out_ << "        <rt:Label ul=\"" << escape(l.ul) << "\" symbol=\"" << escape(l.symbol)
                  << "\" name=\"" << escape(l.name) << "\"/>\n";
         }

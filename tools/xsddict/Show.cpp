@@ -50,6 +50,31 @@ std::string typeName(Types::Identifiers::Identifier identifier) {
     return name == nullptr ? "(unknown)" : name;
 }
 
+// "LayoutType (Enumeration of UInt8: FullFrame 0, ...)", "ProductVersionType (Record: Major
+// UInt16, ...)", "PositionType (Rename of Int64)".
+std::string registeredType(const MM::TypeDefinitions& types, const MM::TypeDefinition& type) {
+    std::string description = std::string(type.symbol) + " (" + MM::typeKindName(type.kind);
+    if (type.base) {
+        const MM::TypeDefinition* base = types.type(*type.base);
+        description +=
+            " of " + (base != nullptr ? std::string(base->symbol) : MM::labelUrn(*type.base));
+    }
+    std::string parts;
+    for (const MM::TypeMember& member : type.members) {
+        const MM::TypeDefinition* memberType = types.type(member.type);
+        parts += (parts.empty() ? "" : ", ") + std::string(member.symbol) + " " +
+                 (memberType != nullptr ? std::string(memberType->symbol) : "?");
+    }
+    for (const MM::TypeItem& item : type.items) {
+        const MM::LabelDefinition* label = item.label ? types.label(*item.label) : nullptr;
+        parts += (parts.empty() ? "" : ", ") +
+                 (!item.symbol.empty() ? std::string(item.symbol) + " " + std::string(item.text)
+                  : label != nullptr   ? std::string(label->symbol)
+                                       : std::string(item.text));
+    }
+    return description + (parts.empty() ? "" : ": " + parts) + ")";
+}
+
 void showElement(const MM::Dictionary& dictionary, const MM::MetaElement& element,
                  std::ostream& out) {
     const ElementFacts facts = elementFacts(element);
@@ -63,6 +88,9 @@ void showElement(const MM::Dictionary& dictionary, const MM::MetaElement& elemen
                                             : ""));
     const Types::LocalTag* tag = dictionary.localTag(element.universalLabel());
     row(out, "local tag", tag != nullptr ? text(tag->toString(Types::Dotted)) : "(none)");
+    if (const MM::TypeDefinition* type = dictionary.typeOf(element)) {
+        row(out, "type", registeredType(dictionary.typeDefinitions(), *type));
+    }
     if (facts.targets != nullptr) {
         std::string targets;
         for (const auto& key : *facts.targets) {

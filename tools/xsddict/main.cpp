@@ -391,13 +391,17 @@ int importRegisters(const Arguments& arguments) {
         return kFailed;
     }
     const xsddict::Counts counts = xsddict::count(dictionary);
+    const auto& types = dictionary.typeDefinitions();
     if (counts.elements() != report.elements || counts.sets != report.sets ||
-        counts.localTags != report.localTags) {
+        counts.localTags != report.localTags || types.types().size() != report.types ||
+        types.labels().size() != report.labels) {
         std::remove(scratch.c_str());
         std::cerr << "xsddict: " << folder << ": the dictionary made holds " << counts.elements()
-                  << " elements, " << counts.sets << " sets and " << counts.localTags
-                  << " local tags where " << report.elements << ", " << report.sets << " and "
-                  << report.localTags << " were written; nothing written\n";
+                  << " elements, " << counts.sets << " sets, " << counts.localTags
+                  << " local tags, " << types.types().size() << " registered types and "
+                  << types.labels().size() << " labels where " << report.elements << ", "
+                  << report.sets << ", " << report.localTags << ", " << report.types << " and "
+                  << report.labels << " were written; nothing written\n";
         return kFailed;
     }
     if (std::rename(scratch.c_str(), output.c_str()) != 0) {
@@ -408,6 +412,7 @@ int importRegisters(const Arguments& arguments) {
     std::cout << "wrote " << output << " (" << report.members
               << " members written, in the groups that declare them)\n";
     xsddict::printSummary(output, counts, std::cout);
+    std::cout << "registered types: " << report.types << ", labels: " << report.labels << "\n";
     std::cout << "register quirks handled: " << report.quirks.size() << "\n";
     for (const std::string& line : report.quirks) {
         std::cout << "  " << line << "\n";
