@@ -1,10 +1,12 @@
 // Fuzzes the MXF reader and the RegXML writer: the input is a file, read through the register
-// dictionary (whose registered types decode every value), once as a plain read and once walking
-// every KLV, and what is read is written as RegXML. A refusal is an expected answer; a crash, a
+// dictionary named by VELMAR_FUZZ_DICTIONARY (whose registered types decode every value; the
+// sample dictionary, which has none, when unset), once as a plain read and once walking every
+// KLV, and what is read is written as RegXML. A refusal is an expected answer; a crash, a
 // hang, a leak, undefined behaviour, an allocation the input's size does not justify, or any
 // other exception is a finding.
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <sstream>
 
 #include "Velmar/MXF/HeaderMetadata.h"
@@ -14,7 +16,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Velmar::SDK::MetaMetadata::Dictionary* dictionary = [] {
         auto* loaded = new Velmar::SDK::MetaMetadata::Dictionary;
-        Velmar::SDK::MetaMetadata::Loading::loadDictionaryFile(VELMAR_REGISTER_DICTIONARY, *loaded);
+        const char* path = std::getenv("VELMAR_FUZZ_DICTIONARY");
+        Velmar::SDK::MetaMetadata::Loading::loadDictionaryFile(
+            path != nullptr ? path : VELMAR_SAMPLE_DICTIONARY, *loaded);
         return loaded;
     }();
     for (const bool walk : {false, true}) {

@@ -4,7 +4,8 @@
 # parse_value starts from fuzz/corpus/parse_value; load from the sample dictionary and every
 # dictionary of the tests. New inputs go to build-fuzz/corpus/TARGET; a finding stops the run
 # and is written to build-fuzz/findings/.
-# mxf starts from the MXF fixtures of the tests; compiled from the compiled forms of every
+# mxf starts from the MXF fixtures of the tests and reads them with the register dictionary of
+# the ordinary build (made first); compiled from the compiled forms of every
 # dictionary of the tests that loads.
 #   fuzz/run.sh [SECONDS] [TARGET...]   targets: parse_value, load, compiled, mxf (default: all)
 set -euo pipefail
@@ -36,6 +37,11 @@ for target in "${targets[@]}"; do
   elif [ "$target" = mxf ]; then
     inputs=(tests/MXF/fixtures)
     maxLength=262144
+    # The register dictionary, with its registered types, from the ordinary build: the
+    # sanitized shared library that the importer needs cannot be linked here.
+    cmake -S . -B build > /dev/null
+    cmake --build build -j "$(nproc)" --target builtin_dictionary > /dev/null
+    export VELMAR_FUZZ_DICTIONARY=build/share/velmar-xsddictionary/registers.xsdc
   fi
   echo "== $target: ${seconds}s"
   # A load that takes seconds is a hang for a dictionary of a few kilobytes.
