@@ -1,5 +1,7 @@
 #include "Velmar/MXF/Value.h"
 
+#include "Velmar/SDK/Utils/StringConversion.h"
+
 #include <charconv>
 #include <cstdio>
 
@@ -65,20 +67,7 @@ std::string Value::shortestText(double value) {
 
 namespace {
 std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            out += escaped;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
+    return SDK::Utils::jsonQuoted(text);
 }
 }  // namespace
 

@@ -14,6 +14,7 @@
 
 #include "Mxf.h"
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Json.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
@@ -44,7 +45,8 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
     const std::string& file = input.path;
     FileResult result;
     std::ostringstream out;
-    const JsonLayout layout = options.severalDocuments ? JsonLayout::OneLine : JsonLayout::Indented;
+    const auto layout = options.severalDocuments ? Velmar::MXF::JsonLayout::OneLine
+                                                 : Velmar::MXF::JsonLayout::Indented;
     try {
         if (!input.unlisted.empty()) {
             throw Velmar::MXF::FileRefused("unreadable", 0, "cannot list: " + input.unlisted,
@@ -53,7 +55,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
         const Velmar::MXF::HeaderMetadata header =
             Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary, {options.walk});
         if (options.json) {
-            writeMxfJson(file, header, out, layout);
+            Velmar::MXF::writeJson(out, file, header, layout);
         } else {
             if (options.severalDocuments) {
                 out << "== " << file << "\n";
@@ -63,7 +65,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
         result.status = header.findings.empty() ? 0 : kFindings;
     } catch (const Velmar::MXF::FileRefused& e) {
         if (options.json) {
-            writeRefusalJson(file, e, out);
+            Velmar::MXF::writeRefusalJson(out, file, e);
         }
         std::ostringstream err;
         err << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()

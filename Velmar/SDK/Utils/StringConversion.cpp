@@ -1,6 +1,7 @@
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 #include <cstdint>
+#include <cstdio>
 
 namespace Velmar::SDK {
 
@@ -142,6 +143,45 @@ String Utils::toUtf8(const XMLCh* text) {
 
 WString Platform::stringToWstring(const char* text) {
     return Utils::stringToWstring(text);
+}
+
+std::string Utils::jsonQuoted(std::string_view utf8) {
+    std::string out = "\"";
+    out.reserve(utf8.size() + 2);
+    for (const char c : utf8) {
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+                    out += escaped;
+                } else {
+                    out += c;
+                }
+        }
+    }
+    return out + "\"";
 }
 
 }  // namespace Velmar::SDK

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "Velmar/SDK/Platform/Export.h"
 #include "Velmar/SDK/Templates/String.h"
 
@@ -28,6 +31,10 @@ VELMAR_SDK_API String toUtf8(const XMLCh* text, std::size_t length);
 inline String toUtf8(const WString& text) {
     return toUtf8(text.data(), text.size());
 }
+
+// A JSON string literal of UTF-8 text: quoted, with JSON's escapes for quotes, backslashes and
+// control characters; everything else as it stands.
+VELMAR_SDK_API std::string jsonQuoted(std::string_view utf8);
 
 }  // namespace Utils
 
