@@ -1,0 +1,497 @@
+// The extension module under the xsddict package: dictionaries, reading, and the reading's
+// values as Python objects. It uses the installed interface of the two libraries only. Reading
+// runs without the GIL; what it gives back is turned into Python objects with it.
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <mutex>
+#include <new>
+#include <sstream>
+#include <string>
+
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Json.h"
+#include "Velmar/MXF/RegXML.h"
+#include "Velmar/SDK/Exceptions/BaseException.h"
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
+#include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace py = pybind11;
+namespace MXF = Velmar::MXF;
+namespace MM = Velmar::SDK::MetaMetadata;
+namespace Id = Velmar::SDK::Types::Identifiers;
+namespace Utils = Velmar::SDK::Utils;
+
+namespace {
+
+// Raised here, turned into the package's exceptions by the translator below.
+struct DictionaryFailure {
+    std::string message;
+};
+
+std::string utf8(const XMLCh* text) {
+    if (text == nullptr) {
+        return {};
+    }
+    const auto converted = Utils::toUtf8(text);
+    return std::string(converted.data(), converted.size());
+}
+
+py::object package(const char* name) {
+    return py::module_::import("xsddict").attr(name);
+}
+
+py::bytes bytesOf(const std::uint8_t* data, std::size_t size) {
+    return py::bytes(reinterpret_cast<const char*>(data), size);
+}
+
+MM::LabelBytes labelOf(const py::bytes& given) {
+    const std::string bytes = given;
+    if (bytes.size() != 16) {
+        throw py::value_error("a label is 16 bytes, not " + std::to_string(bytes.size()));
+    }
+    MM::LabelBytes label;
+    std::copy(bytes.begin(), bytes.end(), label.begin());
+    return label;
+}
+
+class Dictionary {
+  public:
+    Dictionary() : dictionary_(std::make_shared<MM::Dictionary>()) {}
+
+    static std::shared_ptr<Dictionary> load(const std::string& path) {
+        auto loaded = std::make_shared<Dictionary>();
+        {
+            py::gil_scoped_release released;
+            try {
+                MM::Loading::loadDictionaryFile(path.c_str(), *loaded->dictionary_);
+            } catch (const Velmar::SDK::Exceptions::BaseException& e) {
+                throw DictionaryFailure{path + ": " + utf8(e.message())};
+            }
+        }
+        return loaded;
+    }
+
+    // Loaded once per process, on first use.
+    static std::shared_ptr<Dictionary> builtin() {
+        static std::once_flag once;
+        static std::shared_ptr<Dictionary> loaded;
+        static std::string failure;
+        {
+            py::gil_scoped_release released;
+            std::call_once(once, [] {
+                auto made = std::make_shared<Dictionary>();
+                try {
+                    MM::Loading::loadBuiltinDictionary(*made->dictionary_);
+                    loaded = made;
+                } catch (const Velmar::SDK::Exceptions::BaseException& e) {
+                    failure = "the built-in dictionary: " + utf8(e.message());
+                }
+            });
+        }
+        if (!loaded) {
+            throw DictionaryFailure{failure};
+        }
+        return loaded;
+    }
+
+    const MM::Dictionary& get() const { return *dictionary_; }
+    std::shared_ptr<const MM::Dictionary> shared() const { return dictionary_; }
+
+    py::object element(const py::bytes& label) const {
+        const Velmar::SDK::Types::UniversalLabel ul(labelOf(label).data());
+        return describe(dictionary_->findMetaElement(ul));
+    }
+    py::object elementByTag(unsigned tag) const {
+        if (tag == 0 || tag > 0xffff) {
+            throw py::value_error("a local tag is 1 to 0xffff");
+        }
+        return describe(
+            dictionary_->metaElementByLocalTag(Velmar::SDK::Types::LocalTag(static_cast<unsigned short>(tag))));
+    }
+    py::object elementByName(const std::string& name) const {
+        const Velmar::SDK::WString wide = Utils::stringToWstring(name.c_str());
+        const MM::MetaElement* found = dictionary_->metaElementByTagName(wide.c_str());
+        return describe(found != nullptr ? found : dictionary_->metaElementByName(wide.c_str()));
+    }
+    py::object set(const py::bytes& key) const {
+        const Velmar::SDK::KLV::Key k(labelOf(key).data());
+        return describe(dictionary_->findMetaMetadataSet(k));
+    }
+    py::object setByName(const std::string& name) const {
+        const Velmar::SDK::WString wide = Utils::stringToWstring(name.c_str());
+        const MM::MetaMetadataSet* found = dictionary_->metaMetadataSetByTagName(wide.c_str());
+        return describe(found != nullptr ? found : dictionary_->metaMetadataSetByName(wide.c_str()));
+    }
+    py::object label(const py::bytes& label) const {
+        const MM::LabelDefinition* found = dictionary_->typeDefinitions().label(labelOf(label));
+        if (found == nullptr) {
+            return py::none();
+        }
+        return package("Label")(MXF::dottedHex(found->label.data(), 16), std::string(found->symbol),
+                                std::string(found->name));
+    }
+    py::tuple counts() const {
+        return py::make_tuple(dictionary_->metaElementCount(), dictionary_->metaMetadataSetCount(),
+                              dictionary_->typeDefinitions().types().size(),
+                              dictionary_->typeDefinitions().labels().size());
+    }
+
+  private:
+    static py::dict properties(const MM::PropertyMap& map) {
+        py::dict out;
+        for (std::size_t i = 0; i < map.propertyCount(); ++i) {
+            out[py::str(utf8(map.propertyName(i).c_str()))] = utf8(map.propertyValue(i).c_str());
+        }
+        return out;
+    }
+
+    static py::object identifierName(Id::Identifier identifier) {
+        const char* name = Id::identifierToString(identifier);
+        return name != nullptr ? py::object(py::str(name)) : py::object(py::none());
+    }
+
+    std::string symbolOf(const MM::PropertyMap& map, const unsigned char* label) const {
+        MM::LabelBytes bytes;
+        std::copy(label, label + 16, bytes.begin());
+        const std::string_view registered = dictionary_->typeDefinitions().registeredSymbol(bytes);
+        return registered.empty() ? utf8(map.getProperty(u"XMLTagName")) : std::string(registered);
+    }
+
+    py::object describe(const MM::MetaElement* element) const {
+        if (element == nullptr) {
+            return py::none();
+        }
+        const unsigned char* label = element->universalLabel().bytes();
+        const Velmar::SDK::Types::LocalTag* tag = dictionary_->localTag(element->universalLabel());
+        MM::Visitors::GetMetaElementVisitor<MM::MetaCollectionElement> collection;
+        element->accept(collection);
+        MM::Visitors::GetMetaElementVisitor<MM::MetaReferenceHolder> reference;
+        element->accept(reference);
+        py::list targets;
+        if (reference.result() != nullptr) {
+            for (const auto& key : reference.result()->targetSets()) {
+                targets.append(MXF::dottedHex(key.bytes(), 16));
+            }
+        }
+        const MM::TypeDefinition* type = dictionary_->typeOf(*element);
+        return package("Element")(
+            bytesOf(label, 16), MXF::dottedHex(label, 16), utf8(element->getProperty(u"name")),
+            symbolOf(*element, label), identifierName(element->dataType()),
+            collection.result() != nullptr ? identifierName(collection.result()->dataSubType())
+                                           : py::object(py::none()),
+            tag != nullptr ? py::object(py::int_(tag->value())) : py::object(py::none()),
+            type != nullptr ? py::object(py::str(std::string(type->symbol))) : py::object(py::none()),
+            targets, properties(*element));
+    }
+
+    py::object describe(const MM::MetaMetadataSet* set) const {
+        if (set == nullptr) {
+            return py::none();
+        }
+        py::list attributes;
+        for (const MM::MetaAttribute& attribute : set->attributes()) {
+            const MM::MetaElement& element = attribute.metaElement();
+            attributes.append(package("Attribute")(
+                utf8(element.getProperty(u"name")),
+                symbolOf(element, element.universalLabel().bytes()),
+                MXF::dottedHex(element.universalLabel().bytes(), 16),
+                attribute.requiredStatus() == MM::AttributeRequiredStatus::Required,
+                attribute.localTag() != nullptr ? py::object(py::int_(attribute.localTag()->value()))
+                                                : py::object(py::none())));
+        }
+        return package("SetDefinition")(bytesOf(set->key().bytes(), 16),
+                                        MXF::dottedHex(set->key().bytes(), 16),
+                                        utf8(set->getProperty(u"name")),
+                                        symbolOf(*set, set->key().bytes()), attributes,
+                                        properties(*set));
+    }
+
+    std::shared_ptr<MM::Dictionary> dictionary_;
+};
+
+// A read file: the reader's result, and the dictionary its items point into.
+class Reading {
+  public:
+    Reading(std::string path, std::shared_ptr<const MM::Dictionary> dictionary,
+            MXF::HeaderMetadata header)
+        : path_(std::move(path)), dictionary_(std::move(dictionary)), header_(std::move(header)) {}
+
+    std::string toJson() const {
+        std::ostringstream out;
+        MXF::writeJson(out, path_, header_);
+        return out.str();
+    }
+
+    std::string toRegXML(const py::object& root) const {
+        MXF::RegXMLOptions options;
+        if (!root.is_none()) {
+            const MM::LabelBytes id = labelOf(root);
+            options.root.emplace();
+            std::copy(id.begin(), id.end(), options.root->begin());
+        }
+        std::ostringstream out;
+        {
+            py::gil_scoped_release released;
+            MXF::writeRegXML(out, header_, *dictionary_, options);
+        }
+        return out.str();
+    }
+
+    // Everything read, as plain Python objects the package wraps.
+    py::dict data() const {
+        py::dict out;
+        out["file"] = path_;
+        out["size"] = header_.fileSize;
+        out["run_in"] = header_.runIn;
+        py::list partitions;
+        for (const MXF::Partition& p : header_.partitions) {
+            py::list containers;
+            for (const auto& c : p.essenceContainers) {
+                containers.append(label(c.data()));
+            }
+            partitions.append(package("Partition")(
+                p.offset, p.kindName(), p.statusName(),
+                std::to_string(p.majorVersion) + "." + std::to_string(p.minorVersion), p.kagSize,
+                p.thisPartition, p.previousPartition, p.footerPartition, p.headerByteCount,
+                p.indexByteCount, p.indexSID, p.bodyOffset, p.bodySID,
+                label(p.operationalPattern.data()), containers));
+        }
+        out["partitions"] = partitions;
+        py::list sets;
+        for (const MXF::LocalSet& set : header_.sets) {
+            py::list items;
+            for (const MXF::Item& item : set.items) {
+                items.append(this->item(item));
+            }
+            sets.append(package("Set")(set.offset, MXF::dottedHex(set.key.data(), 16), set.name(),
+                                       optionalUuid(set.instanceUID), set.depth,
+                                       optionalUuid(set.parent), items));
+        }
+        out["sets"] = sets;
+        py::list findings;
+        for (const MXF::Finding& f : header_.findings) {
+            findings.append(package("Finding")(
+                f.rule, f.setOffset ? py::object(py::int_(*f.setOffset)) : py::object(py::none()),
+                f.setName.empty() ? py::object(py::none()) : py::object(py::str(f.setName)),
+                f.tag ? py::object(py::int_(*f.tag)) : py::object(py::none()),
+                f.itemName.empty() ? py::object(py::none()) : py::object(py::str(f.itemName)),
+                f.message));
+        }
+        out["findings"] = findings;
+        if (header_.walk) {
+            py::dict walk;
+            walk["klvs"] = header_.walk->klvs;
+            walk["essence_elements"] = header_.walk->essenceElements;
+            walk["essence_bytes"] = header_.walk->essenceBytes;
+            walk["index_segments"] = header_.walk->indexSegments.size();
+            walk["essence_track_numbers"] = header_.walk->essenceTrackNumbers;
+            out["walk"] = walk;
+        } else {
+            out["walk"] = py::none();
+        }
+        return out;
+    }
+
+  private:
+    py::object label(const std::uint8_t* bytes) const {
+        if (const MM::LabelDefinition* registered = dictionary_->typeDefinitions().label(bytes)) {
+            return package("Label")(MXF::dottedHex(bytes, 16), std::string(registered->symbol),
+                                    std::string(registered->name));
+        }
+        return package("Label")(MXF::dottedHex(bytes, 16), py::none(), py::none());
+    }
+
+    static py::object uuid(const std::string& digits) {
+        return py::module_::import("uuid").attr("UUID")(py::arg("hex") = digits);
+    }
+
+    static py::object optionalUuid(const std::optional<MXF::Bytes16>& id) {
+        return id ? uuid(MXF::plainHex(id->data(), 16)) : py::object(py::none());
+    }
+
+    enum class Form { Plain, Uuid, Timestamp, Rational };
+
+    static Form formOf(const MM::TypeDefinition* type, Id::Identifier identifier) {
+        if (type != nullptr) {
+            if (type->symbol == "UUID" || type->kind == MM::TypeKind::StrongReference) {
+                return Form::Uuid;
+            }
+            return type->symbol == "TimeStamp" ? Form::Timestamp
+                   : type->symbol == "Rational" ? Form::Rational
+                                                : Form::Plain;
+        }
+        switch (identifier) {
+            case Id::UUID:
+            case Id::StrongRef:
+                return Form::Uuid;
+            case Id::Timestamp:
+                return Form::Timestamp;
+            case Id::Rational:
+                return Form::Rational;
+            default:
+                return Form::Plain;
+        }
+    }
+
+    // The value in its natural Python form, by its registered type where there is one, else by
+    // its data type.
+    py::object value(const MXF::Value& v, const MM::TypeDefinition* type, Id::Identifier identifier,
+                     Id::Identifier itemIdentifier = Id::Unknown) const {
+        const MM::TypeDefinitions& types = dictionary_->typeDefinitions();
+        const MM::TypeDefinition* resolved = type != nullptr ? types.resolve(*type) : nullptr;
+        const Form form = formOf(resolved, identifier);
+        switch (v.kind()) {
+            case MXF::Value::Kind::Boolean:
+                return py::bool_(v.asBoolean());
+            case MXF::Value::Kind::Signed:
+                return py::int_(v.asSigned());
+            case MXF::Value::Kind::Unsigned:
+                return py::int_(v.asUnsigned());
+            case MXF::Value::Kind::Float:
+                return py::float_(v.asFloat());
+            case MXF::Value::Kind::Label:
+                return package("Label")(v.asText(), v.labelSymbol(), v.labelName());
+            case MXF::Value::Kind::Text:
+                if (form == Form::Uuid) {
+                    std::string digits;
+                    for (char c : v.asText()) {
+                        if (c != '-') {
+                            digits += c;
+                        }
+                    }
+                    if (digits.size() == 32) {
+                        return uuid(digits);
+                    }
+                }
+                if (form == Form::Timestamp) {
+                    return package("_timestamp")(v.asText());
+                }
+                return py::str(v.asText());
+            case MXF::Value::Kind::Record: {
+                py::dict members;
+                for (std::size_t i = 0; i < v.asRecord().size(); ++i) {
+                    const MM::TypeDefinition* memberType =
+                        resolved != nullptr && i < resolved->members.size()
+                            ? types.type(resolved->members[i].type)
+                            : nullptr;
+                    const auto& [symbol, member] = v.asRecord()[i];
+                    if (resolved != nullptr && resolved->kind == MM::TypeKind::Indirect && i == 1) {
+                        const auto actual = MM::labelFromText(v.asRecord()[0].second.asText());
+                        memberType = actual ? types.type(*actual) : nullptr;
+                    }
+                    members[py::str(symbol)] = value(member, memberType, Id::Unknown);
+                }
+                return std::move(members);
+            }
+            case MXF::Value::Kind::List: {
+                if (form == Form::Rational && v.asList().size() == 2) {
+                    const std::int64_t n = v.asList()[0].asSigned();
+                    const std::int64_t d = v.asList()[1].asSigned();
+                    if (d != 0) {
+                        return py::module_::import("fractions").attr("Fraction")(n, d);
+                    }
+                    return py::make_tuple(n, d);
+                }
+                const MM::TypeDefinition* itemType =
+                    resolved != nullptr && resolved->base ? types.type(*resolved->base) : nullptr;
+                py::list items;
+                for (const MXF::Value& item : v.asList()) {
+                    items.append(value(item, itemType, itemType == nullptr ? itemIdentifier : Id::Unknown));
+                }
+                return std::move(items);
+            }
+        }
+        return py::none();
+    }
+
+    py::object item(const MXF::Item& item) const {
+        Id::Identifier dataType = Id::Unknown, itemType = Id::Unknown;
+        if (item.element != nullptr) {
+            dataType = item.element->dataType();
+            MM::Visitors::GetMetaElementVisitor<MM::MetaCollectionElement> collection;
+            item.element->accept(collection);
+            itemType = collection.result() != nullptr ? collection.result()->dataSubType() : Id::Unknown;
+        }
+        py::object converted = py::none();
+        if (item.value) {
+            converted = value(*item.value, item.type, dataType, itemType);
+        } else {
+            converted = bytesOf(item.bytes.data(), item.bytes.size());
+        }
+        const char* typeName = item.element != nullptr ? Id::identifierToString(dataType) : nullptr;
+        return package("Item")(
+            item.offset, item.tag,
+            item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16))) : py::object(py::none()),
+            item.element != nullptr ? py::object(py::str(utf8(item.element->getProperty(u"name"))))
+                                    : py::object(py::none()),
+            typeName != nullptr ? py::object(py::str(typeName)) : py::object(py::none()),
+            item.type != nullptr ? py::object(py::str(std::string(item.type->symbol))) : py::object(py::none()),
+            item.bytes.size(), converted, item.value.has_value());
+    }
+
+    std::string path_;
+    std::shared_ptr<const MM::Dictionary> dictionary_;
+    MXF::HeaderMetadata header_;
+};
+
+std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dictionary> dictionary,
+                              bool walk) {
+    if (!dictionary) {
+        dictionary = Dictionary::builtin();
+    }
+    MXF::ReadOptions options;
+    options.walk = walk;
+    std::optional<MXF::HeaderMetadata> header;
+    {
+        py::gil_scoped_release released;
+        header.emplace(MXF::readHeaderMetadata(path.c_str(), dictionary->get(), options));
+    }
+    return std::make_shared<Reading>(path, dictionary->shared(), std::move(*header));
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_xsddict, m) {
+    m.doc() = "The xsddict libraries' interface; use the xsddict package.";
+
+    py::register_exception_translator([](std::exception_ptr thrown) {
+        try {
+            if (thrown) {
+                std::rethrow_exception(thrown);
+            }
+        } catch (const MXF::FileRefused& e) {
+            const py::object refused = package("FileRefused")(e.rule(), e.offset(), utf8(e.message()));
+            PyErr_SetObject(refused.get_type().ptr(), refused.ptr());
+        } catch (const DictionaryFailure& e) {
+            const py::object error = package("DictionaryError")(e.message);
+            PyErr_SetObject(error.get_type().ptr(), error.ptr());
+        } catch (const Velmar::SDK::Exceptions::BaseException& e) {
+            const py::object error = package("Error")(utf8(e.message()));
+            PyErr_SetObject(error.get_type().ptr(), error.ptr());
+        } catch (const std::bad_alloc&) {
+            PyErr_SetString(PyExc_MemoryError, "out of memory");
+        }
+    });
+
+    py::class_<Dictionary, std::shared_ptr<Dictionary>>(m, "_Dictionary")
+        .def_static("load", &Dictionary::load)
+        .def_static("builtin", &Dictionary::builtin)
+        .def("element", &Dictionary::element)
+        .def("element_by_tag", &Dictionary::elementByTag)
+        .def("element_by_name", &Dictionary::elementByName)
+        .def("set", &Dictionary::set)
+        .def("set_by_name", &Dictionary::setByName)
+        .def("label", &Dictionary::label)
+        .def("counts", &Dictionary::counts);
+
+    py::class_<Reading, std::shared_ptr<Reading>>(m, "_Reading")
+        .def("data", &Reading::data)
+        .def("to_json", &Reading::toJson)
+        .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none());
+
+    m.def("_read", &readFile, py::arg("path"), py::arg("dictionary"), py::arg("walk"));
+}

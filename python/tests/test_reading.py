@@ -1,0 +1,160 @@
+"""The package as a script or notebook uses it: dictionaries, reading, values, refusals."""
+import datetime
+import json
+import os
+import subprocess
+import threading
+import uuid
+from concurrent.futures import ThreadPoolExecutor
+from fractions import Fraction
+
+import pytest
+
+import xsddict
+from conftest import FIXTURES, ROOT, fixtures
+
+MPEG2 = os.path.join(FIXTURES, "op1a-mpeg2-pcm.mxf")
+
+
+def test_the_builtin_dictionary_answers_lookups_by_label_tag_and_name():
+    d = xsddict.Dictionary.builtin()
+    assert d is not None and xsddict.Dictionary.builtin()._handle is d._handle  # once a process
+    assert (d.element_count, d.set_count, d.type_count, d.label_count) == (2971, 455, 501, 3290)
+    by_label = d.element("06.0e.2b.34.01.01.01.01.01.01.15.02.00.00.00.00")
+    by_urn = d.element("urn:smpte:ul:060e2b34.01010101.01011502.00000000")
+    by_bytes = d.element(bytes.fromhex("060e2b34010101010101150200000000"))
+    by_tag = d.element_by_tag("3c.0a")
+    assert by_label == by_urn == by_bytes == by_tag == d.element_by_tag(0x3C0A)
+    assert by_label.name == "Instance ID" and by_label.symbol == "InstanceID"
+    assert by_label.local_tag == 0x3C0A and by_label.data_type == "UUID"
+    layout = d.element_by_name("FrameLayout")
+    assert layout == d.element_by_name("Frame Layout")
+    assert layout.type == "LayoutType" and layout.properties["XMLTagName"] == "FrameLayout"
+    preface = d.set_by_name("Preface")
+    assert preface == d.set("06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.2f.00")
+    required = [a.symbol for a in preface.attributes if a.required]
+    assert "OperationalPattern" in required and "InstanceID" not in required
+    assert d.label("06.0e.2b.34.04.01.01.01.0d.01.02.01.01.01.09.00").name.startswith("MXF OP1a")
+    assert d.element("06.0e.2b.34.01.01.01.01.0f.0f.0f.0f.0f.0f.0f.0f") is None
+    with pytest.raises(ValueError):
+        d.element("06.0e.2b")
+    with pytest.raises(ValueError):
+        d.element_by_tag(0)
+
+
+def test_dictionaries_load_in_either_form_or_raise_dictionary_error(tmp_path):
+    sample = os.path.join(ROOT, "samples", "mxf-header.xsd")
+    assert xsddict.Dictionary.load(sample).element_count == 60
+    for broken in ("does-not-exist.xsd", "truncated.xsd"):
+        path = os.path.join(ROOT, "tests", "MetaMetadata", "Loading", "broken", broken)
+        with pytest.raises(xsddict.DictionaryError) as raised:
+            xsddict.Dictionary.load(path)
+        assert broken in str(raised.value) and isinstance(raised.value, xsddict.Error)
+    compiled = tmp_path / "bad.xsdc"
+    compiled.write_bytes(b"\x89XSDC\r\n\x1a" + bytes(24))
+    with pytest.raises(xsddict.DictionaryError, match="format version 0"):
+        xsddict.Dictionary.load(compiled)
+
+
+def test_values_come_in_their_natural_types():
+    header = xsddict.read(MPEG2)
+    assert header.findings == [] and header.sets[0].name == "Preface" and header.size == 34873
+    preface = header.sets[0]
+    assert isinstance(preface["Instance ID"], uuid.UUID)
+    assert preface.instance_uid == preface["3c.0a"]
+    assert preface["Format Version"] == "1.3"
+    assert preface["Operational Pattern UL"].symbol.startswith("MXFOP1a")
+    assert [c.symbol for c in preface["Essence Containers"]][0] == "MXFGCFrameWrappedMPEGESVideoStream0SID"
+    assert preface["Descriptive Metadata Schemes"] == []
+    assert all(isinstance(i, uuid.UUID) for i in preface["Identification List"])
+    identification = header.set("Identification")
+    assert identification["Application Version Number"] == {
+        "Major": 59, "Minor": 27, "Tertiary": 100, "PatchLevel": 0, "BuildType": "VersionUnknown"}
+    assert identification["Modification Date-Time"] is None  # ffmpeg's zero timestamp
+    assert xsddict._timestamp("2024-02-29T23:59:58.996") == datetime.datetime(
+        2024, 2, 29, 23, 59, 58, 996000, tzinfo=datetime.timezone.utc)
+    track = header.set("Timeline Track")
+    assert track["Timeline Edit Rate"] == Fraction(25, 1) and track["Track ID"] == 1
+    timecode = header.set("Timecode")
+    assert timecode["Drop Frame"] is False and timecode["Start Timecode"] == 900000
+    descriptor = header.set("MPEG Video Descriptor")
+    assert descriptor["Frame Layout"] == "FullFrame" and descriptor["Video Line Map"] == [0, 0]
+    assert descriptor["Presentation Aspect Ratio"] == Fraction(4, 3)
+    assert descriptor["Stored Width"] == 64 and descriptor.get("No Such Item", 7) == 7
+    package = header.set("Source Package")
+    assert isinstance(package["Package ID"], str) and len(package["Package ID"]) == 64
+    kinds = {type(i.value) for s in header.sets for i in s.items}
+    assert bytes not in kinds  # every item of the fixture decodes
+    assert header.partitions[0].kind == "header" and header.partitions[0].kag_size == 512
+    assert header.walk is None and xsddict.read(MPEG2, walk=True).walk["klvs"] > 0
+
+
+def test_to_json_is_what_the_command_writes_and_to_regxml_the_document(xsddict_tool):
+    for path in fixtures():
+        header = xsddict.read(path)
+        written = subprocess.run([xsddict_tool, "mxf", path, "--json"], check=True,
+                                 capture_output=True, text=True).stdout
+        assert header.to_json() == written, path
+        json.loads(header.to_json())
+        with open(path[:-4] + ".regxml", encoding="utf-8") as golden:
+            assert header.to_regxml() == golden.read(), path
+    storage = xsddict.read(MPEG2).set("Content Storage")
+    assert xsddict.read(MPEG2).to_regxml(root=storage.instance_uid).splitlines()[1].startswith(
+        "<r0:ContentStorage ")
+
+
+def test_a_refused_file_raises_file_refused_with_its_rule_and_offset(tmp_path):
+    data = open(MPEG2, "rb").read()
+    cut = tmp_path / "cut.mxf"
+    cut.write_bytes(data[:3000])
+    with pytest.raises(xsddict.FileRefused) as raised:
+        xsddict.read(cut)
+    assert (raised.value.rule, raised.value.offset) == ("length-past-end", 2980)
+    assert raised.value.message == "a length of 92 bytes where 3 are left"
+    assert isinstance(raised.value, xsddict.Error)
+    with pytest.raises(xsddict.FileRefused) as missing:
+        xsddict.read(tmp_path / "none.mxf")
+    assert missing.value.rule == "unreadable"
+    with pytest.raises(xsddict.FileRefused, match="no-partition"):
+        xsddict.read(os.path.join(ROOT, "README.md"))
+
+
+def test_no_other_exception_or_crash_comes_out_of_broken_files(tmp_path):
+    """Every fixture cut and changed at many places: a reading or a FileRefused, each time."""
+    outcomes = {"read": 0, "refused": 0}
+    for path in fixtures():
+        good = open(path, "rb").read()
+        variants = [good[:cut] for cut in range(0, min(len(good), 6000), 331)]
+        for at in range(0, min(len(good), 6000), 97):
+            changed = bytearray(good)
+            changed[at] ^= 0xA5
+            variants.append(bytes(changed))
+        for n, data in enumerate(variants):
+            target = tmp_path / f"v{n}.mxf"
+            target.write_bytes(data)
+            try:
+                header = xsddict.read(target, walk=n % 2 == 1)
+                header.to_json()
+                header.to_regxml()
+                outcomes["read"] += 1
+            except xsddict.FileRefused:
+                outcomes["refused"] += 1
+    assert outcomes["read"] > 100 and outcomes["refused"] > 100
+
+
+def test_reading_releases_the_gil_so_threads_read_in_parallel():
+    files = fixtures() * 20
+    alone = [xsddict.read(f).to_json() for f in files]
+    with ThreadPoolExecutor(2) as pool:
+        together = list(pool.map(lambda f: xsddict.read(f).to_json(), files))
+    assert together == alone
+    # While another thread loads a dictionary schema (a tenth of a second and more), this one
+    # keeps running Python: the load does not hold the GIL.
+    loader = threading.Thread(target=xsddict.Dictionary.load,
+                              args=(os.path.join(ROOT, "samples", "mxf-header.xsd"),))
+    spins = 0
+    loader.start()
+    while loader.is_alive():
+        spins += 1
+    loader.join()
+    assert spins > 1000

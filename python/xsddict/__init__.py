@@ -1,0 +1,294 @@
+"""Dictionaries of SMPTE registered metadata, and MXF files read through them.
+
+    >>> import xsddict
+    >>> header = xsddict.read("clip.mxf")          # with the built-in register dictionary
+    >>> header.sets[0].name, header.findings
+    ('Preface', [])
+    >>> header.set("CDCI Descriptor")["Frame Layout"]
+    'FullFrame'
+
+Values come in their natural Python types: int, float, str, bool, uuid.UUID,
+fractions.Fraction, datetime.datetime, lists, dicts for records, Label for registered
+labels, bytes for what stays raw. Reading releases the GIL, so threads read in parallel.
+A file that cannot be read raises FileRefused; a dictionary that does not load,
+DictionaryError; both are Errors.
+"""
+
+from __future__ import annotations
+
+import datetime as _datetime
+import os as _os
+import re as _re
+from dataclasses import dataclass, field
+from typing import Any, Dict, List, Optional, Union
+
+__all__ = [
+    "Error", "FileRefused", "DictionaryError", "Dictionary", "read", "Header", "Partition",
+    "Set", "Item", "Finding", "Label", "Element", "Attribute", "SetDefinition",
+]
+
+
+class Error(Exception):
+    """Anything the libraries refuse or fail at."""
+
+
+class FileRefused(Error):
+    """A file whose structure cannot be read: the rule broken, the byte where, and why."""
+
+    def __init__(self, rule: str, offset: int, message: str):
+        super().__init__(f"{rule} at offset {offset}: {message}")
+        self.rule = rule
+        self.offset = offset
+        self.message = message
+
+    def __reduce__(self):  # survives pickling between processes
+        return (FileRefused, (self.rule, self.offset, self.message))
+
+
+class DictionaryError(Error):
+    """A dictionary that does not load: what and why."""
+
+
+@dataclass(frozen=True)
+class Label:
+    """A universal label (dotted bytes) with its register symbol and name, where it has them."""
+    ul: str
+    symbol: Optional[str] = None
+    name: Optional[str] = None
+
+    def __str__(self) -> str:
+        return self.name or self.ul
+
+
+@dataclass(frozen=True)
+class Element:
+    """A registered element of a dictionary."""
+    label: bytes
+    ul: str
+    name: str
+    symbol: str
+    data_type: Optional[str]
+    item_type: Optional[str]
+    local_tag: Optional[int]
+    type: Optional[str]
+    targets: List[str]
+    properties: Dict[str, str]
+
+
+@dataclass(frozen=True)
+class Attribute:
+    """A member of a set definition."""
+    name: str
+    symbol: str
+    ul: str
+    required: bool
+    local_tag: Optional[int]
+
+
+@dataclass(frozen=True)
+class SetDefinition:
+    """A set of a dictionary and its attributes, inherited ones included."""
+    key: bytes
+    ul: str
+    name: str
+    symbol: str
+    attributes: List[Attribute]
+    properties: Dict[str, str]
+
+
+@dataclass(frozen=True)
+class Partition:
+    offset: int
+    kind: str
+    status: str
+    version: str
+    kag_size: int
+    this_partition: int
+    previous_partition: int
+    footer_partition: int
+    header_byte_count: int
+    index_byte_count: int
+    index_sid: int
+    body_offset: int
+    body_sid: int
+    operational_pattern: Label
+    essence_containers: List[Label]
+
+
+@dataclass(frozen=True)
+class Item:
+    """An item of a set: where it is, what the dictionary calls it, and its value."""
+    offset: int
+    tag: int
+    ul: Optional[str]
+    name: Optional[str]
+    type: Optional[str]
+    registered_type: Optional[str]
+    size: int
+    value: Any
+    decoded: bool  # False: value is the bytes as stored
+
+    @property
+    def tag_text(self) -> str:
+        return f"{self.tag >> 8:02x}.{self.tag & 0xff:02x}"
+
+
+@dataclass(frozen=True)
+class Set:
+    """A local set of the header metadata, in tree order."""
+    offset: int
+    key: str
+    name: str
+    instance_uid: Optional[Any]
+    depth: int
+    parent: Optional[Any]
+    items: List[Item]
+
+    def __getitem__(self, name: str) -> Any:
+        """The value of the item of this name (or tag text, "3c.0a"); KeyError if none."""
+        for item in self.items:
+            if item.name == name or item.tag_text == name:
+                return item.value
+        raise KeyError(name)
+
+    def get(self, name: str, default: Any = None) -> Any:
+        try:
+            return self[name]
+        except KeyError:
+            return default
+
+
+@dataclass(frozen=True)
+class Finding:
+    """Something wrong with a file that could still be read."""
+    rule: str
+    set_offset: Optional[int]
+    set_name: Optional[str]
+    tag: Optional[int]
+    item: Optional[str]
+    message: str
+
+
+@dataclass
+class Header:
+    """A file's partitions and header metadata, as read."""
+    file: str
+    size: int
+    run_in: int
+    partitions: List[Partition]
+    sets: List[Set]
+    findings: List[Finding]
+    walk: Optional[Dict[str, Any]]
+    _reading: Any = field(repr=False, compare=False, default=None)
+
+    def to_json(self) -> str:
+        """The document xsddict mxf --json writes for the file."""
+        return self._reading.to_json()
+
+    def to_regxml(self, root: Optional[Any] = None) -> str:
+        """The header metadata as a RegXML document; root: the InstanceUID (uuid.UUID) of
+        the set to start from, the Preface by default."""
+        return self._reading.to_regxml(None if root is None else root.bytes)
+
+    def set(self, name: str) -> Optional[Set]:
+        """The first set of this name, in tree order."""
+        return next((s for s in self.sets if s.name == name), None)
+
+    def sets_named(self, name: str) -> List[Set]:
+        return [s for s in self.sets if s.name == name]
+
+
+from . import _xsddict  # noqa: E402  (the classes above are what it makes)
+
+
+def _label_bytes(label: Union[bytes, str]) -> bytes:
+    if isinstance(label, bytes):
+        return label
+    digits = _re.sub(r"^urn:smpte:ul:|[.\-]", "", label.strip().lower())
+    if not _re.fullmatch(r"[0-9a-f]{32}", digits):
+        raise ValueError(f"not a label: {label!r}")
+    return bytes.fromhex(digits)
+
+
+def _timestamp(text: str) -> Optional[_datetime.datetime]:
+    """YYYY-MM-DDThh:mm:ss.mmm as a UTC datetime; None for one that names no moment (the zero
+    timestamp writers leave)."""
+    try:
+        return _datetime.datetime.strptime(text, "%Y-%m-%dT%H:%M:%S.%f").replace(
+            tzinfo=_datetime.timezone.utc)
+    except ValueError:
+        return None
+
+
+class Dictionary:
+    """A dictionary of registered metadata: elements, sets, their registered types and labels."""
+
+    def __init__(self, handle: Any):
+        self._handle = handle
+
+    @classmethod
+    def load(cls, path: Union[str, "_os.PathLike[str]"]) -> "Dictionary":
+        """Loads an XML Schema dictionary or a compiled one (told apart by content)."""
+        return cls(_xsddict._Dictionary.load(_os.fspath(path)))
+
+    @classmethod
+    def builtin(cls) -> "Dictionary":
+        """The register dictionary the package carries, loaded once per process."""
+        return cls(_xsddict._Dictionary.builtin())
+
+    def element(self, label: Union[bytes, str]) -> Optional[Element]:
+        """The element of this label (16 bytes, dotted or URN text), the version byte aside."""
+        return self._handle.element(_label_bytes(label))
+
+    def element_by_tag(self, tag: Union[int, str]) -> Optional[Element]:
+        """The element of this local tag (0x3c0a or "3c.0a")."""
+        if isinstance(tag, str):
+            tag = int(tag.replace(".", ""), 16)
+        return self._handle.element_by_tag(tag)
+
+    def element_by_name(self, name: str) -> Optional[Element]:
+        """The element of this XML tag name ("InstanceID") or name ("Instance ID")."""
+        return self._handle.element_by_name(name)
+
+    def set(self, key: Union[bytes, str]) -> Optional[SetDefinition]:
+        """The set of this key, the version and group coding bytes aside."""
+        return self._handle.set(_label_bytes(key))
+
+    def set_by_name(self, name: str) -> Optional[SetDefinition]:
+        return self._handle.set_by_name(name)
+
+    def label(self, label: Union[bytes, str]) -> Optional[Label]:
+        """A registered label's symbol and name."""
+        return self._handle.label(_label_bytes(label))
+
+    @property
+    def element_count(self) -> int:
+        return self._handle.counts()[0]
+
+    @property
+    def set_count(self) -> int:
+        return self._handle.counts()[1]
+
+    @property
+    def type_count(self) -> int:
+        return self._handle.counts()[2]
+
+    @property
+    def label_count(self) -> int:
+        return self._handle.counts()[3]
+
+    def __repr__(self) -> str:
+        e, s, t, l = self._handle.counts()
+        return f"<xsddict.Dictionary: {e} elements, {s} sets, {t} types, {l} labels>"
+
+
+def read(path: Union[str, "_os.PathLike[str]"], dictionary: Optional[Dictionary] = None,
+         walk: bool = False) -> Header:
+    """Reads an MXF file's partitions and header metadata through the dictionary (the built-in
+    one by default). walk: also step through every KLV and check the partitions and index
+    tables. Raises FileRefused when the file's structure cannot be read."""
+    reading = _xsddict._read(_os.fspath(path), None if dictionary is None else dictionary._handle,
+                             walk)
+    data = reading.data()
+    return Header(data["file"], data["size"], data["run_in"], data["partitions"], data["sets"],
+                  data["findings"], data["walk"], reading)
