@@ -109,8 +109,8 @@ class Dictionary {
         if (tag == 0 || tag > 0xffff) {
             throw py::value_error("a local tag is 1 to 0xffff");
         }
-        return describe(
-            dictionary_->metaElementByLocalTag(Velmar::SDK::Types::LocalTag(static_cast<unsigned short>(tag))));
+        return describe(dictionary_->metaElementByLocalTag(
+            Velmar::SDK::Types::LocalTag(static_cast<unsigned short>(tag))));
     }
     py::object elementByName(const std::string& name) const {
         const Velmar::SDK::WString wide = Utils::stringToWstring(name.c_str());
@@ -124,7 +124,8 @@ class Dictionary {
     py::object setByName(const std::string& name) const {
         const Velmar::SDK::WString wide = Utils::stringToWstring(name.c_str());
         const MM::MetaMetadataSet* found = dictionary_->metaMetadataSetByTagName(wide.c_str());
-        return describe(found != nullptr ? found : dictionary_->metaMetadataSetByName(wide.c_str()));
+        return describe(found != nullptr ? found
+                                         : dictionary_->metaMetadataSetByName(wide.c_str()));
     }
     py::object label(const py::bytes& label) const {
         const MM::LabelDefinition* found = dictionary_->typeDefinitions().label(labelOf(label));
@@ -184,7 +185,8 @@ class Dictionary {
             collection.result() != nullptr ? identifierName(collection.result()->dataSubType())
                                            : py::object(py::none()),
             tag != nullptr ? py::object(py::int_(tag->value())) : py::object(py::none()),
-            type != nullptr ? py::object(py::str(std::string(type->symbol))) : py::object(py::none()),
+            type != nullptr ? py::object(py::str(std::string(type->symbol)))
+                            : py::object(py::none()),
             targets, properties(*element));
     }
 
@@ -200,14 +202,14 @@ class Dictionary {
                 symbolOf(element, element.universalLabel().bytes()),
                 MXF::dottedHex(element.universalLabel().bytes(), 16),
                 attribute.requiredStatus() == MM::AttributeRequiredStatus::Required,
-                attribute.localTag() != nullptr ? py::object(py::int_(attribute.localTag()->value()))
-                                                : py::object(py::none())));
+                attribute.localTag() != nullptr
+                    ? py::object(py::int_(attribute.localTag()->value()))
+                    : py::object(py::none())));
         }
-        return package("SetDefinition")(bytesOf(set->key().bytes(), 16),
-                                        MXF::dottedHex(set->key().bytes(), 16),
-                                        utf8(set->getProperty(u"name")),
-                                        symbolOf(*set, set->key().bytes()), attributes,
-                                        properties(*set));
+        return package("SetDefinition")(
+            bytesOf(set->key().bytes(), 16), MXF::dottedHex(set->key().bytes(), 16),
+            utf8(set->getProperty(u"name")), symbolOf(*set, set->key().bytes()), attributes,
+            properties(*set));
     }
 
     std::shared_ptr<MM::Dictionary> dictionary_;
@@ -320,7 +322,7 @@ class Reading {
             if (type->symbol == "UUID" || type->kind == MM::TypeKind::StrongReference) {
                 return Form::Uuid;
             }
-            return type->symbol == "TimeStamp" ? Form::Timestamp
+            return type->symbol == "TimeStamp"  ? Form::Timestamp
                    : type->symbol == "Rational" ? Form::Rational
                                                 : Form::Plain;
         }
@@ -400,7 +402,8 @@ class Reading {
                     resolved != nullptr && resolved->base ? types.type(*resolved->base) : nullptr;
                 py::list items;
                 for (const MXF::Value& item : v.asList()) {
-                    items.append(value(item, itemType, itemType == nullptr ? itemIdentifier : Id::Unknown));
+                    items.append(
+                        value(item, itemType, itemType == nullptr ? itemIdentifier : Id::Unknown));
                 }
                 return std::move(items);
             }
@@ -414,7 +417,8 @@ class Reading {
             dataType = item.element->dataType();
             MM::Visitors::GetMetaElementVisitor<MM::MetaCollectionElement> collection;
             item.element->accept(collection);
-            itemType = collection.result() != nullptr ? collection.result()->dataSubType() : Id::Unknown;
+            itemType =
+                collection.result() != nullptr ? collection.result()->dataSubType() : Id::Unknown;
         }
         py::object converted = py::none();
         if (item.value) {
@@ -425,11 +429,13 @@ class Reading {
         const char* typeName = item.element != nullptr ? Id::identifierToString(dataType) : nullptr;
         return package("Item")(
             item.offset, item.tag,
-            item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16))) : py::object(py::none()),
+            item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16)))
+                       : py::object(py::none()),
             item.element != nullptr ? py::object(py::str(utf8(item.element->getProperty(u"name"))))
                                     : py::object(py::none()),
             typeName != nullptr ? py::object(py::str(typeName)) : py::object(py::none()),
-            item.type != nullptr ? py::object(py::str(std::string(item.type->symbol))) : py::object(py::none()),
+            item.type != nullptr ? py::object(py::str(std::string(item.type->symbol)))
+                                 : py::object(py::none()),
             item.bytes.size(), converted, item.value.has_value());
     }
 
@@ -439,7 +445,7 @@ class Reading {
 };
 
 std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dictionary> dictionary,
-                              bool walk) {
+                                  bool walk) {
     if (!dictionary) {
         dictionary = Dictionary::builtin();
     }
@@ -464,7 +470,8 @@ PYBIND11_MODULE(_xsddict, m) {
                 std::rethrow_exception(thrown);
             }
         } catch (const MXF::FileRefused& e) {
-            const py::object refused = package("FileRefused")(e.rule(), e.offset(), utf8(e.message()));
+            const py::object refused =
+                package("FileRefused")(e.rule(), e.offset(), utf8(e.message()));
             PyErr_SetObject(refused.get_type().ptr(), refused.ptr());
         } catch (const DictionaryFailure& e) {
             const py::object error = package("DictionaryError")(e.message);
