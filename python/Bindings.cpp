@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <cstdio>
 #include <new>
 #include <sstream>
 #include <string>
@@ -40,8 +41,84 @@ std::string utf8(const XMLCh* text) {
     return std::string(converted.data(), converted.size());
 }
 
+// The package's classes and the standard ones values are made of, looked up once. Kept to the
+// process's end: the interpreter may be gone when static destructors run.
+struct Classes {
+    py::object label, element, attribute, setDefinition, partition, set, item, finding;
+    py::object uuid, safeUnknown, datetime, utc, fraction;
+    py::object error, fileRefused, dictionaryError;
+};
+
+const Classes& classes() {
+    static Classes* made = [] {
+        auto* c = new Classes;
+        const py::module_ package = py::module_::import("xsddict");
+        c->label = package.attr("Label");
+        c->element = package.attr("Element");
+        c->attribute = package.attr("Attribute");
+        c->setDefinition = package.attr("SetDefinition");
+        c->partition = package.attr("Partition");
+        c->set = package.attr("Set");
+        c->item = package.attr("Item");
+        c->finding = package.attr("Finding");
+        c->error = package.attr("Error");
+        c->fileRefused = package.attr("FileRefused");
+        c->dictionaryError = package.attr("DictionaryError");
+        const py::module_ uuid = py::module_::import("uuid");
+        c->uuid = uuid.attr("UUID");
+        c->safeUnknown = uuid.attr("SafeUUID").attr("unknown");
+        const py::module_ datetime = py::module_::import("datetime");
+        c->datetime = datetime.attr("datetime");
+        c->utc = datetime.attr("timezone").attr("utc");
+        c->fraction = py::module_::import("fractions").attr("Fraction");
+        return c;
+    }();
+    return *made;
+}
+
 py::object package(const char* name) {
-    return py::module_::import("xsddict").attr(name);
+    const Classes& c = classes();
+    const std::string_view wanted(name);
+    return wanted == "Label"           ? c.label
+           : wanted == "Element"       ? c.element
+           : wanted == "Attribute"     ? c.attribute
+           : wanted == "SetDefinition" ? c.setDefinition
+           : wanted == "Partition"     ? c.partition
+           : wanted == "Set"           ? c.set
+           : wanted == "Item"          ? c.item
+           : wanted == "Finding"       ? c.finding
+           : wanted == "FileRefused"   ? c.fileRefused
+           : wanted == "DictionaryError" ? c.dictionaryError
+                                         : c.error;
+}
+
+// A uuid.UUID made without parsing text: its slots set as UUID.__init__ would set them.
+py::object makeUuid(const std::string& hexDigits) {
+    const Classes& c = classes();
+    py::object made = c.uuid.attr("__new__")(c.uuid);
+    const py::object value =
+        py::reinterpret_steal<py::object>(PyLong_FromString(hexDigits.c_str(), nullptr, 16));
+    if (!value || PyObject_GenericSetAttr(made.ptr(), py::str("int").ptr(), value.ptr()) != 0 ||
+        PyObject_GenericSetAttr(made.ptr(), py::str("is_safe").ptr(), c.safeUnknown.ptr()) != 0) {
+        throw py::error_already_set();
+    }
+    return made;
+}
+
+// "YYYY-MM-DDThh:mm:ss.mmm" as an aware UTC datetime; None for a text that names no moment
+// (the zero timestamp writers leave).
+py::object makeTimestamp(const std::string& text) {
+    unsigned y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0, ms = 0;
+    if (std::sscanf(text.c_str(), "%4u-%2u-%2uT%2u:%2u:%2u.%3u", &y, &mo, &d, &h, &mi, &s, &ms) !=
+            7 ||
+        y == 0 || mo == 0 || mo > 12 || d == 0 || d > 31 || h > 23 || mi > 59 || s > 59) {
+        return py::none();
+    }
+    try {
+        return classes().datetime(y, mo, d, h, mi, s, ms * 1000, py::arg("tzinfo") = classes().utc);
+    } catch (const py::error_already_set&) {
+        return py::none();  // a day the month does not have
+    }
 }
 
 py::bytes bytesOf(const std::uint8_t* data, std::size_t size) {
@@ -243,8 +320,21 @@ class Reading {
         return out.str();
     }
 
-    // Everything read, as plain Python objects the package wraps.
-    py::dict data() const {
+    // The items of set `index`, made when a program first asks for them.
+    py::list items(std::size_t index) const {
+        if (index >= header_.sets.size()) {
+            throw py::index_error("no set " + std::to_string(index));
+        }
+        py::list items;
+        for (const MXF::Item& item : header_.sets[index].items) {
+            items.append(this->item(item));
+        }
+        return items;
+    }
+
+    // Everything read but the sets' items, as Python objects of the package; `self` is this
+    // reading's own Python object, which each set keeps for its items.
+    py::dict data(const py::object& self) const {
         py::dict out;
         out["file"] = path_;
         out["size"] = header_.fileSize;
@@ -264,14 +354,11 @@ class Reading {
         }
         out["partitions"] = partitions;
         py::list sets;
-        for (const MXF::LocalSet& set : header_.sets) {
-            py::list items;
-            for (const MXF::Item& item : set.items) {
-                items.append(this->item(item));
-            }
+        for (std::size_t i = 0; i < header_.sets.size(); ++i) {
+            const MXF::LocalSet& set = header_.sets[i];
             sets.append(package("Set")(set.offset, MXF::dottedHex(set.key.data(), 16), set.name(),
                                        optionalUuid(set.instanceUID), set.depth,
-                                       optionalUuid(set.parent), items));
+                                       optionalUuid(set.parent), self, i));
         }
         out["sets"] = sets;
         py::list findings;
@@ -307,9 +394,7 @@ class Reading {
         return package("Label")(MXF::dottedHex(bytes, 16), py::none(), py::none());
     }
 
-    static py::object uuid(const std::string& digits) {
-        return py::module_::import("uuid").attr("UUID")(py::arg("hex") = digits);
-    }
+    static py::object uuid(const std::string& digits) { return makeUuid(digits); }
 
     static py::object optionalUuid(const std::optional<MXF::Bytes16>& id) {
         return id ? uuid(MXF::plainHex(id->data(), 16)) : py::object(py::none());
@@ -370,7 +455,7 @@ class Reading {
                     }
                 }
                 if (form == Form::Timestamp) {
-                    return package("_timestamp")(v.asText());
+                    return makeTimestamp(v.asText());
                 }
                 return py::str(v.asText());
             case MXF::Value::Kind::Record: {
@@ -394,7 +479,7 @@ class Reading {
                     const std::int64_t n = v.asList()[0].asSigned();
                     const std::int64_t d = v.asList()[1].asSigned();
                     if (d != 0) {
-                        return py::module_::import("fractions").attr("Fraction")(n, d);
+                        return classes().fraction(n, d);
                     }
                     return py::make_tuple(n, d);
                 }
@@ -463,6 +548,10 @@ std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dicti
 
 PYBIND11_MODULE(_xsddict, m) {
     m.doc() = "The xsddict libraries' interface; use the xsddict package.";
+    // Looked up now, under the import lock: made later, by the first of several reading threads,
+    // a thread waiting on the static's guard while holding the GIL would deadlock the one that
+    // makes it (imports give the GIL up).
+    classes();
 
     py::register_exception_translator([](std::exception_ptr thrown) {
         try {
@@ -496,7 +585,8 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("counts", &Dictionary::counts);
 
     py::class_<Reading, std::shared_ptr<Reading>>(m, "_Reading")
-        .def("data", &Reading::data)
+        .def("data", [](const py::object& self) { return self.cast<const Reading&>().data(self); })
+        .def("items", &Reading::items)
         .def("to_json", &Reading::toJson)
         .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none());
 

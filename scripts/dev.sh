@@ -5,13 +5,16 @@
 #             (the default)
 #   test      the whole test suite
 #   sanitize  the whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer
+#   python    the Python package alone, built and its tests run with pytest
 #   bench     load cost against the bare parse, at register size and larger; MXF files read
 #             against mediainfo, one file and an archive; the compiled dictionary's load; the
-#             walk of a file of more than 1 GiB against cat
+#             walk of a file of more than 1 GiB against cat; RegXML against the JSON reading;
+#             files read from Python against the command and pymediainfo
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libxxhash-dev libgtest-dev
+scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libxxhash-dev libgtest-dev \
+  pybind11-dev python3-dev python3-pytest python3-dask python3-distributed
 
 jobs=$(nproc)
 # Warnings fail the build in CI.
@@ -39,14 +42,20 @@ case "${1:-demo}" in
       UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
       ctest --test-dir build-sanitize --output-on-failure -j "$jobs"
     ;;
+  python)
+    build build
+    ctest --test-dir build --output-on-failure -R '^python\.'
+    ;;
   bench)
-    scripts/ensure-packages.sh libbenchmark-dev ffmpeg mediainfo
+    scripts/ensure-packages.sh libbenchmark-dev ffmpeg mediainfo python3-pymediainfo
     build build-bench -DCMAKE_BUILD_TYPE=Release -DVELMAR_BENCH=ON -DBUILD_TESTING=OFF
     ./build-bench/bench/load_benchmark
     ./build-bench/bench/mxf_benchmark
+    PYTHONPATH=build-bench/python /usr/bin/python3 bench/python_read.py build-bench/tools/xsddict \
+      tests/MXF/fixtures
     ;;
   *)
-    echo "usage: $0 [demo|test|sanitize|bench]" >&2
+    echo "usage: $0 [demo|test|python|sanitize|bench]" >&2
     exit 2
     ;;
 esac

@@ -16,7 +16,6 @@ DictionaryError; both are Errors.
 
 from __future__ import annotations
 
-import datetime as _datetime
 import os as _os
 import re as _re
 from dataclasses import dataclass, field
@@ -133,16 +132,26 @@ class Item:
         return f"{self.tag >> 8:02x}.{self.tag & 0xff:02x}"
 
 
-@dataclass(frozen=True)
 class Set:
-    """A local set of the header metadata, in tree order."""
-    offset: int
-    key: str
-    name: str
-    instance_uid: Optional[Any]
-    depth: int
-    parent: Optional[Any]
-    items: List[Item]
+    """A local set of the header metadata, in tree order. Its items are made into Python
+    objects when first asked for, so that a program that looks at a few sets of many files
+    pays for those."""
+
+    __slots__ = ("offset", "key", "name", "instance_uid", "depth", "parent", "_reading", "_index",
+                 "_items")
+
+    def __init__(self, offset: int, key: str, name: str, instance_uid: Optional[Any], depth: int,
+                 parent: Optional[Any], reading: Any = None, index: int = 0,
+                 items: Optional[List[Item]] = None):
+        self.offset, self.key, self.name = offset, key, name
+        self.instance_uid, self.depth, self.parent = instance_uid, depth, parent
+        self._reading, self._index, self._items = reading, index, items
+
+    @property
+    def items(self) -> List[Item]:
+        if self._items is None:
+            self._items = self._reading.items(self._index)
+        return self._items
 
     def __getitem__(self, name: str) -> Any:
         """The value of the item of this name (or tag text, "3c.0a"); KeyError if none."""
@@ -156,6 +165,15 @@ class Set:
             return self[name]
         except KeyError:
             return default
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, Set) and (self.offset, self.key, self.instance_uid, self.items) == (
+            other.offset, other.key, other.instance_uid, other.items)
+
+    __hash__ = None  # type: ignore[assignment]
+
+    def __repr__(self) -> str:
+        return f"Set({self.name or self.key} @{self.offset}, {len(self.items)} items)"
 
 
 @dataclass(frozen=True)
@@ -208,16 +226,6 @@ def _label_bytes(label: Union[bytes, str]) -> bytes:
     if not _re.fullmatch(r"[0-9a-f]{32}", digits):
         raise ValueError(f"not a label: {label!r}")
     return bytes.fromhex(digits)
-
-
-def _timestamp(text: str) -> Optional[_datetime.datetime]:
-    """YYYY-MM-DDThh:mm:ss.mmm as a UTC datetime; None for one that names no moment (the zero
-    timestamp writers leave)."""
-    try:
-        return _datetime.datetime.strptime(text, "%Y-%m-%dT%H:%M:%S.%f").replace(
-            tzinfo=_datetime.timezone.utc)
-    except ValueError:
-        return None
 
 
 class Dictionary:
