@@ -246,6 +246,10 @@ TypeDefinitions::Builder::~Builder() {
     delete store_;
 }
 
+void TypeDefinitions::Builder::reserveTexts(std::size_t bytes) {
+    store_->building.reserve(bytes);
+}
+
 void TypeDefinitions::Builder::reserve(std::size_t types, std::size_t labels,
                                        std::size_t elementTypes) {
     store_->rawTypes.reserve(types);
@@ -304,8 +308,11 @@ namespace {
 // Sorts by label, the first added of equal labels first, and drops the later ones.
 template <class T, class LabelOf>
 std::size_t sortUnique(std::vector<T>& entries, LabelOf labelOf) {
-    std::stable_sort(entries.begin(), entries.end(),
-                     [&](const T& a, const T& b) { return labelLess(labelOf(a), labelOf(b)); });
+    const auto less = [&](const T& a, const T& b) { return labelLess(labelOf(a), labelOf(b)); };
+    // A compiled dictionary gives them in order already.
+    if (!std::is_sorted(entries.begin(), entries.end(), less)) {
+        std::stable_sort(entries.begin(), entries.end(), less);
+    }
     const auto end = std::unique(entries.begin(), entries.end(),
                                  [&](const T& a, const T& b) { return labelOf(a) == labelOf(b); });
     const auto dropped = static_cast<std::size_t>(entries.end() - end);

@@ -181,6 +181,8 @@ class VELMAR_SDK_API TypeDefinitions::Builder {
     void addRegisteredSymbol(const LabelBytes& label, std::string_view symbol);
     void addLabel(const LabelBytes& label, std::string_view symbol, std::string_view name);
     void reserve(std::size_t types, std::size_t labels, std::size_t elementTypes);
+    // Room for this many bytes of texts in all.
+    void reserveTexts(std::size_t bytes);
 
     std::size_t duplicates() const { return duplicates_; }
     // Sorts, drops later duplicates and hands the whole over; the builder is empty after.

@@ -320,6 +320,7 @@ class ContentReader {
             in_.corrupt("a registered types flag of " + std::to_string(present));
         }
         TypeDefinitions::Builder builder;
+        builder.reserveTexts(in_.left());  // the texts are most of what is left
         const std::uint32_t types = in_.count(kMinType, "registered types");
         builder.reserve(types, 0, 0);
         for (std::uint32_t i = 0; i < types; ++i) {
@@ -372,6 +373,7 @@ class ContentReader {
             builder.addRegisteredSymbol(label, textOf("a registered symbol"));
         }
         const std::uint32_t labels = in_.count(kMinLabel, "labels");
+        builder.reserve(0, labels, elementTypes);
         for (std::uint32_t i = 0; i < labels; ++i) {
             const LabelBytes label = labelBytes("a label");
             const std::string_view symbol = textOf("a label symbol");
