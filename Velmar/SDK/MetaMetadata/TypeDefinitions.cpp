@@ -116,7 +116,7 @@ struct TypeDefinitions::Store {
     }
 
     // Once built.
-    std::unique_ptr<char[]> pool;
+    std::string pool;  // what was building, taken over whole: the texts are not copied again
     std::vector<TypeDefinition> types;
     std::vector<TypeMember> members;
     std::vector<TypeItem> items;
@@ -343,9 +343,8 @@ TypeDefinitions TypeDefinitions::Builder::build() {
     duplicates_ += sortUnique(s.elementTypes,
                               [](const ElementType& e) -> const LabelBytes& { return e.element; });
 
-    s.pool.reset(new char[s.building.size() + 1]);
-    std::memcpy(s.pool.get(), s.building.data(), s.building.size());
-    const char* pool = s.pool.get();
+    s.pool = std::move(s.building);
+    const char* pool = s.pool.data();
     const auto view = [pool](Text t) { return std::string_view(pool + t.offset, t.size); };
 
     s.members.reserve(s.rawMembers.size());
@@ -388,7 +387,7 @@ TypeDefinitions TypeDefinitions::Builder::build() {
     std::vector<Store::RawItem>().swap(s.rawItems);
     std::vector<Store::RawLabel>().swap(s.rawLabels);
     std::vector<Store::RawLabel>().swap(s.rawSymbols);
-    std::string().swap(s.building);
+    s.building = std::string();
 
     // The builder keeps the new empty store and may be used again.
     TypeDefinitions built;
