@@ -4,9 +4,9 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <cstdio>
 #include <memory>
 #include <mutex>
-#include <cstdio>
 #include <new>
 #include <sstream>
 #include <string>
@@ -79,15 +79,15 @@ const Classes& classes() {
 py::object package(const char* name) {
     const Classes& c = classes();
     const std::string_view wanted(name);
-    return wanted == "Label"           ? c.label
-           : wanted == "Element"       ? c.element
-           : wanted == "Attribute"     ? c.attribute
-           : wanted == "SetDefinition" ? c.setDefinition
-           : wanted == "Partition"     ? c.partition
-           : wanted == "Set"           ? c.set
-           : wanted == "Item"          ? c.item
-           : wanted == "Finding"       ? c.finding
-           : wanted == "FileRefused"   ? c.fileRefused
+    return wanted == "Label"             ? c.label
+           : wanted == "Element"         ? c.element
+           : wanted == "Attribute"       ? c.attribute
+           : wanted == "SetDefinition"   ? c.setDefinition
+           : wanted == "Partition"       ? c.partition
+           : wanted == "Set"             ? c.set
+           : wanted == "Item"            ? c.item
+           : wanted == "Finding"         ? c.finding
+           : wanted == "FileRefused"     ? c.fileRefused
            : wanted == "DictionaryError" ? c.dictionaryError
                                          : c.error;
 }

@@ -46,8 +46,7 @@ struct Registration {
         if (balance.next != nullptr) {
             balance.next->previous = balance.previous;
         }
-        retired.fetch_add(balance.bytes.load(std::memory_order_relaxed),
-                          std::memory_order_relaxed);
+        retired.fetch_add(balance.bytes.load(std::memory_order_relaxed), std::memory_order_relaxed);
         mine = nullptr;
         gone = true;
     }
