@@ -29,11 +29,11 @@ for target in "${targets[@]}"; do
     inputs=(samples tests/XMLUtils/fixtures tests/MetaMetadata/Loading/fixtures tests/MetaMetadata/Loading/broken
             tests/tools/fixtures)
   elif [ "$target" = compiled ]; then
-    cmake --build build-fuzz -j "$(nproc)" --target make_compiled_seeds > /dev/null
-    inputs=(build-fuzz/seeds/compiled)
+    cmake --build build-fuzz -j "$(nproc)" --target make_compiled_corpus > /dev/null
+    inputs=(build-fuzz/corpus/compiled)
     mkdir -p "${inputs[0]}"
     # shellcheck disable=SC2046
-    build-fuzz/fuzz/make_compiled_seeds "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
+    build-fuzz/fuzz/make_compiled_corpus "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
   elif [ "$target" = mxf ]; then
     inputs=(tests/MXF/fixtures)
     maxLength=262144

@@ -1,6 +1,6 @@
-// Writes the compiled form of each schema given that loads into the folder given: the seeds of
-// the compiled dictionary fuzzer. Schemas that do not load are passed over.
-//   make_compiled_seeds FOLDER SCHEMA...
+// Writes the compiled form of each schema given that loads into the folder given: the starting
+// corpus of the compiled dictionary fuzzer. Schemas that do not load are passed over.
+//   make_compiled_corpus FOLDER SCHEMA...
 #include <cstdio>
 #include <string>
 
@@ -26,6 +26,6 @@ int main(int argc, char** argv) {
         } catch (const Velmar::SDK::Exceptions::BaseException&) {
         }
     }
-    std::printf("%d compiled seeds\n", written);
+    std::printf("%d compiled dictionaries written\n", written);
     return 0;
 }
