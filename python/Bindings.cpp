@@ -76,22 +76,6 @@ const Classes& classes() {
     return *made;
 }
 
-py::object package(const char* name) {
-    const Classes& c = classes();
-    const std::string_view wanted(name);
-    return wanted == "Label"             ? c.label
-           : wanted == "Element"         ? c.element
-           : wanted == "Attribute"       ? c.attribute
-           : wanted == "SetDefinition"   ? c.setDefinition
-           : wanted == "Partition"       ? c.partition
-           : wanted == "Set"             ? c.set
-           : wanted == "Item"            ? c.item
-           : wanted == "Finding"         ? c.finding
-           : wanted == "FileRefused"     ? c.fileRefused
-           : wanted == "DictionaryError" ? c.dictionaryError
-                                         : c.error;
-}
-
 // A uuid.UUID made without parsing text: its slots set as UUID.__init__ would set them.
 py::object makeUuid(const std::string& hexDigits) {
     const Classes& c = classes();
@@ -209,8 +193,8 @@ class Dictionary {
         if (found == nullptr) {
             return py::none();
         }
-        return package("Label")(MXF::dottedHex(found->label.data(), 16), std::string(found->symbol),
-                                std::string(found->name));
+        return classes().label(MXF::dottedHex(found->label.data(), 16), std::string(found->symbol),
+                               std::string(found->name));
     }
     py::tuple counts() const {
         return py::make_tuple(dictionary_->metaElementCount(), dictionary_->metaMetadataSetCount(),
@@ -256,7 +240,7 @@ class Dictionary {
             }
         }
         const MM::TypeDefinition* type = dictionary_->typeOf(*element);
-        return package("Element")(
+        return classes().element(
             bytesOf(label, 16), MXF::dottedHex(label, 16), utf8(element->getProperty(u"name")),
             symbolOf(*element, label), identifierName(element->dataType()),
             collection.result() != nullptr ? identifierName(collection.result()->dataSubType())
@@ -274,7 +258,7 @@ class Dictionary {
         py::list attributes;
         for (const MM::MetaAttribute& attribute : set->attributes()) {
             const MM::MetaElement& element = attribute.metaElement();
-            attributes.append(package("Attribute")(
+            attributes.append(classes().attribute(
                 utf8(element.getProperty(u"name")),
                 symbolOf(element, element.universalLabel().bytes()),
                 MXF::dottedHex(element.universalLabel().bytes(), 16),
@@ -283,7 +267,7 @@ class Dictionary {
                     ? py::object(py::int_(attribute.localTag()->value()))
                     : py::object(py::none())));
         }
-        return package("SetDefinition")(
+        return classes().setDefinition(
             bytesOf(set->key().bytes(), 16), MXF::dottedHex(set->key().bytes(), 16),
             utf8(set->getProperty(u"name")), symbolOf(*set, set->key().bytes()), attributes,
             properties(*set));
@@ -345,7 +329,7 @@ class Reading {
             for (const auto& c : p.essenceContainers) {
                 containers.append(label(c.data()));
             }
-            partitions.append(package("Partition")(
+            partitions.append(classes().partition(
                 p.offset, p.kindName(), p.statusName(),
                 std::to_string(p.majorVersion) + "." + std::to_string(p.minorVersion), p.kagSize,
                 p.thisPartition, p.previousPartition, p.footerPartition, p.headerByteCount,
@@ -356,14 +340,14 @@ class Reading {
         py::list sets;
         for (std::size_t i = 0; i < header_.sets.size(); ++i) {
             const MXF::LocalSet& set = header_.sets[i];
-            sets.append(package("Set")(set.offset, MXF::dottedHex(set.key.data(), 16), set.name(),
-                                       optionalUuid(set.instanceUID), set.depth,
-                                       optionalUuid(set.parent), self, i));
+            sets.append(classes().set(set.offset, MXF::dottedHex(set.key.data(), 16), set.name(),
+                                      optionalUuid(set.instanceUID), set.depth,
+                                      optionalUuid(set.parent), self, i));
         }
         out["sets"] = sets;
         py::list findings;
         for (const MXF::Finding& f : header_.findings) {
-            findings.append(package("Finding")(
+            findings.append(classes().finding(
                 f.rule, f.setOffset ? py::object(py::int_(*f.setOffset)) : py::object(py::none()),
                 f.setName.empty() ? py::object(py::none()) : py::object(py::str(f.setName)),
                 f.tag ? py::object(py::int_(*f.tag)) : py::object(py::none()),
@@ -388,16 +372,14 @@ class Reading {
   private:
     py::object label(const std::uint8_t* bytes) const {
         if (const MM::LabelDefinition* registered = dictionary_->typeDefinitions().label(bytes)) {
-            return package("Label")(MXF::dottedHex(bytes, 16), std::string(registered->symbol),
-                                    std::string(registered->name));
+            return classes().label(MXF::dottedHex(bytes, 16), std::string(registered->symbol),
+                                   std::string(registered->name));
         }
-        return package("Label")(MXF::dottedHex(bytes, 16), py::none(), py::none());
+        return classes().label(MXF::dottedHex(bytes, 16), py::none(), py::none());
     }
 
-    static py::object uuid(const std::string& digits) { return makeUuid(digits); }
-
     static py::object optionalUuid(const std::optional<MXF::Bytes16>& id) {
-        return id ? uuid(MXF::plainHex(id->data(), 16)) : py::object(py::none());
+        return id ? makeUuid(MXF::plainHex(id->data(), 16)) : py::object(py::none());
     }
 
     enum class Form { Plain, Uuid, Timestamp, Rational };
@@ -441,7 +423,7 @@ class Reading {
             case MXF::Value::Kind::Float:
                 return py::float_(v.asFloat());
             case MXF::Value::Kind::Label:
-                return package("Label")(v.asText(), v.labelSymbol(), v.labelName());
+                return classes().label(v.asText(), v.labelSymbol(), v.labelName());
             case MXF::Value::Kind::Text:
                 if (form == Form::Uuid) {
                     std::string digits;
@@ -451,7 +433,7 @@ class Reading {
                         }
                     }
                     if (digits.size() == 32) {
-                        return uuid(digits);
+                        return makeUuid(digits);
                     }
                 }
                 if (form == Form::Timestamp) {
@@ -512,7 +494,7 @@ class Reading {
             converted = bytesOf(item.bytes.data(), item.bytes.size());
         }
         const char* typeName = item.element != nullptr ? Id::identifierToString(dataType) : nullptr;
-        return package("Item")(
+        return classes().item(
             item.offset, item.tag,
             item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16)))
                        : py::object(py::none()),
@@ -560,13 +542,13 @@ PYBIND11_MODULE(_xsddict, m) {
             }
         } catch (const MXF::FileRefused& e) {
             const py::object refused =
-                package("FileRefused")(e.rule(), e.offset(), utf8(e.message()));
+                classes().fileRefused(e.rule(), e.offset(), utf8(e.message()));
             PyErr_SetObject(refused.get_type().ptr(), refused.ptr());
         } catch (const DictionaryFailure& e) {
-            const py::object error = package("DictionaryError")(e.message);
+            const py::object error = classes().dictionaryError(e.message);
             PyErr_SetObject(error.get_type().ptr(), error.ptr());
         } catch (const Velmar::SDK::Exceptions::BaseException& e) {
-            const py::object error = package("Error")(utf8(e.message()));
+            const py::object error = classes().error(utf8(e.message()));
             PyErr_SetObject(error.get_type().ptr(), error.ptr());
         } catch (const std::bad_alloc&) {
             PyErr_SetString(PyExc_MemoryError, "out of memory");
@@ -591,4 +573,6 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none());
 
     m.def("_read", &readFile, py::arg("path"), py::arg("dictionary"), py::arg("walk"));
+    // What a timestamp value becomes; no fixture carries one that names a moment.
+    m.def("_timestamp", &makeTimestamp, py::arg("text"));
 }

@@ -71,6 +71,9 @@ def test_values_come_in_their_natural_types():
     assert identification["Application Version Number"] == {
         "Major": 59, "Minor": 27, "Tertiary": 100, "PatchLevel": 0, "BuildType": "VersionUnknown"}
     assert identification["Modification Date-Time"] is None  # ffmpeg's zero timestamp
+    assert xsddict._xsddict._timestamp("2024-02-29T23:59:58.996") == datetime.datetime(
+        2024, 2, 29, 23, 59, 58, 996000, tzinfo=datetime.timezone.utc)
+    assert xsddict._xsddict._timestamp("2023-02-29T00:00:00.000") is None
     track = header.set("Timeline Track")
     assert track["Timeline Edit Rate"] == Fraction(25, 1) and track["Track ID"] == 1
     timecode = header.set("Timecode")
