@@ -1,8 +1,11 @@
 #pragma once
 
-// KLV built by hand, byte by byte, for the MXF reader's tests.
+// KLV built by hand, byte by byte, for the MXF reader's tests, and the dictionary they read with.
 #include <cstdint>
 #include <vector>
+
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 namespace handbuilt {
 
@@ -55,6 +58,16 @@ inline Bytes uid(std::uint8_t n) {
 
 inline Bytes item(std::uint16_t tag, const Bytes& value) {
     return be(tag, 2) + be(value.size(), 2) + value;
+}
+
+// The built-in register dictionary, loaded once for all the tests of a program.
+inline const Velmar::SDK::MetaMetadata::Dictionary& registers() {
+    static auto* dictionary = [] {
+        auto* d = new Velmar::SDK::MetaMetadata::Dictionary;
+        Velmar::SDK::MetaMetadata::Loading::loadBuiltinDictionary(*d);
+        return d;
+    }();
+    return *dictionary;
 }
 
 }  // namespace handbuilt

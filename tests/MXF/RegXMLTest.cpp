@@ -25,15 +25,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const MM::Dictionary& registers() {
-    static MM::Dictionary* dictionary = [] {
-        auto* d = new MM::Dictionary;
-        MM::Loading::loadBuiltinDictionary(*d);
-        return d;
-    }();
-    return *dictionary;
-}
-
 // Preface and Storage, no registered types: names and forms come from the declarations alone.
 const MM::Dictionary& tiny() {
     static MM::Dictionary* dictionary = [] {

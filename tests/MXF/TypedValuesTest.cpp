@@ -18,15 +18,6 @@ namespace MM = SDK::MetaMetadata;
 
 namespace {
 
-const MM::Dictionary& registers() {
-    static MM::Dictionary* dictionary = [] {
-        auto* d = new MM::Dictionary;
-        MM::Loading::loadBuiltinDictionary(*d);
-        return d;
-    }();
-    return *dictionary;
-}
-
 Bytes ul(const char* urn) {
     const auto label = MM::labelFromText(urn);
     return Bytes(label->begin(), label->end());
