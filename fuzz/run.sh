@@ -30,7 +30,7 @@ for target in "${targets[@]}"; do
             tests/tools/fixtures)
   elif [ "$target" = compiled ]; then
     cmake --build build-fuzz -j "$(nproc)" --target make_compiled_corpus > /dev/null
-    inputs=(build-fuzz/corpus/compiled)
+    inputs=(build-fuzz/starting/compiled)  # apart from the corpus it grows
     mkdir -p "${inputs[0]}"
     # shellcheck disable=SC2046
     build-fuzz/fuzz/make_compiled_corpus "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
