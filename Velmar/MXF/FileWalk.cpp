@@ -30,6 +30,7 @@ struct EssenceRun {
     std::uint64_t fileStart = 0;
     std::uint64_t fileEnd = 0;  // fill after its last element included
     std::uint64_t elements = 0;
+    std::uint64_t firstValueOffset = 0;
     std::uint64_t firstValueLength = 0;
 };
 
@@ -41,7 +42,12 @@ class Walker {
         Walk walk;
         std::uint64_t at = result_.runIn;
         while (at < source_.size()) {
-            const KLVHeader header = readKLVHeader(source_, at);
+            const std::optional<KLVHeader> read = readPacket(at);
+            if (!read) {
+                walk.truncatedAt = source_.size();
+                break;
+            }
+            const KLVHeader& header = *read;
             ++walk.klvs;
             checkAlignment(header);
             const bool fillInEssence = inEssence_ && isFillKey(header.key);
@@ -52,6 +58,14 @@ class Walker {
             } else if (isPartitionKey(header.key)) {
                 packs_.push_back(readPartitionPack(source_, at));
                 open_ = false;
+                metadataEnd_ = 0;
+            } else if (isPrimerKey(header.key) && !packs_.empty()) {
+                // The header metadata's byte count starts at the primer's key.
+                metadataEnd_ =
+                    header.offset + std::min<std::uint64_t>(packs_.back().headerByteCount,
+                                                            source_.size() - header.offset);
+            } else if (header.offset < metadataEnd_ || isFillKey(header.key)) {
+                // Sets, dark or not: the reader reads the header metadata it uses itself.
             } else if (isRandomIndexKey(header.key)) {
                 if (header.end() != source_.size()) {
                     find("random-index", at, "a random index pack that does not end the file");
@@ -61,23 +75,46 @@ class Walker {
             } else if (isIndexSegmentKey(header.key)) {
                 walk.indexSegments.push_back(readIndexSegment(header));
                 checkIndexSegmentPlace(walk.indexSegments.back());
-            } else if (isEssenceKey(header.key)) {
+            } else if (!packs_.empty() && packs_.back().kind == Partition::Kind::GenericStream) {
+                ++walk.genericStreamPackets;
+                walk.genericStreamBytes += header.end() - header.offset;
+            } else if (isEssenceKey(header.key) ||
+                       (!packs_.empty() && packs_.back().bodySID != 0 && isSMPTELabel(header.key) &&
+                        !isLocalSetKey(header.key))) {
+                // A generic container's elements, and whatever else a partition of an essence
+                // container holds (private mappings keep the container's key layout).
                 ++walk.essenceElements;
                 walk.essenceBytes += header.end() - header.offset;
                 essence(header);
-                if (header.key[4] == 0x01 && header.key[5] == 0x02) {  // not a system item
+                if (isEncryptedTripletKey(header.key)) {
+                    ++walk.encryptedElements;
+                    if (const auto number = encryptedTrackNumber(header)) {
+                        tracks_.insert(*number);
+                    }
+                } else if (header.key[4] == 0x01 && header.key[5] == 0x02) {  // no system item
                     tracks_.insert(
                         static_cast<std::uint32_t>(bigEndian(header.key.data() + 12, 4)));
                 }
             }
             at = header.end();
         }
+        if (!walk.truncatedAt && !packs_.empty() && packs_.front().footerPartition != 0 &&
+            packs_.front().footerPartition >= source_.size() - result_.runIn) {
+            walk.truncatedAt = source_.size();
+            find("truncated", source_.size(),
+                 "the file ends at " + std::to_string(source_.size()) +
+                     ", before the footer partition its header names at " +
+                     std::to_string(packs_.front().footerPartition) + ": it was cut short");
+        }
         result_.partitions = packs_;
+        truncated_ = walk.truncatedAt.has_value();
         checkPartitionChain();
         checkRandomIndex();
         checkIndexCoverage(walk.indexSegments);
         checkIndexEntries(walk.indexSegments);
-        checkConstantSizes(walk.indexSegments);
+        if (!truncated_) {
+            checkConstantSizes(walk.indexSegments);  // the essence is not all there to measure
+        }
         walk.essenceTrackNumbers.assign(tracks_.begin(), tracks_.end());
         result_.walk = std::move(walk);
     }
@@ -85,6 +122,116 @@ class Walker {
   private:
     void find(const char* rule, std::uint64_t offset, std::string message) {
         result_.findings.push_back({rule, offset, "", std::nullopt, "", std::move(message)});
+    }
+
+    // The packet at offset, or nothing where the file was cut short in it: a file whose header
+    // names no footer, or one past where it ends, and that ends in a key, a length or a value
+    // is a file cut short, read as far as it goes. Where the footer it names is there, a length
+    // past the end is a lie and refused.
+    std::optional<KLVHeader> readPacket(std::uint64_t at) {
+        const Keys keys = at < metadataEnd_ ? Keys::Any : Keys::SMPTELabels;
+        try {
+            return readKLVHeader(source_, at, keys);
+        } catch (const FileRefused& refusal) {
+            const std::string rule = refusal.rule();
+            if ((rule != "truncated" && rule != "length-past-end") || !cutShort()) {
+                throw;
+            }
+            find("truncated", source_.size(),
+                 "the file ends at " + std::to_string(source_.size()) + " in the packet at " +
+                     std::to_string(at) + ": it was cut short");
+            return std::nullopt;
+        }
+    }
+
+    bool cutShort() const {
+        if (packs_.empty()) {
+            return true;
+        }
+        const std::uint64_t footer = packs_.front().footerPartition;
+        if (footer == 0 || footer > source_.size() - result_.runIn) {
+            return true;
+        }
+        for (const Partition& pack : packs_) {
+            if (pack.kind == Partition::Kind::Footer) {
+                return false;  // the file goes on to its footer
+            }
+        }
+        Bytes16 key{};
+        return !(source_.size() - result_.runIn - footer >= 16 &&
+                 source_.read(result_.runIn + footer, key.data(), 16) && isPartitionKey(key));
+    }
+
+    // An encrypted triplet's plaintext key, the third of its BER-length-prefixed fields
+    // (context, plaintext offset, source key): its track number is the plaintext element's.
+    std::optional<std::uint32_t> encryptedTrackNumber(const KLVHeader& header) {
+        std::uint8_t v[64];
+        const std::size_t size =
+            static_cast<std::size_t>(std::min<std::uint64_t>(64, header.length));
+        if (!source_.read(header.valueOffset, v, size)) {
+            return std::nullopt;
+        }
+        std::size_t at = 0;
+        for (int field = 0; field < 3; ++field) {
+            if (at >= size) {
+                return std::nullopt;
+            }
+            std::uint64_t length = v[at];
+            std::size_t lengthBytes = 1;
+            if (v[at] > 0x80) {
+                lengthBytes += v[at] & 0x7f;
+                if (lengthBytes > 9 || size - at < lengthBytes) {
+                    return std::nullopt;
+                }
+                length = bigEndian(v + at + 1, lengthBytes - 1);
+            } else if (v[at] == 0x80) {
+                return std::nullopt;
+            }
+            at += lengthBytes;
+            if (field == 2) {
+                if (length != 16 || size - at < 16) {
+                    return std::nullopt;
+                }
+                return static_cast<std::uint32_t>(bigEndian(v + at + 12, 4));
+            }
+            if (length > size - at) {
+                return std::nullopt;
+            }
+            at += static_cast<std::size_t>(length);
+        }
+        return std::nullopt;
+    }
+
+    // How the essence is wrapped, by the labels the header partition names (a generic multiple
+    // mapping or encryption says nothing; labels that disagree say nothing either).
+    Wrapping labelledWrapping() const {
+        Wrapping found = Wrapping::Unknown;
+        if (!packs_.empty()) {
+            for (const Bytes16& label : packs_.front().essenceContainers) {
+                const Wrapping w = wrappingOf(label);
+                if (w != Wrapping::Unknown && found != Wrapping::Unknown && w != found) {
+                    return Wrapping::Unknown;
+                }
+                if (w != Wrapping::Unknown) {
+                    found = w;
+                }
+            }
+        }
+        return found;
+    }
+
+    // Where the labels do not say, what the file holds does: a container of one element is a
+    // clip where more than one edit unit is indexed inside it, or where it is measured at all.
+    bool isClip(std::uint32_t bodySID, std::size_t entries) const {
+        const Wrapping labelled = labelledWrapping();
+        if (labelled != Wrapping::Unknown) {
+            return labelled == Wrapping::Clip;
+        }
+        std::uint64_t elements = 0;
+        for (const EssenceRun& run : runs_) {
+            elements += run.bodySID == bodySID ? run.elements : 0;
+        }
+        return elements == 1 && entries != 1;
     }
 
     std::uint64_t relative(std::uint64_t offset) const { return offset - result_.runIn; }
@@ -101,8 +248,8 @@ class Walker {
                      "essence follows the partition pack at " + std::to_string(pack.offset) +
                          ", whose BodySID is 0");
             }
-            runs_.push_back(
-                {pack.bodySID, pack.bodyOffset, header.offset, header.end(), 0, header.length});
+            runs_.push_back({pack.bodySID, pack.bodyOffset, header.offset, header.end(), 0,
+                             header.valueOffset, header.length});
         }
         runs_.back().fileEnd = header.end();
         ++runs_.back().elements;
@@ -118,7 +265,13 @@ class Walker {
             !isRandomIndexKey(header.key) && !misaligned_) {
             const Partition& partition = packs_.back();
             const std::uint64_t kag = partition.kagSize;
-            if (kag > 1 && (header.offset - partition.offset) % kag != 0) {
+            // Counted from the pack, or from the file's start as some writers count it; and the
+            // key or the value on the grid, as writers that align the essence's bytes do.
+            auto on = [&](std::uint64_t at, std::uint64_t from) { return (at - from) % kag == 0; };
+            const bool aligned =
+                on(header.offset, partition.offset) || on(header.valueOffset, partition.offset) ||
+                on(header.offset, result_.runIn) || on(header.valueOffset, result_.runIn);
+            if (kag > 1 && !aligned) {
                 misaligned_ = true;
                 find("kag-alignment", header.offset,
                      "the packet after " + std::string(afterPack_ ? "the partition pack" : "fill") +
@@ -232,6 +385,16 @@ class Walker {
         }
         const std::uint64_t count = bigEndian(b, 4);
         itemSize = static_cast<std::size_t>(bigEndian(b + 4, 4));
+        if (count == 0 && length == 8) {
+            if (itemSize < least) {  // empty, of a wrong item size: readers take it as empty
+                find("index-segment", offset,
+                     std::string(what) + " that is empty, of entries of " +
+                         std::to_string(itemSize) + " bytes (at least " + std::to_string(least) +
+                         " are due)");
+                result_.findings.back().severity = Severity::Warning;
+            }
+            return std::nullopt;
+        }
         if (itemSize < least || (length - 8) % itemSize != 0 || (length - 8) / itemSize != count) {
             find("index-segment", offset,
                  std::string(what) + ": " + std::to_string(count) + " entries of " +
@@ -388,26 +551,59 @@ class Walker {
         return std::nullopt;
     }
 
-    // Each entry's stream offset lands on the key of an essence element of its container.
+    // Each entry's stream offset lands on the key of an essence element of its container where
+    // the essence is frame wrapped, and inside the clip's value, in order, where it is a clip.
     void checkIndexEntries(const std::vector<IndexSegment>& segments) {
         for (const IndexSegment& segment : segments) {
+            const bool clip = isClip(segment.bodySID, segment.entries.size());
+            std::uint64_t previous = 0;
             for (std::size_t i = 0; i < segment.entries.size(); ++i) {
                 const std::uint64_t stream = segment.entries[i].streamOffset;
                 const auto at = fileOffset(segment.bodySID, stream);
-                Bytes16 key{};
-                if (!at || source_.size() - *at < 16 || !source_.read(*at, key.data(), 16) ||
-                    !isEssenceKey(key)) {
+                if (!at && truncated_) {
+                    break;  // the essence it points at was cut off
+                }
+                std::string fault;
+                if (!at) {
+                    fault = ", which no essence of that container reaches";
+                } else if (clip) {
+                    const auto value = clipValue(segment.bodySID, *at);
+                    // The clip's key (where a writer indexes the element) or inside its value.
+                    if (!value || *at < value->first || *at >= value->second) {
+                        fault =
+                            ", outside the clip's value (file offset " + std::to_string(*at) + ")";
+                    } else if (i != 0 && stream < previous) {
+                        fault = ", before the entry ahead of it (" + std::to_string(previous) + ")";
+                    }
+                } else {
+                    Bytes16 key{};
+                    if (source_.size() - *at < 16 || !source_.read(*at, key.data(), 16) ||
+                        !(isEssenceKey(key) || isSMPTELabel(key)) || isFillKey(key)) {
+                        fault = ", where no essence element starts (file offset " +
+                                std::to_string(*at) + ")";
+                    }
+                }
+                if (!fault.empty()) {
                     find("index-offset", segment.offset,
                          "entry " + std::to_string(i) + " gives stream offset " +
                              std::to_string(stream) + " of BodySID " +
-                             std::to_string(segment.bodySID) +
-                             (at ? ", where no essence element starts (file offset " +
-                                       std::to_string(*at) + ")"
-                                 : ", which no essence of that container reaches"));
+                             std::to_string(segment.bodySID) + fault);
                     break;  // one per segment: the rest are likely off alike
                 }
+                previous = stream;
             }
         }
+    }
+
+    // The value of the clip (the essence element) of a container that holds a file offset.
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> clipValue(std::uint32_t bodySID,
+                                                                     std::uint64_t at) const {
+        for (const EssenceRun& run : runs_) {
+            if (run.bodySID == bodySID && at >= run.fileStart && at < run.fileEnd) {
+                return std::make_pair(run.fileStart, run.firstValueOffset + run.firstValueLength);
+            }
+        }
+        return std::nullopt;
     }
 
     // A table of constant-size edit units: its essence holds whole edit units, as many as its
@@ -435,7 +631,9 @@ class Walker {
             if (elements == 0) {
                 continue;  // no essence here to measure
             }
-            const std::uint64_t measured = elements == 1 ? clip : bytes;
+            // A frame's edit unit counts each element's key and length; a clip's only its value.
+            const bool clipped = isClip(first.bodySID, 0);
+            const std::uint64_t measured = clipped ? clip : bytes;
             std::uint64_t duration = 0;
             for (const IndexSegment* segment : table) {
                 if (segment->editUnitByteCount != first.editUnitByteCount) {
@@ -448,7 +646,15 @@ class Walker {
                     segment->duration > 0 ? static_cast<std::uint64_t>(segment->duration) : 0;
             }
             const std::uint64_t unit = first.editUnitByteCount;
-            const std::string what = elements == 1 ? "the clip's value" : "the essence container";
+            const std::string what = clipped ? "the clip's value" : "the essence container";
+            auto fits = [&](std::uint64_t size) {
+                return size % unit == 0 && (duration == 0 || size / unit == duration);
+            };
+            // One element under a frame wrapping label is a clip to some writers: it fits if
+            // either measure does.
+            if (elements == 1 && (fits(clip) || fits(bytes))) {
+                continue;
+            }
             if (duration != 0 && (measured % unit != 0 || measured / unit != duration)) {
                 find("index-byte-count", first.offset,
                      std::to_string(duration) + " edit units of " + std::to_string(unit) +
@@ -467,11 +673,13 @@ class Walker {
     std::vector<EssenceRun> runs_;      // in file order
     std::vector<EssenceRun> byStream_;  // by container and stream offset, made when first asked
     std::set<std::uint32_t> tracks_;
-    bool open_ = false;        // whether an essence run is open in the current partition
-    bool inEssence_ = false;   // whether the last packet was essence, or fill after it
-    bool afterPack_ = false;   // whether only fill stands since the last partition pack
-    bool afterFill_ = false;   // whether the last packet was fill
-    bool misaligned_ = false;  // whether this partition's misalignment was reported
+    bool open_ = false;              // whether an essence run is open in the current partition
+    bool inEssence_ = false;         // whether the last packet was essence, or fill after it
+    bool afterPack_ = false;         // whether only fill stands since the last partition pack
+    bool afterFill_ = false;         // whether the last packet was fill
+    bool misaligned_ = false;        // whether this partition's misalignment was reported
+    bool truncated_ = false;         // whether the file was cut short
+    std::uint64_t metadataEnd_ = 0;  // the end of the header metadata of this partition
 };
 
 }  // namespace
@@ -485,6 +693,14 @@ constexpr std::uint8_t kTrackNumber[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0
                                            0x01, 0x04, 0x01, 0x03, 0x00, 0x00, 0x00, 0x00};
 constexpr std::uint8_t kEssenceContainer[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
                                                 0x06, 0x01, 0x01, 0x04, 0x01, 0x02, 0x00, 0x00};
+constexpr std::uint8_t kLinkedPackageID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                               0x06, 0x01, 0x01, 0x06, 0x01, 0x00, 0x00, 0x00};
+constexpr std::uint8_t kPackageID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
+                                         0x01, 0x01, 0x15, 0x10, 0x00, 0x00, 0x00, 0x00};
+constexpr std::uint8_t kEssenceDescription[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                                  0x06, 0x01, 0x01, 0x04, 0x02, 0x03, 0x00, 0x00};
+constexpr std::uint8_t kGenericStreamID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x0d,
+                                               0x01, 0x03, 0x04, 0x08, 0x00, 0x00, 0x00, 0x00};
 
 // Equal but for the version byte.
 bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
@@ -495,6 +711,73 @@ bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
     }
     return true;
 }
+
+// The generic streams a track's subtree names (Generic Stream ID of a text-based set, say) and
+// that the file has: such a track's data is carried there, not in an essence container.
+std::set<std::uint32_t> genericStreamsNamed(const std::vector<LocalSet>& sets, std::size_t track,
+                                            const std::set<std::uint32_t>& streams) {
+    std::set<std::uint32_t> named;
+    for (std::size_t i = track + 1; i < sets.size() && sets[i].depth > sets[track].depth; ++i) {
+        for (const Item& item : sets[i].items) {
+            if (item.label && sameLabel(item.label->data(), kGenericStreamID) &&
+                item.bytes.size() == 4) {
+                const auto sid = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4));
+                if (streams.count(sid) != 0) {
+                    named.insert(sid);
+                }
+            }
+        }
+    }
+    return named;
+}
+
+const Item* itemOf(const LocalSet& set, const std::uint8_t* label) {
+    for (const Item& item : set.items) {
+        if (item.label && sameLabel(item.label->data(), label)) {
+            return &item;
+        }
+    }
+    return nullptr;
+}
+
+// The tracks whose numbers are essence track numbers: those of the file packages, which the
+// essence container data link to (else, where a file has none, source packages with a
+// descriptor). A material package's tracks may number their tracks as they like.
+std::vector<bool> fileTracks(const std::vector<LocalSet>& sets) {
+    std::set<std::vector<std::uint8_t>> linked;
+    for (const LocalSet& set : sets) {
+        if (const Item* id = itemOf(set, kLinkedPackageID)) {
+            linked.insert(id->bytes);
+        }
+    }
+    std::vector<bool> tracks(sets.size(), false);
+    std::vector<std::size_t> path;  // the sets above the one looked at, by depth
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        path.resize(std::min(path.size(), sets[i].depth));
+        if (sets[i].depth == 0) {
+            tracks[i] = true;  // no package to tell: held against the essence all the same
+        } else if (path.size() == sets[i].depth) {
+            const LocalSet& package = sets[path.back()];
+            const Item* id = itemOf(package, kPackageID);
+            tracks[i] = linked.empty() ? itemOf(package, kEssenceDescription) != nullptr
+                                       : id != nullptr && linked.count(id->bytes) != 0;
+        }
+        path.push_back(i);
+    }
+    return tracks;
+}
+
+std::string trackNumberText(std::uint32_t number) {
+    const std::uint8_t bytes[4] = {
+        static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
+        static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
+    return plainHex(bytes, 4);
+}
+
+bool isEncryptedContainer(const Bytes16& label) {
+    return label[8] == 0x0d && label[9] == 0x01 && label[10] == 0x03 && label[11] == 0x01 &&
+           label[12] == 0x02 && label[13] == 0x0b;
+}
 }  // namespace
 
 void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<LocalSet>& sets) {
@@ -502,32 +785,50 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
         return;
     }
     const auto& found = result.walk->essenceTrackNumbers;
+    const bool truncated = result.walk->truncatedAt.has_value();
+    std::set<std::uint32_t> streams;
+    for (const Partition& p : result.partitions) {
+        if (p.kind == Partition::Kind::GenericStream) {
+            streams.insert(p.bodySID);
+        }
+    }
     std::set<std::uint32_t> declared;
-    // The header partition's containers, version byte aside, sorted for halving.
+    // The header partition's containers, version byte aside, sorted for halving. Encrypted
+    // essence: the partition names the encrypted container, descriptors the plaintext one.
     std::vector<Bytes16> containers = result.partitions.front().essenceContainers;
+    bool encrypted = result.walk->encryptedElements != 0;
     for (Bytes16& c : containers) {
         c[7] = 0;
+        encrypted = encrypted || isEncryptedContainer(c);
     }
     std::sort(containers.begin(), containers.end());
-    for (const LocalSet& set : sets) {
+    const std::vector<bool> isFileTrack = fileTracks(sets);
+    struct Missing {
+        const LocalSet* set;
+        const Item* item;
+        std::uint32_t number;
+    };
+    std::vector<Missing> missing;
+    for (std::size_t s = 0; s < sets.size(); ++s) {
+        const LocalSet& set = sets[s];
         for (const Item& item : set.items) {
             if (!item.label) {
                 continue;
             }
             if (sameLabel(item.label->data(), kTrackNumber) && item.bytes.size() == 4) {
                 const auto number = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4));
-                if (number == 0) {
+                if (number == 0 || !isFileTrack[s]) {
                     continue;  // a track of no essence of this file (material, timecode)
                 }
                 declared.insert(number);
-                if (!std::binary_search(found.begin(), found.end(), number)) {
-                    result.findings.push_back({"essence-track", set.offset, set.name(), item.tag,
-                                               "Track Number",
-                                               "track number " + plainHex(item.bytes.data(), 4) +
-                                                   " has no essence element in the file"});
+                // Cut short, the file may have lost the essence; a track whose data is a
+                // generic stream of the file has none in a container.
+                if (!truncated && !std::binary_search(found.begin(), found.end(), number) &&
+                    genericStreamsNamed(sets, s, streams).empty()) {
+                    missing.push_back({&set, &item, number});
                 }
             } else if (sameLabel(item.label->data(), kEssenceContainer) &&
-                       item.bytes.size() == 16 && [&] {
+                       item.bytes.size() == 16 && !encrypted && [&] {
                            Bytes16 label = bytes16(item.bytes.data());
                            label[7] = 0;
                            return !std::binary_search(containers.begin(), containers.end(), label);
@@ -539,16 +840,35 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
             }
         }
     }
+    std::vector<std::uint32_t> unclaimed;
     // Without a track of any number there is nothing to hold the essence against.
     for (const std::uint32_t number : declared.empty() ? std::vector<std::uint32_t>{} : found) {
         if (declared.count(number) == 0) {
-            const std::uint8_t bytes[4] = {
-                static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
-                static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
-            result.findings.push_back(
-                {"essence-track", std::nullopt, "", std::nullopt, "",
-                 "essence elements of track number " + plainHex(bytes, 4) + " belong to no track"});
+            unclaimed.push_back(number);
         }
+    }
+    // One track and one stream of essence that disagree on the number: readers pair them all
+    // the same, so the rule is broken but the file plays.
+    if (missing.size() == 1 && unclaimed.size() == 1 && declared.size() == 1 && found.size() == 1) {
+        const Missing& m = missing.front();
+        result.findings.push_back({"essence-track", m.set->offset, m.set->name(), m.item->tag,
+                                   "Track Number",
+                                   "track number " + trackNumberText(m.number) +
+                                       " of the only essence track, where the essence elements "
+                                       "carry " +
+                                       trackNumberText(unclaimed.front()),
+                                   Severity::Warning});
+        return;
+    }
+    for (const Missing& m : missing) {
+        result.findings.push_back(
+            {"essence-track", m.set->offset, m.set->name(), m.item->tag, "Track Number",
+             "track number " + trackNumberText(m.number) + " has no essence element in the file"});
+    }
+    for (const std::uint32_t number : unclaimed) {
+        result.findings.push_back({"essence-track", std::nullopt, "", std::nullopt, "",
+                                   "essence elements of track number " + trackNumberText(number) +
+                                       " belong to no track"});
     }
 }
 

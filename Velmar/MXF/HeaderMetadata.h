@@ -16,9 +16,10 @@ namespace Velmar::MXF {
 
 using Bytes16 = std::array<std::uint8_t, 16>;
 
-// A partition pack, as the file gives it.
+// A partition pack, as the file gives it. A generic stream partition (its own key) carries
+// a stream of data apart from the essence containers, under its BodySID.
 struct Partition {
-    enum class Kind { Header, Body, Footer };
+    enum class Kind { Header, Body, Footer, GenericStream };
     std::uint64_t offset = 0;  // of its key, in the file (run-in included)
     Kind kind = Kind::Header;
     bool closed = false;
@@ -38,7 +39,7 @@ struct Partition {
     std::vector<Bytes16> essenceContainers;
     std::uint64_t packEnd = 0;  // the first byte after the pack (fill may follow)
 
-    const char* kindName() const;    // "header", "body", "footer"
+    const char* kindName() const;    // "header", "body", "footer", "genericStream"
     std::string statusName() const;  // "closed complete", "open incomplete", ...
 };
 
@@ -81,6 +82,16 @@ struct LocalSet {
     std::string name() const;  // the definition's "name", or empty
 };
 
+// How much a finding weighs: a structural or reference fault a reader may fail on, a rule broken
+// that readers tolerate, or what is only unknown to the dictionary (dark, or defined by the
+// file itself). Ordered from the gravest.
+enum class Severity { Error, Warning, Info };
+
+const char* severityName(Severity severity);  // "error", "warning", "info"
+// The severity a rule's findings have unless the reader gives one milder; an unknown rule is an
+// error.
+Severity ruleSeverity(const std::string& rule);
+
 // Something wrong with a file that can still be read: each with its rule, the set (its offset
 // and name) and item (its tag and name) where that applies, and a message.
 struct Finding {
@@ -90,6 +101,8 @@ struct Finding {
     std::optional<std::uint16_t> tag;
     std::string itemName;
     std::string message;
+    // The rule's, or milder where the reader knows more (an item the file itself defines).
+    Severity severity = Severity::Error;
 };
 
 // An index table segment, decoded by the walk (its local tags are fixed, not the primer's).
@@ -121,10 +134,14 @@ struct IndexSegment {
 
 // What a walk of every KLV of the file found, beside what its checks report as findings.
 struct Walk {
-    std::uint64_t klvs = 0;                   // every packet, partition packs and fill included
-    std::uint64_t essenceElements = 0;        // generic container elements and system items
-    std::uint64_t essenceBytes = 0;           // their keys, lengths and values
-    std::vector<IndexSegment> indexSegments;  // in file order
+    std::uint64_t klvs = 0;                    // every packet, partition packs and fill included
+    std::uint64_t essenceElements = 0;         // generic container elements and system items
+    std::uint64_t essenceBytes = 0;            // their keys, lengths and values
+    std::uint64_t encryptedElements = 0;       // of the essence elements, encrypted triplets
+    std::uint64_t genericStreamPackets = 0;    // in generic stream partitions, apart from essence
+    std::uint64_t genericStreamBytes = 0;      // their keys, lengths and values
+    std::optional<std::uint64_t> truncatedAt;  // where the file ends in a packet, if it does
+    std::vector<IndexSegment> indexSegments;   // in file order
     std::vector<std::uint32_t> essenceTrackNumbers;  // of the elements found, each once, sorted
 };
 

@@ -179,7 +179,8 @@ void writeJson(std::ostream& out, const std::string& file, const HeaderMetadata&
     out << nl1 << "\"findings\": [";
     for (std::size_t i = 0; i < header.findings.size(); ++i) {
         const Finding& f = header.findings[i];
-        out << (i ? "," : "") << nl2 << "{\"rule\": \"" << f.rule
+        out << (i ? "," : "") << nl2 << "{\"rule\": \"" << f.rule << "\", \"severity\": \""
+            << severityName(f.severity)
             << "\", \"set\": " << (f.setOffset ? std::to_string(*f.setOffset) : "null")
             << ", \"setName\": " << orNull(f.setName)
             << ", \"tag\": " << (f.tag ? "\"" + tagText(*f.tag) + "\"" : "null")

@@ -18,9 +18,14 @@ struct KLVHeader {
 };
 
 // Reads the key and BER length at offset, refusing a file that ends in them (truncated), a key
-// that is no SMPTE label (bad-key), an indefinite or over-long length (bad-ber) and a length
-// past the end of the file (length-past-end), always comparing with the bytes left.
-KLVHeader readKLVHeader(ByteSource& source, std::uint64_t offset);
+// that is no SMPTE label (bad-key) unless any key is allowed (header metadata, where a dark set
+// may have a private key and is stepped over by its length), an indefinite or over-long length
+// (bad-ber) and a length past the end of the file (length-past-end), always comparing with the
+// bytes left.
+enum class Keys { SMPTELabels, Any };
+KLVHeader readKLVHeader(ByteSource& source, std::uint64_t offset, Keys keys = Keys::SMPTELabels);
+
+bool isSMPTELabel(const Bytes16& key);
 
 // The value, after checking that it is there and no longer than limit (rule and what).
 std::vector<std::uint8_t> readValue(ByteSource& source, const KLVHeader& header,
@@ -39,10 +44,22 @@ bool isPrimerKey(const Bytes16& key);
 bool isFillKey(const Bytes16& key);
 bool isRandomIndexKey(const Bytes16& key);
 bool isLocalSetKey(const Bytes16& key);
+// A group whose registry designator is not a local set's coding (0x53), such as 0x7f, which
+// some writers put on local sets.
+bool isNonConformantSetKey(const Bytes16& key);
+bool isGenericStreamPartitionKey(const Bytes16& key);
+bool isEncryptedTripletKey(const Bytes16& key);
 bool isIndexSegmentKey(const Bytes16& key);
 bool isEssenceKey(const Bytes16& key);  // a generic container's elements and system items
 bool isPrefaceKey(const Bytes16& key);
 bool isInstanceUIDLabel(const Bytes16& label);
+
+// How an essence container label says its essence is wrapped: each edit unit an element
+// (frame, and the line and custom wrappings that index like it), or the whole essence one
+// element (clip); Unknown where the label does not say (a generic multiple mapping, encrypted
+// essence, a label this reader does not know).
+enum class Wrapping { Unknown, Frame, Clip };
+Wrapping wrappingOf(const Bytes16& label);
 
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size);
 Bytes16 bytes16(const std::uint8_t* bytes);

@@ -74,8 +74,11 @@ class Reader {
         result_.findings.insert(result_.findings.end(), metadataFindings_.begin(),
                                 metadataFindings_.end());
         resolveItems();
-        checkEssenceAgainstMetadata(result_, fileOrder_);
         placeInTreeOrder();
+        checkEssenceAgainstMetadata(result_, result_.sets);
+        for (Finding& finding : result_.findings) {
+            finding.severity = std::max(finding.severity, ruleSeverity(finding.rule));
+        }
         return std::move(result_);
     }
 
@@ -138,11 +141,13 @@ class Reader {
             return true;
         };
         if (readRandomIndex()) {
+            // An entry that names no partition is stepped over: the others still hold.
             for (const RandomIndexEntry& entry : *result_.randomIndex) {
                 if (!partitionAt(runIn + entry.byteOffset) || !add(entry.byteOffset)) {
-                    refuse("bad-partition", source_.size(),
-                           "the random index pack names offset " +
-                               std::to_string(entry.byteOffset) + ", where no partition pack is");
+                    result_.findings.push_back(
+                        {"random-index", source_.size(), "", std::nullopt, "",
+                         "the random index pack names offset " + std::to_string(entry.byteOffset) +
+                             ", where no partition pack is"});
                 }
             }
         } else if (header.footerPartition != 0 && partitionAt(runIn + header.footerPartition)) {
@@ -166,8 +171,20 @@ class Reader {
         footerMissing(header);
     }
 
+    // A footer past the file's end is a file cut short (the walk reports where it ends in a
+    // packet); one within it where no pack is, a footer missing.
     void footerMissing(const Partition& header) {
-        if (header.footerPartition != 0 && !partitionAt(result_.runIn + header.footerPartition)) {
+        const std::uint64_t size = source_.size();
+        if (header.footerPartition != 0 && header.footerPartition >= size - result_.runIn) {
+            if (!result_.walk || !result_.walk->truncatedAt) {
+                result_.findings.push_back(
+                    {"truncated", size, "", std::nullopt, "",
+                     "the file ends at " + std::to_string(size) +
+                         ", before the footer partition its header names at " +
+                         std::to_string(header.footerPartition) + ": it was cut short"});
+            }
+        } else if (header.footerPartition != 0 &&
+                   !partitionAt(result_.runIn + header.footerPartition)) {
             result_.findings.push_back({"footer-missing", std::nullopt, "", std::nullopt, "",
                                         "the header partition names a footer at " +
                                             std::to_string(header.footerPartition) +
@@ -180,7 +197,8 @@ class Reader {
     void walkForPartitions(std::map<std::uint64_t, Partition>& found) {
         std::uint64_t at = found.begin()->second.packEnd;
         while (at < source_.size()) {
-            const KLVHeader header = readKLVHeader(source_, at);
+            // Dark sets of the header metadata among them: any key is stepped over.
+            const KLVHeader header = readKLVHeader(source_, at, Keys::Any);
             if (isPartitionKey(header.key) && found.count(at) == 0) {
                 found.emplace(at, readPartition(at));
             }
@@ -220,7 +238,9 @@ class Reader {
         readPrimer(partition, header, end);
         at = header.end();
         while (at < end) {
-            header = readKLVHeader(source_, at);
+            // A private key (an AUID holding a UUID, say) is a dark set, stepped over by its
+            // length; only a length that cannot be stepped over is refused.
+            header = readKLVHeader(source_, at, Keys::Any);
             if (header.end() > end) {
                 refuse("bad-local-set", at,
                        "a packet of " + std::to_string(header.length) +
@@ -229,7 +249,18 @@ class Reader {
             }
             if (isFillKey(header.key)) {
             } else if (isLocalSetKey(header.key)) {
-                readLocalSet(header);
+                fileOrder_.push_back(readLocalSet(header));
+            } else if (isNonConformantSetKey(header.key) && parsesAsLocalSet(header)) {
+                fileOrder_.push_back(readLocalSet(header));
+                metadataFindings_.push_back(
+                    {"non-conformant-key", header.offset, "", std::nullopt, "",
+                     "a local set whose key has the registry designator " +
+                         dottedHex(header.key.data() + 5, 1) +
+                         " where 53 is due: " + dottedHex(header.key.data(), 16)});
+            } else if (!isSMPTELabel(header.key)) {
+                metadataFindings_.push_back({"unknown-set", header.offset, "", std::nullopt, "",
+                                             "a dark set, whose key is no SMPTE label: " +
+                                                 dottedHex(header.key.data(), 16)});
             } else {
                 metadataFindings_.push_back(
                     {"unknown-set", header.offset, "", std::nullopt, "",
@@ -273,7 +304,25 @@ class Reader {
         }
     }
 
-    void readLocalSet(const KLVHeader& header) {
+    // Whether the value is a run of 2-byte tags and 2-byte lengths that ends where it does.
+    bool parsesAsLocalSet(const KLVHeader& header) {
+        if (header.length > kMaxLocalSet) {
+            return false;
+        }
+        const std::vector<std::uint8_t> v =
+            readValue(source_, header, kMaxLocalSet, "bad-local-set", "a local set");
+        std::size_t at = 0;
+        while (v.size() - at >= 4) {
+            const std::size_t length = static_cast<std::size_t>(bigEndian(v.data() + at + 2, 2));
+            if (length > v.size() - at - 4) {
+                return false;
+            }
+            at += 4 + length;
+        }
+        return at == v.size();
+    }
+
+    LocalSet readLocalSet(const KLVHeader& header) {
         const std::vector<std::uint8_t> v =
             readValue(source_, header, kMaxLocalSet, "bad-local-set", "a local set");
         LocalSet set;
@@ -296,10 +345,10 @@ class Reader {
             set.items.push_back(std::move(item));
             at += 4 + length;
         }
-        fileOrder_.push_back(std::move(set));
+        return set;
     }
 
-    void find(LocalSet& set, std::string rule, const Item* item, std::string message) {
+    Finding& find(LocalSet& set, std::string rule, const Item* item, std::string message) {
         Finding finding{std::move(rule), set.offset, set.name(),
                         std::nullopt,    "",         std::move(message)};
         if (item != nullptr) {
@@ -307,6 +356,15 @@ class Reader {
             finding.itemName = elementName(item->element);
         }
         result_.findings.push_back(std::move(finding));
+        return result_.findings.back();
+    }
+
+    // Tags below 8000 are static: the same in every file, so the dictionary may know them.
+    const SDK::Types::UniversalLabel* staticTag(std::uint16_t tag) const {
+        if (tag == 0 || tag >= 0x8000) {
+            return nullptr;
+        }
+        return dictionary_.universalLabel(SDK::Types::LocalTag(tag));
     }
 
     static std::string elementName(const MM::MetaElement* element) {
@@ -334,22 +392,32 @@ class Reader {
             }
             std::unordered_set<const MM::MetaElement*> present;
             for (Item& item : set.items) {
-                const auto label = primer_.find(item.tag);
-                if (label == primer_.end()) {
+                const auto mapped = primer_.find(item.tag);
+                std::optional<Bytes16> label;
+                if (mapped != primer_.end()) {
+                    label = mapped->second;
+                } else if (const SDK::Types::UniversalLabel* known = staticTag(item.tag)) {
+                    // A static tag the primer left out: the dictionary says what it stands for.
+                    label = bytes16(known->bytes());
+                    find(set, "unknown-tag", &item,
+                         "local tag " + tagText(item.tag) +
+                             " is not in the primer; read as the dictionary's static tag of " +
+                             dottedHex(label->data(), 16));
+                } else {
                     find(set, "unknown-tag", &item,
                          "local tag " + tagText(item.tag) + " is not in the primer");
                     continue;
                 }
-                item.label = label->second;
-                if (isInstanceUIDLabel(label->second) && item.bytes.size() == 16) {
+                item.label = label;
+                if (isInstanceUIDLabel(*label) && item.bytes.size() == 16) {
                     set.instanceUID = bytes16(item.bytes.data());
                     instanceItems_[&set] = &item;
                 }
                 item.element =
-                    dictionary_.findMetaElement(SDK::Types::UniversalLabel(label->second.data()));
+                    dictionary_.findMetaElement(SDK::Types::UniversalLabel(label->data()));
                 if (item.element == nullptr) {
                     find(set, "unknown-element", &item,
-                         "the dictionary has no element " + dottedHex(label->second.data(), 16));
+                         "the dictionary has no element " + dottedHex(label->data(), 16));
                     continue;
                 }
                 present.insert(item.element);
@@ -417,19 +485,22 @@ class Reader {
             item.element->accept(reference);
             for (const auto& uid : strongReferences(*item.element, item.bytes)) {
                 const auto target = byInstance_.find(bytes16(uid.data()));
+                if (target == byInstance_.end() && bytes16(uid.data()) == Bytes16{}) {
+                    // Some writers put a nil reference where the item should be left out.
+                    Finding& f = find(set, "dangling-reference", &item,
+                                      "a nil reference (all zero), which refers to no set");
+                    f.severity = Severity::Warning;
+                    continue;
+                }
                 if (target == byInstance_.end()) {
                     find(set, "dangling-reference", &item,
                          "no set has InstanceUID " + uuidText(bytes16(uid.data())));
                     continue;
                 }
                 const LocalSet& to = fileOrder_[target->second];
-                if (reference.result() != nullptr && to.definition == nullptr) {
-                    find(set, "wrong-target", &item,
-                         "the set at " + std::to_string(to.offset) +
-                             " has a key the dictionary "
-                             "does not know, so it is none of the sets " +
-                             elementName(item.element) + " may refer to");
-                } else if (reference.result() != nullptr) {
+                // A set the dictionary does not know is unknown-set already; what it is, the
+                // dictionary cannot tell, so the reference to it is not found wrong.
+                if (reference.result() != nullptr && to.definition != nullptr) {
                     const auto& keys = reference.result()->targetSets();
                     if (std::find(keys.begin(), keys.end(), to.definition->key()) == keys.end()) {
                         find(set, "wrong-target", &item,

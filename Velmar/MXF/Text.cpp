@@ -38,7 +38,43 @@ std::string uuidText(const Bytes16& bytes) {
 }
 
 const char* Partition::kindName() const {
-    return kind == Kind::Header ? "header" : kind == Kind::Body ? "body" : "footer";
+    switch (kind) {
+        case Kind::Header:
+            return "header";
+        case Kind::Body:
+            return "body";
+        case Kind::Footer:
+            return "footer";
+        case Kind::GenericStream:
+            return "genericStream";
+    }
+    return "body";
+}
+
+const char* severityName(Severity severity) {
+    return severity == Severity::Error     ? "error"
+           : severity == Severity::Warning ? "warning"
+                                           : "info";
+}
+
+Severity ruleSeverity(const std::string& rule) {
+    // Tolerated by readers: a rule broken where the meaning is still clear.
+    static const char* const kWarnings[] = {
+        "required-missing",          "non-conformant-key", "not-an-attribute",  "unknown-tag",
+        "unknown-enumeration-value", "kag-alignment",      "essence-container", "invalid-text"};
+    // Only unknown to the dictionary: nothing wrong with the file for that.
+    static const char* const kInfo[] = {"unknown-set", "unknown-element"};
+    for (const char* r : kWarnings) {
+        if (rule == r) {
+            return Severity::Warning;
+        }
+    }
+    for (const char* r : kInfo) {
+        if (rule == r) {
+            return Severity::Info;
+        }
+    }
+    return Severity::Error;
 }
 
 std::string Partition::statusName() const {

@@ -74,7 +74,7 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
 
 void printMxfFindings(const MXF::HeaderMetadata& header, std::ostream& out) {
     for (const MXF::Finding& f : header.findings) {
-        out << f.rule << ": "
+        out << MXF::severityName(f.severity) << " " << f.rule << ": "
             << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
             << (f.tag ? " " + tagText(*f.tag) : "") << (f.itemName.empty() ? "" : " " + f.itemName)
             << ": " << f.message << "\n";
