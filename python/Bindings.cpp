@@ -352,7 +352,7 @@ class Reading {
                 f.setName.empty() ? py::object(py::none()) : py::object(py::str(f.setName)),
                 f.tag ? py::object(py::int_(*f.tag)) : py::object(py::none()),
                 f.itemName.empty() ? py::object(py::none()) : py::object(py::str(f.itemName)),
-                f.message));
+                f.message, MXF::severityName(f.severity)));
         }
         out["findings"] = findings;
         if (header_.walk) {
@@ -362,6 +362,12 @@ class Reading {
             walk["essence_bytes"] = header_.walk->essenceBytes;
             walk["index_segments"] = header_.walk->indexSegments.size();
             walk["essence_track_numbers"] = header_.walk->essenceTrackNumbers;
+            walk["encrypted_elements"] = header_.walk->encryptedElements;
+            walk["generic_stream_packets"] = header_.walk->genericStreamPackets;
+            walk["generic_stream_bytes"] = header_.walk->genericStreamBytes;
+            walk["truncated_at"] = header_.walk->truncatedAt
+                                       ? py::object(py::int_(*header_.walk->truncatedAt))
+                                       : py::object(py::none());
             out["walk"] = walk;
         } else {
             out["walk"] = py::none();

@@ -161,7 +161,12 @@ void writeJson(std::ostream& out, const std::string& file, const HeaderMetadata&
         const Walk& walk = *header.walk;
         out << nl1 << "\"walk\": {\"klvs\": " << walk.klvs
             << ", \"essenceElements\": " << walk.essenceElements
-            << ", \"essenceBytes\": " << walk.essenceBytes << ", \"essenceTrackNumbers\": [";
+            << ", \"essenceBytes\": " << walk.essenceBytes
+            << ", \"encryptedElements\": " << walk.encryptedElements
+            << ", \"genericStreamPackets\": " << walk.genericStreamPackets
+            << ", \"genericStreamBytes\": " << walk.genericStreamBytes << ", \"truncatedAt\": "
+            << (walk.truncatedAt ? std::to_string(*walk.truncatedAt) : "null")
+            << ", \"essenceTrackNumbers\": [";
         for (std::size_t i = 0; i < walk.essenceTrackNumbers.size(); ++i) {
             const std::uint32_t n = walk.essenceTrackNumbers[i];
             const std::uint8_t bytes[4] = {

@@ -436,6 +436,9 @@ class Reader {
                 if (!decoded.unknownEnumeration.empty()) {
                     find(set, "unknown-enumeration-value", &item, decoded.unknownEnumeration);
                 }
+                if (!decoded.invalidText.empty()) {
+                    find(set, "invalid-text", &item, decoded.invalidText);
+                }
                 item.value = std::move(decoded.value);
             }
             if (set.definition != nullptr) {

@@ -125,7 +125,7 @@ std::string valueText(const Value& value, Form form) {
         case Value::Kind::Unsigned:
             return std::to_string(value.asUnsigned());
         case Value::Kind::Float:
-            return Value::shortestText(value.asFloat());
+            return value.floatText();
         case Value::Kind::Label:
             return ulUrn(value.asText());
         case Value::Kind::List:

@@ -183,7 +183,7 @@ class TypedDecoder {
         if (value != value || value - value != 0) {
             return std::nullopt;
         }
-        return Value::floatingPoint(value);
+        return Value::floatingPoint(value, static_cast<unsigned>(size));
     }
 
     std::optional<Value> text(const MM::TypeDefinition& type, const std::uint8_t* b,
@@ -196,22 +196,18 @@ class TypedDecoder {
         if (character == nullptr || character->kind != TypeKind::Character || depth > kMostDepth) {
             return std::nullopt;
         }
-        std::string utf8;
-        if (character->symbol == "Character") {
-            SDK::WString units;
-            for (std::size_t i = 0; i + 1 < size; i += 2) {
-                units += static_cast<char16_t>(b[i] << 8 | b[i + 1]);
-            }
-            while (!units.empty() && units.back() == 0) {
-                units.pop_back();
-            }
-            const SDK::String converted = SDK::Utils::toUtf8(units);
-            utf8.assign(converted.data(), converted.size());
-        } else {
-            utf8.assign(reinterpret_cast<const char*>(b), size);
-            while (!utf8.empty() && utf8.back() == 0) {
-                utf8.pop_back();
-            }
+        const TextEncoding encoding = character->symbol == "Character" ? TextEncoding::UTF16BE
+                                      : character->symbol == "UTF8Character"
+                                          ? TextEncoding::UTF8
+                                          : TextEncoding::ISO7;
+        bool replaced = false;
+        std::string utf8 = decodeText(b, size, encoding, replaced);
+        if (replaced && out_.invalidText.empty()) {
+            out_.invalidText = std::string("bytes that are not valid ") +
+                               (encoding == TextEncoding::UTF16BE ? "UTF-16"
+                                : encoding == TextEncoding::UTF8  ? "UTF-8"
+                                                                  : "ISO 646 (7-bit) text") +
+                               " in a " + std::string(type.symbol) + ", read as U+FFFD";
         }
         return Value::text(std::move(utf8));
     }
@@ -240,7 +236,23 @@ class TypedDecoder {
                           b[7] * 4u);
             return Value::text(text);
         }
-        if (type.members.empty() || sizeOf(type, depth) == 0) {
+        if (type.members.empty()) {
+            return std::nullopt;
+        }
+        // Every member of a fixed size but perhaps the last, which takes what is left (J2K
+        // Extended Capabilities ends in a variable array).
+        std::size_t fixed = 0;
+        for (std::size_t i = 0; i < type.members.size(); ++i) {
+            const MM::TypeDefinition* memberType = types_.type(type.members[i].type);
+            const std::size_t memberSize = memberType ? sizeOf(*memberType, depth + 1) : 0;
+            if (memberType == nullptr || (memberSize == 0 && i + 1 != type.members.size())) {
+                return std::nullopt;
+            }
+            fixed += memberSize;
+        }
+        if (fixed > size) {
+            badSize(std::to_string(size) + " bytes where " + std::string(type.symbol) +
+                    " has at least " + std::to_string(fixed));
             return std::nullopt;
         }
         std::vector<Value::Member> members;
@@ -248,7 +260,10 @@ class TypedDecoder {
         std::size_t at = 0;
         for (const MM::TypeMember& member : type.members) {
             const MM::TypeDefinition* memberType = types_.type(member.type);
-            const std::size_t memberSize = sizeOf(*memberType, depth + 1);
+            std::size_t memberSize = sizeOf(*memberType, depth + 1);
+            if (memberSize == 0) {
+                memberSize = size - at;
+            }
             std::optional<Value> value = decode(*memberType, b + at, memberSize, depth + 1);
             if (!value) {
                 return std::nullopt;
@@ -270,6 +285,9 @@ class TypedDecoder {
         std::optional<Value> buildType;
         if (release != nullptr && release->kind == TypeKind::Enumeration && b[8] == 0) {
             buildType = decode(*release, b + 9, 1, depth + 1);
+        } else if (release != nullptr && out_.unknownEnumeration.empty()) {
+            out_.unknownEnumeration = std::to_string(bigEndian(b + 8, 2)) + " is not a value of " +
+                                      std::string(release->symbol);
         }
         members.emplace_back(
             std::string(type.members[4].symbol),

@@ -25,10 +25,11 @@ Value Value::unsignedInteger(std::uint64_t value) {
     v.unsigned_ = value;
     return v;
 }
-Value Value::floatingPoint(double value) {
+Value Value::floatingPoint(double value, unsigned bytes) {
     Value v;
     v.kind_ = Kind::Float;
     v.float_ = value;
+    v.floatBytes_ = bytes;
     return v;
 }
 Value Value::text(std::string utf8) {
@@ -65,6 +66,17 @@ std::string Value::shortestText(double value) {
     return std::string(text, result.ptr);
 }
 
+std::string Value::floatText() const {
+    if (floatBytes_ < 8) {
+        // A half's value is a float's too, and its float text reads back to the same half.
+        char text[32];
+        const auto result =
+            std::to_chars(text, text + sizeof text, static_cast<float>(float_));
+        return std::string(text, result.ptr);
+    }
+    return shortestText(float_);
+}
+
 namespace {
 std::string jsonString(const std::string& text) {
     return SDK::Utils::jsonQuoted(text);
@@ -80,7 +92,7 @@ std::string Value::toJson() const {
         case Kind::Unsigned:
             return std::to_string(unsigned_);
         case Kind::Float:
-            return shortestText(float_);
+            return floatText();
         case Kind::Text:
             return jsonString(text_);
         case Kind::List: {

@@ -20,7 +20,9 @@ class Value {
     static Value boolean(bool value);
     static Value signedInteger(std::int64_t value);
     static Value unsignedInteger(std::uint64_t value);
-    static Value floatingPoint(double value);
+    // A float of 2, 4 or 8 bytes as stored: its text is the shortest that reads back as one of
+    // that size.
+    static Value floatingPoint(double value, unsigned bytes = 8);
     static Value text(std::string utf8);
     static Value list(std::vector<Value> items);
     static Value record(std::vector<Member> members);
@@ -44,6 +46,8 @@ class Value {
     std::string toJson() const;
     // The shortest decimal text that reads back to the same double.
     static std::string shortestText(double value);
+    // A float's text: the shortest that reads back to the same value of its stored size.
+    std::string floatText() const;
 
   private:
     Kind kind_ = Kind::Boolean;
@@ -51,6 +55,7 @@ class Value {
     std::int64_t signed_ = 0;
     std::uint64_t unsigned_ = 0;
     double float_ = 0;
+    unsigned floatBytes_ = 8;
     std::string text_;
     std::vector<Value> list_;
     std::vector<Member> members_;

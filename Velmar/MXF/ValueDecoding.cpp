@@ -53,24 +53,13 @@ std::size_t fixedSize(Id::Identifier type) {
     }
 }
 
-std::string utf16be(const std::uint8_t* bytes, std::size_t size) {
-    SDK::WString text;
-    for (std::size_t i = 0; i + 1 < size; i += 2) {
-        text += static_cast<char16_t>(bytes[i] << 8 | bytes[i + 1]);
-    }
-    while (!text.empty() && text.back() == 0) {
-        text.pop_back();
-    }
-    const SDK::String utf8 = SDK::Utils::toUtf8(text);
-    return std::string(utf8.data(), utf8.size());
+std::string utf16be(const std::uint8_t* bytes, std::size_t size, bool& replaced) {
+    return decodeText(bytes, size, TextEncoding::UTF16BE, replaced);
 }
 
-std::string narrowText(const std::uint8_t* bytes, std::size_t size) {
-    std::string text(reinterpret_cast<const char*>(bytes), size);
-    while (!text.empty() && text.back() == 0) {
-        text.pop_back();
-    }
-    return text;
+std::string narrowText(const std::uint8_t* bytes, std::size_t size, TextEncoding encoding,
+                       bool& replaced) {
+    return decodeText(bytes, size, encoding, replaced);
 }
 
 std::string twoDigits(unsigned value) {
@@ -78,7 +67,8 @@ std::string twoDigits(unsigned value) {
 }
 
 // One value of a simple type; none where it has no decoded form.
-std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::size_t size) {
+std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::size_t size,
+                            bool& replaced) {
     const std::uint64_t u = size <= 8 ? bigEndian(b, size) : 0;
     switch (type) {
         case Id::Boolean:
@@ -102,7 +92,7 @@ std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::siz
             const std::uint32_t bits = static_cast<std::uint32_t>(u);
             float f;
             std::memcpy(&f, &bits, 4);
-            return f == f && f - f == 0 ? std::optional<Value>(Value::floatingPoint(f))
+            return f == f && f - f == 0 ? std::optional<Value>(Value::floatingPoint(f, 4))
                                         : std::nullopt;
         }
         case Id::Float64: {
@@ -113,10 +103,11 @@ std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::siz
         }
         case Id::UTF16:
         case Id::UTF16String:
-            return Value::text(utf16be(b, size));
+            return Value::text(utf16be(b, size, replaced));
         case Id::ISO7String:
+            return Value::text(narrowText(b, size, TextEncoding::ISO7, replaced));
         case Id::UTF8String:
-            return Value::text(narrowText(b, size));
+            return Value::text(narrowText(b, size, TextEncoding::UTF8, replaced));
         case Id::UUID:
         case Id::StrongRef: {
             Bytes16 id;
@@ -162,22 +153,127 @@ bool isCollection(Id::Identifier type) {
 }
 
 // Array of UTF16: NUL-ended strings with no header; the last NUL may be missing.
-Value nameList(const std::vector<std::uint8_t>& bytes) {
+Value nameList(const std::vector<std::uint8_t>& bytes, bool& replaced) {
     std::vector<Value> names;
     std::size_t start = 0;
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
         if (bytes[i] == 0 && bytes[i + 1] == 0) {
-            names.push_back(Value::text(utf16be(bytes.data() + start, i - start)));
+            names.push_back(Value::text(utf16be(bytes.data() + start, i - start, replaced)));
             start = i + 2;
         }
     }
     if (start + 1 < bytes.size()) {
-        names.push_back(Value::text(utf16be(bytes.data() + start, bytes.size() - start)));
+        names.push_back(
+            Value::text(utf16be(bytes.data() + start, bytes.size() - start, replaced)));
     }
     return Value::list(std::move(names));
 }
 
+void noteInvalidText(bool replaced, Id::Identifier type, Decoded& decoded) {
+    if (replaced && decoded.invalidText.empty()) {
+        const char* name = Id::identifierToString(type);
+        decoded.invalidText = std::string("bytes that are not valid ") +
+                              (type == Id::ISO7String    ? "ISO 646 (7-bit) text"
+                               : type == Id::UTF8String ? "UTF-8"
+                                                        : "UTF-16") +
+                              " in a " + (name ? name : "string") + ", read as U+FFFD";
+    }
+}
+
 }  // namespace
+
+static void appendUtf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xc0 | c >> 6);
+        out += static_cast<char>(0x80 | (c & 0x3f));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xe0 | c >> 12);
+        out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
+        out += static_cast<char>(0x80 | (c & 0x3f));
+    } else {
+        out += static_cast<char>(0xf0 | c >> 18);
+        out += static_cast<char>(0x80 | (c >> 12 & 0x3f));
+        out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
+        out += static_cast<char>(0x80 | (c & 0x3f));
+    }
+}
+
+std::string decodeText(const std::uint8_t* b, std::size_t size, TextEncoding encoding,
+                       bool& replaced) {
+    constexpr char32_t kReplacement = 0xfffd;
+    std::string out;
+    out.reserve(size);
+    if (encoding == TextEncoding::UTF16BE) {
+        std::size_t end = size & ~std::size_t{1};
+        while (end >= 2 && b[end - 2] == 0 && b[end - 1] == 0) {
+            end -= 2;  // trailing NULs
+        }
+        for (std::size_t i = 0; i < end; i += 2) {
+            char32_t c = static_cast<char32_t>(b[i] << 8 | b[i + 1]);
+            if (c >= 0xd800 && c <= 0xdbff && i + 3 < end) {
+                const char32_t low = static_cast<char32_t>(b[i + 2] << 8 | b[i + 3]);
+                if (low >= 0xdc00 && low <= 0xdfff) {
+                    c = 0x10000 + ((c - 0xd800) << 10) + (low - 0xdc00);
+                    i += 2;
+                }
+            }
+            if (c >= 0xd800 && c <= 0xdfff) {
+                c = kReplacement;
+                replaced = true;
+            }
+            appendUtf8(out, c);
+        }
+        return out;
+    }
+    std::size_t end = size;
+    while (end > 0 && b[end - 1] == 0) {
+        --end;
+    }
+    for (std::size_t i = 0; i < end;) {
+        const std::uint8_t lead = b[i];
+        if (lead < 0x80) {
+            out += static_cast<char>(lead);
+            ++i;
+            continue;
+        }
+        // A sequence of its lead's length, each continuation 10xxxxxx, in the shortest form and
+        // within Unicode; anything else is one replaced byte. ISO 646 has no byte over 7f.
+        const std::size_t length = encoding == TextEncoding::ISO7 ? 0
+                                   : lead >= 0xc2 && lead <= 0xdf ? 2
+                                   : lead >= 0xe0 && lead <= 0xef ? 3
+                                   : lead >= 0xf0 && lead <= 0xf4 ? 4
+                                                                  : 0;
+        // The continuation bytes that fit (the second within its lead's range); a sequence cut
+        // short is one U+FFFD for what it has, as Unicode's maximal subparts count.
+        std::size_t fitting = 0;
+        for (std::size_t k = 1; k < length && i + k < end; ++k) {
+            const std::uint8_t c = b[i + k];
+            const std::uint8_t low = k > 1                                ? 0x80
+                                     : lead == 0xe0                       ? 0xa0
+                                     : lead == 0xf0                       ? 0x90
+                                                                          : 0x80;
+            const std::uint8_t high = k > 1 ? 0xbf
+                                      : lead == 0xed ? 0x9f
+                                      : lead == 0xf4 ? 0x8f
+                                                     : 0xbf;
+            if (c < low || c > high) {
+                break;
+            }
+            ++fitting;
+        }
+        if (length == 0 || fitting + 1 != length) {
+            appendUtf8(out, kReplacement);
+            replaced = true;
+            i += 1 + fitting;
+            continue;
+        }
+        out.append(reinterpret_cast<const char*>(b + i), length);
+        i += length;
+    }
+    return out;
+}
 
 Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8_t>& bytes) {
     Decoded decoded;
@@ -192,7 +288,9 @@ Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8
             decoded.badSize =
                 std::to_string(bytes.size()) + " bytes for " + Id::identifierToString(type);
         } else if (!bytes.empty() || wanted == 0) {
-            decoded.value = simple(type, bytes.data(), bytes.size());
+            bool replaced = false;
+            decoded.value = simple(type, bytes.data(), bytes.size(), replaced);
+            noteInvalidText(replaced, type, decoded);
         }
         return decoded;
     }
@@ -201,7 +299,9 @@ Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8
         return decoded;  // opaque bytes with no header, such as a coding style
     }
     if (type == Id::Array && item == Id::UTF16) {
-        decoded.value = nameList(bytes);
+        bool replaced = false;
+        decoded.value = nameList(bytes, replaced);
+        noteInvalidText(replaced, Id::UTF16String, decoded);
         return decoded;
     }
     if (bytes.size() < 8) {
@@ -231,15 +331,17 @@ Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8
     }
     std::vector<Value> items;
     items.reserve(static_cast<std::size_t>(count));
+    bool replaced = false;
     for (std::uint64_t i = 0; i < count; ++i) {
-        std::optional<Value> value =
-            simple(item, bytes.data() + 8 + i * itemSize, static_cast<std::size_t>(itemSize));
+        std::optional<Value> value = simple(item, bytes.data() + 8 + i * itemSize,
+                                            static_cast<std::size_t>(itemSize), replaced);
         if (!value) {
             return decoded;  // items with no decoded form: the whole value stays raw
         }
         items.push_back(std::move(*value));
     }
     decoded.value = Value::list(std::move(items));
+    noteInvalidText(replaced, item, decoded);
     return decoded;
 }
 

@@ -15,7 +15,15 @@ struct Decoded {
     std::optional<Value> value;      // none: stays raw
     std::string badSize;             // why the size does not fit the type; empty when it does
     std::string unknownEnumeration;  // a number the enumeration does not list; empty if none
+    std::string invalidText;         // text bytes not valid in their encoding; empty if none
 };
+
+// Text bytes as UTF-8, trailing NULs dropped; a byte or sequence not valid in the encoding
+// (an unpaired surrogate, a cut or overlong UTF-8 sequence, a byte over 7f in ISO 646) becomes
+// U+FFFD and sets `replaced`, so that what is written from it is always valid UTF-8.
+enum class TextEncoding { UTF16BE, UTF8, ISO7 };
+std::string decodeText(const std::uint8_t* bytes, std::size_t size, TextEncoding encoding,
+                       bool& replaced);
 
 // An item's bytes by its element's data type. What has no decoded form (enumerations, records,
 // indirect values) stays raw; a size that does not fit the type stays raw and says so.

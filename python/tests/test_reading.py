@@ -3,6 +3,7 @@ import datetime
 import json
 import os
 import subprocess
+import sys
 import threading
 import uuid
 from concurrent.futures import ThreadPoolExecutor
@@ -149,13 +150,26 @@ def test_reading_releases_the_gil_so_threads_read_in_parallel():
     with ThreadPoolExecutor(2) as pool:
         together = list(pool.map(lambda f: xsddict.read(f).to_json(), files))
     assert together == alone
-    # While another thread loads a dictionary schema (a tenth of a second and more), this one
-    # keeps running Python: the load does not hold the GIL.
-    loader = threading.Thread(target=xsddict.Dictionary.load,
-                              args=(os.path.join(ROOT, "samples", "mxf-header.xsd"),))
-    spins = 0
-    loader.start()
-    while loader.is_alive():
-        spins += 1
-    loader.join()
-    assert spins > 1000
+    # Whether the load lets go of the GIL, told by order rather than by speed: with a switch
+    # interval longer than the test, a thread that kept the GIL through its loads would let
+    # this one run again only once it had ended; one that lets go in C++ lets it run while it
+    # is still loading.
+    started = threading.Event()
+    schema = os.path.join(ROOT, "samples", "mxf-header.xsd")
+
+    def load():
+        started.set()
+        for _ in range(20):
+            xsddict.Dictionary.load(schema)
+
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(1000.0)
+    try:
+        loader = threading.Thread(target=load)
+        loader.start()
+        started.wait()
+        ran_while_loading = loader.is_alive()
+        loader.join()
+    finally:
+        sys.setswitchinterval(interval)
+    assert ran_while_loading

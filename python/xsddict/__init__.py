@@ -185,6 +185,7 @@ class Finding:
     tag: Optional[int]
     item: Optional[str]
     message: str
+    severity: str = "error"  # "error", "warning" or "info"
 
 
 @dataclass

@@ -100,6 +100,7 @@ class Finding:
     tag: Optional[int]
     item: Optional[str]
     message: str
+    severity: str
 
 class Header:
     file: str

@@ -87,6 +87,10 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
     const char* kChannelStatus = "urn:smpte:ul:060e2b34.01010105.04020501.02000000";
     const char* kAudienceShare = "urn:smpte:ul:060e2b34.01010102.02200303.00000000";
     const char* kPlatform = "urn:smpte:ul:060e2b34.01010102.05200701.06010000";
+    const char* kModified = "urn:smpte:ul:060e2b34.01010102.07020110.02030000";
+    const char* kOrganization = "urn:smpte:ul:060e2b34.01010101.01011001.00000000";
+    const char* kUTF8Text = "urn:smpte:ul:060e2b34.0101010d.03010220.03010000";
+    const char* kJ2KExtended = "urn:smpte:ul:060e2b34.0101010e.04010603.0f000000";
     const Bytes utf16Type = ul("urn:smpte:ul:060e2b34.01040101.01100200.00000000");
     const Bytes int32Type = ul("urn:smpte:ul:060e2b34.01040101.01010700.00000000");
     const Bytes pictureTrack = ul("urn:smpte:ul:060e2b34.04010101.01030202.01000000");
@@ -182,6 +186,31 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          "[\"ChannelStatusMode_Minimum\", \"ChannelStatusMode_Essence\"]", "",
          ":ChannelStatusModeType>ChannelStatusMode_Essence</"},
         {"a float", kAudienceShare, be(0x3fc00000, 4), "1.5", "", ":AudienceShare>1.5</"},
+        {"a Float32 not exact in decimal: the shortest that reads back as a Float32",
+         kAudienceShare, be(0x3dcccccd, 4), "0.1", "", ":AudienceShare>0.1</"},
+        {"a timestamp whose last byte counts 4 ms", kModified,
+         be(2024, 2) + Bytes{2, 29, 23, 59, 58, 249}, "\"2024-02-29T23:59:58.996\"", "",
+         "2024-02-29T23:59:58.996"},
+        {"ISO 646 text with a byte over 7f", kOrganization, {'c', 'a', 'f', 0xe9},
+         "\"caf\xef\xbf\xbd\"", "invalid-text", ">caf\xef\xbf\xbd</"},
+        {"UTF-8 text cut in a sequence", kUTF8Text, {'a', 0xe2, 0x82},
+         "\"a\xef\xbf\xbd\"", "invalid-text", ">a\xef\xbf\xbd</"},
+        {"UTF-8 text of two and four bytes", kUTF8Text, {0xc3, 0xa9, 0xf0, 0x9f, 0x8e, 0xac},
+         "\"\xc3\xa9\xf0\x9f\x8e\xac\"", "", ">\xc3\xa9\xf0\x9f\x8e\xac</"},
+        {"an overlong UTF-8 sequence", kUTF8Text, {0xe0, 0x80, 0x80},
+         "\"\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\"", "invalid-text", "\xef\xbf\xbd<"},
+        {"an unpaired surrogate in UTF-16", kPlatform, Bytes{0, 'x', 0xd8, 0x00},
+         "\"x\xef\xbf\xbd\"", "invalid-text", ">x\xef\xbf\xbd</"},
+        {"a record ending in a variable array", kJ2KExtended,
+         be(18, 4) + be(2, 4) + be(2, 4) + be(0x0102, 2) + be(0x0304, 2),
+         "{\"Pcap\": 18, \"Ccapi\": [258, 772]}", "", ":Pcap>18</"},
+        {"a record shorter than its fixed members", kJ2KExtended, Bytes{0, 1}, "hex", "bad-size",
+         "no decoded value"},
+        {"a product version whose release type the enumeration lacks", kVersion,
+         be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(0x0105, 2),
+         "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
+         "261}",
+         "unknown-enumeration-value", ":Tertiary>3</"},
         {"a string XML cannot hold as it is", kPlatform, utf16("a\x01$<b"), "\"a\\u0001$<b\"", "",
          "b:escape=\"true\">a$#x1;$#x24;&lt;b</"},
     };
@@ -197,7 +226,8 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
         EXPECT_EQ(item.value ? item.value->toJson() : "hex", c.json);
         std::string rule;
         for (const MXF::Finding& f : header.findings) {
-            if (f.tag == kTag && (f.rule == "bad-size" || f.rule == "unknown-enumeration-value")) {
+            if (f.tag == kTag && (f.rule == "bad-size" || f.rule == "unknown-enumeration-value" ||
+                                  f.rule == "invalid-text")) {
                 rule = f.rule;
             }
         }

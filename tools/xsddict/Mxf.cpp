@@ -55,8 +55,18 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
     if (header.walk) {
         const MXF::Walk& walk = *header.walk;
         out << "walk: " << walk.klvs << " KLVs, " << walk.essenceElements << " essence elements ("
-            << walk.essenceBytes << " bytes), " << walk.indexSegments.size()
-            << " index table segments\n";
+            << walk.essenceBytes << " bytes"
+            << (walk.encryptedElements ? ", " + std::to_string(walk.encryptedElements) + " encrypted"
+                                       : "")
+            << "), " << walk.indexSegments.size() << " index table segments";
+        if (walk.genericStreamPackets != 0) {
+            out << ", " << walk.genericStreamPackets << " generic stream packets ("
+                << walk.genericStreamBytes << " bytes)";
+        }
+        if (walk.truncatedAt) {
+            out << ", cut short at " << *walk.truncatedAt;
+        }
+        out << "\n";
         for (const MXF::IndexSegment& s : walk.indexSegments) {
             out << "  index segment @" << s.offset << ": IndexSID " << s.indexSID << ", BodySID "
                 << s.bodySID << ", edit rate " << s.editRateNumerator << "/"

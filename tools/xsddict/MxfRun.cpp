@@ -62,7 +62,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
             }
             printMxfText(header, out);
         }
-        result.status = header.findings.empty() ? 0 : kFindings;
+        result.status = fails(header, options.failOn) ? kFindings : 0;
     } catch (const Velmar::MXF::FileRefused& e) {
         if (options.json) {
             Velmar::MXF::writeRefusalJson(out, file, e);
@@ -136,6 +136,15 @@ class Progress {
 };
 
 }  // namespace
+
+bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold) {
+    for (const Velmar::MXF::Finding& finding : header.findings) {
+        if (finding.severity <= threshold) {
+            return true;
+        }
+    }
+    return false;
+}
 
 std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments) {
     std::vector<MxfInput> files;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace xsddict {
@@ -26,13 +27,18 @@ struct MxfRunOptions {
     bool verbose = false;
     bool walk = false;      // every KLV of every partition, with the walk's checks
     bool progress = false;  // files done, rate and time left, on `err`, redrawn in place
+    // The mildest severity of finding that makes a file's status 3.
+    Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
 };
+
+// Whether a file has a finding at least as grave as the threshold.
+bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold);
 
 // Reads every file with one dictionary on `jobs` threads and writes each file's output in the
 // order given, as soon as it and those before it are done: at most a few documents per thread
 // wait, so memory does not grow with the number of files. A file that cannot be read or is
 // refused gets its line and the run goes on. Returns the highest exit status of the files:
-// 0 read, 1 out of memory or output failed, 3 findings, 4 refused.
+// 0 read, 1 out of memory or output failed, 3 findings of failOn or graver, 4 refused.
 int readMxfFiles(const std::vector<MxfInput>& files,
                  const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                  const MxfRunOptions& options, std::ostream& out, std::ostream& err);

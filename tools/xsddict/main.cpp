@@ -54,8 +54,9 @@ constexpr int kRefused = 4;
 
 const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] DICTIONARY [ARGUMENTS]\n"
-    "       xsddict mxf [--dictionary DICTIONARY] [--json] [--walk] [-j N] FILE.mxf|DIR...\n"
-    "       xsddict regxml [--dictionary DICTIONARY] [-o OUT.xml] [--root UUID] FILE.mxf\n"
+    "       xsddict mxf [--dictionary DICTIONARY]... [--json] [--walk] [-j N]\n"
+    "                   [--fail-on error|warning|info] FILE.mxf|DIR...\n"
+    "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID] FILE.mxf\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -94,6 +95,8 @@ const char* const kHelp =
     "  --root UUID              regxml: the set of this InstanceUID as the root, not the\n"
     "                           Preface\n"
     "  -j N                     mxf: read on N threads (default: one per core)\n"
+    "  --fail-on SEVERITY       mxf and regxml: the mildest severity of finding that makes\n"
+    "                           the exit status 3: error, warning (the default) or info\n"
     "  --walk                   mxf: also step through every KLV of every partition by its\n"
     "                           length (never reading essence), refusing a fault anywhere and\n"
     "                           checking the partition chain, the random index pack and the\n"
@@ -109,8 +112,9 @@ const char* const kHelp =
     "  --version                the version, and the register snapshot built in\n"
     "\n"
     "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
-    "import failed), 2 usage error, 3 check, mxf or regxml found something, 4 mxf or regxml\n"
-    "refused the file (several files: the highest of these)\n";
+    "import failed), 2 usage error, 3 check found something, or mxf or regxml found errors or\n"
+    "warnings (see --fail-on), 4 mxf or regxml refused the file (several files: the highest\n"
+    "of these)\n";
 
 struct Option {
     const char* name;
@@ -126,6 +130,7 @@ const Option kOptions[] = {
     {"--root", true, {"regxml"}},
     {"-j", true, {"mxf"}},
     {"--walk", false, {"mxf"}},
+    {"--fail-on", true, {"mxf", "regxml"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
     {"-o", true, {"import-registers", "compile", "regxml"}},
@@ -437,6 +442,17 @@ unsigned jobsOption(const Arguments& arguments) {
     return static_cast<unsigned>(std::stoi(value));
 }
 
+Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
+    const std::string value = arguments.has("--fail-on") ? arguments.value("--fail-on") : "warning";
+    for (auto severity : {Velmar::MXF::Severity::Error, Velmar::MXF::Severity::Warning,
+                          Velmar::MXF::Severity::Info}) {
+        if (value == Velmar::MXF::severityName(severity)) {
+            return severity;
+        }
+    }
+    throw UsageError{"--fail-on takes error, warning or info"};
+}
+
 // The one given with --dictionary, else the built-in one.
 bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
     if (arguments.has("--dictionary")) {
@@ -484,6 +500,7 @@ std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
 // once whole, so that a refusal or a failed write leaves nothing behind.
 int regxml(const Arguments& arguments) {
     const std::string& file = arguments.positional.front();
+    const Velmar::MXF::Severity failOn = failOnOption(arguments);
     Velmar::MXF::RegXMLOptions options;
     if (arguments.has("--root")) {
         options.root = instanceUID(arguments.value("--root"));
@@ -525,7 +542,7 @@ int regxml(const Arguments& arguments) {
             return kFailed;
         }
         xsddict::printMxfFindings(header, std::cerr);
-        return header.findings.empty() ? EXIT_SUCCESS : kFindings;
+        return xsddict::fails(header, failOn) ? kFindings : EXIT_SUCCESS;
     } catch (const Velmar::MXF::FileRefused& e) {
         if (!output.empty()) {
             std::remove(scratch.c_str());
@@ -555,6 +572,7 @@ int readMxf(const Arguments& arguments) {
     options.jobs = jobsOption(arguments);
     options.verbose = arguments.has("--verbose");
     options.walk = arguments.has("--walk");
+    options.failOn = failOnOption(arguments);
     // Listed first: a run with nothing to read loads nothing.
     const std::vector<xsddict::MxfInput> files = xsddict::mxfFiles(arguments.positional);
     if (files.empty()) {
