@@ -136,6 +136,24 @@ class Dictionary {
         return loaded;
     }
 
+    // Several, stacked in order ("+" before a path keeps the built-in one underneath); the
+    // clashes are kept for the package to show.
+    static std::shared_ptr<Dictionary> stacked(const std::vector<std::string>& paths) {
+        auto loaded = std::make_shared<Dictionary>();
+        {
+            py::gil_scoped_release released;
+            try {
+                loaded->clashes_ =
+                    MM::Loading::loadStackedDictionaries(paths, *loaded->dictionary_);
+            } catch (const Velmar::SDK::Exceptions::BaseException& e) {
+                throw DictionaryFailure{"the dictionaries given: " + utf8(e.message())};
+            }
+        }
+        return loaded;
+    }
+
+    const std::vector<std::string>& clashes() const { return clashes_; }
+
     // Loaded once per process, on first use.
     static std::shared_ptr<Dictionary> builtin() {
         static std::once_flag once;
@@ -274,6 +292,7 @@ class Dictionary {
     }
 
     std::shared_ptr<MM::Dictionary> dictionary_;
+    std::vector<std::string> clashes_;
 };
 
 // A read file: the reader's result, and the dictionary its items point into.
@@ -564,6 +583,8 @@ PYBIND11_MODULE(_xsddict, m) {
     py::class_<Dictionary, std::shared_ptr<Dictionary>>(m, "_Dictionary")
         .def_static("load", &Dictionary::load)
         .def_static("builtin", &Dictionary::builtin)
+        .def_static("stacked", &Dictionary::stacked)
+        .def("clashes", &Dictionary::clashes)
         .def("element", &Dictionary::element)
         .def("element_by_tag", &Dictionary::elementByTag)
         .def("element_by_name", &Dictionary::elementByName)

@@ -367,6 +367,10 @@ class Reader {
         return dictionary_.universalLabel(SDK::Types::LocalTag(tag));
     }
 
+    static Bytes16 labelOf(const MM::MetaElement& element) {
+        return bytes16(element.universalLabel().bytes());
+    }
+
     static std::string elementName(const MM::MetaElement* element) {
         return element == nullptr ? std::string() : utf8(element->getProperty(u"name"));
     }
@@ -384,13 +388,15 @@ class Reader {
                 find(set, "unknown-set", nullptr,
                      "the dictionary has no set " + dottedHex(set.key.data(), 16));
             }
-            std::unordered_set<const MM::MetaElement*> attributes;
+            // By label: in a stacked dictionary a set may hold an element of a layer whose
+            // label the layer below defines too.
+            std::unordered_set<Bytes16, Bytes16Hash> attributes;
             if (set.definition != nullptr) {
                 for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
-                    attributes.insert(&attribute.metaElement());
+                    attributes.insert(labelOf(attribute.metaElement()));
                 }
             }
-            std::unordered_set<const MM::MetaElement*> present;
+            std::unordered_set<Bytes16, Bytes16Hash> present;
             for (Item& item : set.items) {
                 const auto mapped = primer_.find(item.tag);
                 std::optional<Bytes16> label;
@@ -420,8 +426,8 @@ class Reader {
                          "the dictionary has no element " + dottedHex(label->data(), 16));
                     continue;
                 }
-                present.insert(item.element);
-                if (set.definition != nullptr && attributes.count(item.element) == 0) {
+                present.insert(labelOf(*item.element));
+                if (set.definition != nullptr && attributes.count(labelOf(*item.element)) == 0) {
                     find(set, "not-an-attribute", &item,
                          elementName(item.element) + " is not an attribute of " + set.name());
                 }
@@ -444,7 +450,7 @@ class Reader {
             if (set.definition != nullptr) {
                 for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
                     if (attribute.requiredStatus() == MM::AttributeRequiredStatus::Required &&
-                        present.count(&attribute.metaElement()) == 0) {
+                        present.count(labelOf(attribute.metaElement())) == 0) {
                         Finding finding{"required-missing",
                                         set.offset,
                                         set.name(),

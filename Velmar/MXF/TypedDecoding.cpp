@@ -196,10 +196,9 @@ class TypedDecoder {
         if (character == nullptr || character->kind != TypeKind::Character || depth > kMostDepth) {
             return std::nullopt;
         }
-        const TextEncoding encoding = character->symbol == "Character" ? TextEncoding::UTF16BE
-                                      : character->symbol == "UTF8Character"
-                                          ? TextEncoding::UTF8
-                                          : TextEncoding::ISO7;
+        const TextEncoding encoding = character->symbol == "Character"       ? TextEncoding::UTF16BE
+                                      : character->symbol == "UTF8Character" ? TextEncoding::UTF8
+                                                                             : TextEncoding::ISO7;
         bool replaced = false;
         std::string utf8 = decodeText(b, size, encoding, replaced);
         if (replaced && out_.invalidText.empty()) {

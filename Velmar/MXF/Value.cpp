@@ -70,8 +70,7 @@ std::string Value::floatText() const {
     if (floatBytes_ < 8) {
         // A half's value is a float's too, and its float text reads back to the same half.
         char text[32];
-        const auto result =
-            std::to_chars(text, text + sizeof text, static_cast<float>(float_));
+        const auto result = std::to_chars(text, text + sizeof text, static_cast<float>(float_));
         return std::string(text, result.ptr);
     }
     return shortestText(float_);

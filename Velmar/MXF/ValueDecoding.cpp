@@ -163,8 +163,7 @@ Value nameList(const std::vector<std::uint8_t>& bytes, bool& replaced) {
         }
     }
     if (start + 1 < bytes.size()) {
-        names.push_back(
-            Value::text(utf16be(bytes.data() + start, bytes.size() - start, replaced)));
+        names.push_back(Value::text(utf16be(bytes.data() + start, bytes.size() - start, replaced)));
     }
     return Value::list(std::move(names));
 }
@@ -173,7 +172,7 @@ void noteInvalidText(bool replaced, Id::Identifier type, Decoded& decoded) {
     if (replaced && decoded.invalidText.empty()) {
         const char* name = Id::identifierToString(type);
         decoded.invalidText = std::string("bytes that are not valid ") +
-                              (type == Id::ISO7String    ? "ISO 646 (7-bit) text"
+                              (type == Id::ISO7String   ? "ISO 646 (7-bit) text"
                                : type == Id::UTF8String ? "UTF-8"
                                                         : "UTF-16") +
                               " in a " + (name ? name : "string") + ", read as U+FFFD";
@@ -250,11 +249,11 @@ std::string decodeText(const std::uint8_t* b, std::size_t size, TextEncoding enc
         std::size_t fitting = 0;
         for (std::size_t k = 1; k < length && i + k < end; ++k) {
             const std::uint8_t c = b[i + k];
-            const std::uint8_t low = k > 1                                ? 0x80
-                                     : lead == 0xe0                       ? 0xa0
-                                     : lead == 0xf0                       ? 0x90
-                                                                          : 0x80;
-            const std::uint8_t high = k > 1 ? 0xbf
+            const std::uint8_t low = k > 1          ? 0x80
+                                     : lead == 0xe0 ? 0xa0
+                                     : lead == 0xf0 ? 0x90
+                                                    : 0x80;
+            const std::uint8_t high = k > 1          ? 0xbf
                                       : lead == 0xed ? 0x9f
                                       : lead == 0xf4 ? 0x8f
                                                      : 0xbf;

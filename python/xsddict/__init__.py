@@ -236,9 +236,22 @@ class Dictionary:
         self._handle = handle
 
     @classmethod
-    def load(cls, path: Union[str, "_os.PathLike[str]"]) -> "Dictionary":
-        """Loads an XML Schema dictionary or a compiled one (told apart by content)."""
-        return cls(_xsddict._Dictionary.load(_os.fspath(path)))
+    def load(cls, path: Union[str, "_os.PathLike[str]"],
+             *more: Union[str, "_os.PathLike[str]"]) -> "Dictionary":
+        """Loads an XML Schema dictionary or a compiled one (told apart by content).
+
+        Given several, each adds to those before it (a vendor's private register on top of the
+        standard one); a "+" before a path keeps the built-in dictionary underneath them all.
+        What clashed is in `clashes`.
+        """
+        if not more and not _os.fspath(path).startswith("+"):
+            return cls(_xsddict._Dictionary.load(_os.fspath(path)))
+        return cls(_xsddict._Dictionary.stacked([_os.fspath(p) for p in (path, *more)]))
+
+    @property
+    def clashes(self) -> List[str]:
+        """What a stacked load found defined twice, a line each ("PATH: what")."""
+        return list(self._handle.clashes())
 
     @classmethod
     def builtin(cls) -> "Dictionary":

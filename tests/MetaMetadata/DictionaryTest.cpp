@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 #include "Velmar/SDK/Platform/malloc_alloc.h"
 #include "Velmar/SDK/Types/Numbers.h"
 #include "support/TestSupport.h"
@@ -252,4 +253,65 @@ TEST(Dictionary, TolerantLookupsPreferExactThenHighestVersion) {
             EXPECT_EQ(found->universalLabel()[7], c.foundVersion);
         }
     }
+}
+
+// A small dictionary stacked on the register's and under it: what the lower one holds stays,
+// what only the upper one has is added, and each difference is a clash.
+TEST(DictionaryStacking, AddsWhatTheLowerLacksAndReportsEachClash) {
+    const std::string tiny = testing_support::fixture("MXF/fixtures/tiny.xsd").string();
+    const Types::UniversalLabel count(u"06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00",
+                                      Types::Dotted);
+    const KLV::Key preface(u"06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.2f.00", Types::Dotted);
+
+    Dictionary onRegisters;
+    Loading::loadBuiltinDictionary(onRegisters);
+    const std::size_t registerElements = onRegisters.metaElementCount();
+    const std::size_t prefaceAttributes = onRegisters.metaMetadataSet(preface)->attributeCount();
+    const std::vector<std::string> clashes =
+        onRegisters.stack(Templates::auto_ptr<Dictionary>(new Dictionary([&] {
+            Dictionary d;
+            Loading::loadDictionaryFile(tiny.c_str(), d);
+            return d;
+        }())));
+    // Count, Content and Child are tiny's own; Instance ID is the register's, alike.
+    EXPECT_EQ(onRegisters.metaElementCount(), registerElements + 3);
+    ASSERT_NE(onRegisters.metaElement(count), nullptr);
+    EXPECT_EQ(onRegisters.metaMetadataSet(preface)->attributeCount(), prefaceAttributes);
+    auto has = [&](const std::string& start) {
+        for (const std::string& clash : clashes) {
+            if (clash.rfind(start, 0) == 0) {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(
+        has("set Preface (06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.2f.00): defined "
+            "already, as Preface of "));
+    EXPECT_TRUE(has("set Storage (06.0e.2b.34.02.53.01.01.0d.01.01.01.01.01.18.00)"));
+    EXPECT_TRUE(
+        has("local tag 3b.07 of 06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00: the "
+            "tag stands for 06.0e.2b.34.01.01.01.02.03.01.02.01.04.00.00.00 already"));
+    EXPECT_TRUE(has("1 elements, sets, types and labels defined already under the same names"));
+    EXPECT_FALSE(has("element")) << "Instance ID is defined alike, not a clash";
+    // The register's types came with it and stay.
+    EXPECT_FALSE(onRegisters.typeDefinitions().empty());
+
+    // Under it, the small one's Preface stays, and the register's types are added.
+    Dictionary onTiny;
+    Loading::loadDictionaryFile(tiny.c_str(), onTiny);
+    Dictionary underBuiltin;
+    const std::vector<std::string> stackedClashes =
+        Loading::loadStackedDictionaries({"+" + tiny}, underBuiltin);
+    EXPECT_EQ(underBuiltin.metaElementCount(), registerElements + 3);
+    ASSERT_FALSE(stackedClashes.empty());
+    EXPECT_EQ(stackedClashes.front().rfind(tiny + ": ", 0), 0u) << stackedClashes.front();
+    const std::vector<std::string> reversed = onTiny.stack([] {
+        Templates::auto_ptr<Dictionary> d(new Dictionary);
+        Loading::loadBuiltinDictionary(*d);
+        return d;
+    }());
+    EXPECT_EQ(onTiny.metaMetadataSet(preface)->attributeCount(), 3u);
+    EXPECT_EQ(onTiny.metaElementCount(), registerElements + 3);
+    EXPECT_FALSE(onTiny.typeDefinitions().empty());
 }

@@ -56,8 +56,9 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
         const MXF::Walk& walk = *header.walk;
         out << "walk: " << walk.klvs << " KLVs, " << walk.essenceElements << " essence elements ("
             << walk.essenceBytes << " bytes"
-            << (walk.encryptedElements ? ", " + std::to_string(walk.encryptedElements) + " encrypted"
-                                       : "")
+            << (walk.encryptedElements
+                    ? ", " + std::to_string(walk.encryptedElements) + " encrypted"
+                    : "")
             << "), " << walk.indexSegments.size() << " index table segments";
         if (walk.genericStreamPackets != 0) {
             out << ", " << walk.genericStreamPackets << " generic stream packets ("

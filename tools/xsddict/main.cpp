@@ -91,7 +91,9 @@ const char* const kHelp =
     "options:\n"
     "  --json                   summary, check and mxf: write JSON\n"
     "  --dictionary DICTIONARY  mxf and regxml: the dictionary to read with (default: the\n"
-    "                           built-in one)\n"
+    "                           built-in one); given again, each adds to those before it\n"
+    "                           (clashes are reported), and +DICTIONARY keeps the built-in\n"
+    "                           one underneath\n"
     "  --root UUID              regxml: the set of this InstanceUID as the root, not the\n"
     "                           Preface\n"
     "  -j N                     mxf: read on N threads (default: one per core)\n"
@@ -453,10 +455,31 @@ Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
     throw UsageError{"--fail-on takes error, warning or info"};
 }
 
-// The one given with --dictionary, else the built-in one.
+// The ones given with --dictionary, stacked in order (a "+" before a path keeps the built-in
+// one underneath), else the built-in one. Clashes between them go to standard error.
 bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
-    if (arguments.has("--dictionary")) {
-        return load(arguments.value("--dictionary"), arguments, dictionary);
+    std::vector<std::string> given;
+    for (const auto& option : arguments.options) {
+        if (option.first == "--dictionary") {
+            given.push_back(option.second);
+        }
+    }
+    if (given.size() == 1 && given.front().rfind("+", 0) != 0) {
+        return load(given.front(), arguments, dictionary);
+    }
+    if (!given.empty()) {
+        try {
+            for (const std::string& clash :
+                 SDK::MetaMetadata::Loading::loadStackedDictionaries(given, dictionary)) {
+                std::cerr << "xsddict: " << clash << "\n";
+            }
+            return true;
+        } catch (const SDK::Exceptions::BaseException& e) {
+            reportFailure("the dictionaries given", e, arguments.has("--verbose"));
+        } catch (const std::bad_alloc&) {
+            std::cerr << "xsddict: the dictionaries given: out of memory\n";
+        }
+        return false;
     }
     try {
         warmHeapFor(SDK::MetaMetadata::Loading::builtinDictionaryPath().c_str());

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 
+#include "Velmar/SDK/Utils/StringConversion.h"
+
 namespace Velmar::SDK::MetaMetadata {
 
 namespace {
@@ -302,6 +304,139 @@ Templates::vector<const MetaElement*> Dictionary::duplicateMetaElements() const 
         }
     }
     return duplicates;
+}
+
+namespace {
+
+std::string utf8Of(const XMLCh* text) {
+    const String bytes = Utils::toUtf8(text);
+    return std::string(bytes.data(), bytes.size());
+}
+
+template <class Label>
+std::string labelText(const Label& label) {
+    return utf8Of(label.toString(Types::Dotted).c_str());
+}
+
+// A type definition given to a builder whole: its members and items after it.
+void addType(TypeDefinitions::Builder& builder, const TypeDefinition& type) {
+    builder.addType({type.label, type.symbol, type.name, type.namespaceURI, type.kind,
+                     type.isSigned, type.size, type.base});
+    for (const TypeMember& member : type.members) {
+        builder.addMember(member.symbol, member.name, member.type);
+    }
+    for (const TypeItem& item : type.items) {
+        builder.addItem(item.symbol, item.name, item.text);
+    }
+}
+
+void addAll(TypeDefinitions::Builder& builder, const TypeDefinitions& types) {
+    for (const TypeDefinition& type : types.types()) {
+        addType(builder, type);
+    }
+    for (const TypeDefinitions::ElementType& e : types.elementTypes()) {
+        builder.addElementType(e.element, e.type, e.uniqueIdentifier);
+    }
+    for (const TypeDefinitions::Symbol& symbol : types.registeredSymbols()) {
+        builder.addRegisteredSymbol(symbol.label, symbol.symbol);
+    }
+    for (const LabelDefinition& label : types.labels()) {
+        builder.addLabel(label.label, label.symbol, label.name);
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> Dictionary::stack(Templates::auto_ptr<Dictionary> upper) {
+    std::vector<std::string> clashes;
+    if (!upper) {
+        return clashes;
+    }
+    std::size_t alike = 0;  // defined again under the same name: one line for them all
+    for (Templates::auto_ptr<MetaElement>& element : upper->elements_) {
+        const Types::UniversalLabel label = element->universalLabel();
+        if (const MetaElement* held = metaElement(label)) {
+            const std::string name = utf8Of(element->getProperty(u"name"));
+            const std::string heldName = utf8Of(held->getProperty(u"name"));
+            if (name == heldName) {
+                ++alike;
+            } else {
+                clashes.push_back("element " + name + " (" + labelText(label) +
+                                  "): defined already, as " + heldName);
+            }
+            continue;
+        }
+        addMetaElement(label, std::move(element));
+    }
+    for (const LocalTagMapping& mapping : upper->localTags()) {
+        const Types::UniversalLabel* heldLabel = universalLabel(mapping.tag);
+        const Types::LocalTag* heldTag = localTag(mapping.label);
+        if ((heldLabel != nullptr && !(*heldLabel == mapping.label)) ||
+            (heldTag != nullptr && *heldTag != mapping.tag)) {
+            clashes.push_back("local tag " + utf8Of(mapping.tag.toString(Types::Dotted).c_str()) +
+                              " of " + labelText(mapping.label) + ": " +
+                              (heldLabel != nullptr && !(*heldLabel == mapping.label)
+                                   ? "the tag stands for " + labelText(*heldLabel) + " already"
+                                   : "the label has the tag " +
+                                         utf8Of(heldTag->toString(Types::Dotted).c_str()) +
+                                         " already"));
+        }
+        addLocalTag(mapping.tag, mapping.label);  // the first mapping stays
+    }
+    for (const Templates::auto_ptr<MetaMetadataSet>& set : upper->sets_) {
+        if (const MetaMetadataSet* held = metaMetadataSet(set->key())) {
+            const std::string name = utf8Of(set->getProperty(u"name"));
+            const std::string heldName = utf8Of(held->getProperty(u"name"));
+            if (name == heldName && set->attributeCount() == held->attributeCount()) {
+                ++alike;
+            } else {
+                clashes.push_back("set " + name + " (" + labelText(set->key()) +
+                                  "): defined already, as " + heldName + " of " +
+                                  std::to_string(held->attributeCount()) + " attributes");
+            }
+            continue;
+        }
+        addMetaMetadataSet(set->key(), *set);
+    }
+    if (types_.empty()) {
+        types_ = std::move(upper->types_);
+    } else if (!upper->types_.empty()) {
+        for (const TypeDefinition& type : upper->types_.types()) {
+            const TypeDefinition* held = types_.type(type.label);
+            if (held != nullptr && held->label == type.label) {
+                if (held->symbol == type.symbol && held->kind == type.kind) {
+                    ++alike;
+                } else {
+                    clashes.push_back("type " + std::string(type.symbol) + " (" +
+                                      labelUrn(type.label) + "): defined already, as " +
+                                      std::string(held->symbol));
+                }
+            }
+        }
+        for (const LabelDefinition& label : upper->types_.labels()) {
+            const LabelDefinition* held = types_.label(label.label);
+            if (held != nullptr && held->label == label.label) {
+                if (held->symbol == label.symbol) {
+                    ++alike;
+                } else {
+                    clashes.push_back("label " + std::string(label.symbol) + " (" +
+                                      labelUrn(label.label) + "): defined already, as " +
+                                      std::string(held->symbol));
+                }
+            }
+        }
+        TypeDefinitions::Builder builder;
+        addAll(builder, types_);
+        addAll(builder, upper->types_);
+        types_ = builder.build();
+    }
+    if (alike != 0) {
+        clashes.push_back(std::to_string(alike) +
+                          " elements, sets, types and labels defined already under the same "
+                          "names: the definitions below kept");
+    }
+    layers_.push_back(std::move(upper));
+    return clashes;
 }
 
 }  // namespace Velmar::SDK::MetaMetadata

@@ -3,7 +3,9 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "Velmar/SDK/KLV/Key.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
@@ -129,6 +131,13 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     // what was held.
     const TypeDefinitions& typeDefinitions() const { return types_; }
     void setTypeDefinitions(TypeDefinitions types) { types_ = std::move(types); }
+    // Adds what `upper` holds that this dictionary lacks, as a dictionary stacked on this one (a
+    // vendor's private register on the standard one): its elements, sets and local tags, its
+    // registered types and labels, of labels, keys and tags this one does not hold. What both
+    // hold is a clash: this one's stays, and each clash is a line (UTF-8) of what is returned.
+    // `upper` is kept whole, so that what its sets refer to stays valid.
+    std::vector<std::string> stack(Templates::auto_ptr<Dictionary> upper);
+
     // The element's registered type, or null.
     const TypeDefinition* typeOf(const MetaElement& element) const {
         return types_.elementType(element.universalLabel().bytes());
@@ -180,6 +189,8 @@ class VELMAR_SDK_API Dictionary : public AbstractDictionary, public MetaElementR
     ByText<Positions> setsByName_;
     ByText<Positions> setsByTagName_;
     TypeDefinitions types_;
+    // Dictionaries stacked on this one, owning what was not taken over from them.
+    Templates::vector<Templates::auto_ptr<Dictionary>> layers_;
 };
 
 }  // namespace Velmar::SDK::MetaMetadata

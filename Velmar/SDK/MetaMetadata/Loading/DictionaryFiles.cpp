@@ -1,5 +1,9 @@
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
+#include <algorithm>
+
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+
 #include <cstdio>
 
 #include "Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h"
@@ -33,6 +37,35 @@ void loadDictionaryFile(const char* path, Dictionary& dictionary) {
 
 void loadBuiltinDictionary(Dictionary& dictionary) {
     loadCompiledDictionary(builtinDictionaryPath().c_str(), dictionary);
+}
+
+std::vector<std::string> stackDictionaryFile(const char* path, Dictionary& dictionary) {
+    Templates::auto_ptr<Dictionary> upper(new Dictionary);
+    loadDictionaryFile(path, *upper);
+    return dictionary.stack(std::move(upper));
+}
+
+std::vector<std::string> loadStackedDictionaries(const std::vector<std::string>& paths,
+                                                 Dictionary& dictionary) {
+    std::vector<std::string> clashes;
+    const bool builtinUnder = std::any_of(
+        paths.begin(), paths.end(), [](const std::string& p) { return !p.empty() && p[0] == '+'; });
+    bool first = !builtinUnder;
+    if (builtinUnder) {
+        loadBuiltinDictionary(dictionary);
+    }
+    for (const std::string& given : paths) {
+        const std::string path = !given.empty() && given[0] == '+' ? given.substr(1) : given;
+        if (first) {
+            loadDictionaryFile(path.c_str(), dictionary);
+            first = false;
+            continue;
+        }
+        for (const std::string& clash : stackDictionaryFile(path.c_str(), dictionary)) {
+            clashes.push_back(path + ": " + clash);
+        }
+    }
+    return clashes;
 }
 
 }  // namespace Velmar::SDK::MetaMetadata::Loading

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "Velmar/SDK/Platform/Export.h"
 #include "Velmar/SDK/Templates/String.h"
 
@@ -16,6 +19,18 @@ VELMAR_SDK_API bool isCompiledDictionaryFile(const char* path);
 // dictionary (CompiledDictionary.h) or a schema (XSDDictionaryLoader, options off). Paths are
 // given to the system as the bytes given.
 VELMAR_SDK_API void loadDictionaryFile(const char* path, Dictionary& dictionary);
+
+// Loads a dictionary in either form and stacks it on `dictionary` (Dictionary::stack): what it
+// defines that `dictionary` lacks is added, and each clash with what `dictionary` holds already
+// is a line of what is returned.
+VELMAR_SDK_API std::vector<std::string> stackDictionaryFile(const char* path,
+                                                            Dictionary& dictionary);
+
+// Loads dictionaries stacked in the order given, the first at the bottom: a path with "+"
+// before it asks for the built-in dictionary under them all. Each clash is a line of what is
+// returned, "PATH: clash" of the dictionary that brought it.
+VELMAR_SDK_API std::vector<std::string> loadStackedDictionaries(
+    const std::vector<std::string>& paths, Dictionary& dictionary);
 
 // The dictionary the package carries, compiled from the SMPTE register snapshot it was built
 // with: in the package's data folder (share/velmar-xsddictionary/registers.xsdc beside the
