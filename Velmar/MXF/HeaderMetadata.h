@@ -57,6 +57,13 @@ struct Primer {
     const Bytes16* label(std::uint16_t tag) const;
 };
 
+// A set or item the dictionary lacks that the file's own metadictionary defines (the AAF-style
+// MetaDictionary some writers embed): its name there, and an item's type's name.
+struct FileDefinition {
+    std::string name;
+    std::string type;
+};
+
 // One item of a local set.
 struct Item {
     std::uint64_t offset = 0;  // of its tag
@@ -65,8 +72,11 @@ struct Item {
     const SDK::MetaMetadata::MetaElement* element = nullptr;  // the dictionary's, or none
     // The element's registered type, where the dictionary has types.
     const SDK::MetaMetadata::TypeDefinition* type = nullptr;
-    std::vector<std::uint8_t> bytes;  // the value as stored
-    std::optional<Value> value;       // decoded by the element's type, where it can be
+    std::vector<std::uint8_t> bytes;               // the value as stored
+    std::optional<Value> value;                    // decoded by the element's type, where it can be
+    std::optional<FileDefinition> fileDefinition;  // where the file, not the dictionary, defines it
+
+    std::string name() const;  // the element's "name", else the file's, else empty
 };
 
 // One local set of the header metadata, placed in tree order.
@@ -78,8 +88,9 @@ struct LocalSet {
     std::size_t depth = 0;
     std::optional<Bytes16> parent;  // the InstanceUID of the set that first referred to it
     std::vector<Item> items;
+    std::optional<FileDefinition> fileDefinition;  // where the file, not the dictionary, defines it
 
-    std::string name() const;  // the definition's "name", or empty
+    std::string name() const;  // the definition's "name", else the file's, else empty
 };
 
 // How much a finding weighs: a structural or reference fault a reader may fail on, a rule broken

@@ -43,10 +43,6 @@ Id::Identifier subType(const MM::MetaElement& element) {
     return collection.result() != nullptr ? collection.result()->dataSubType() : Id::Unknown;
 }
 
-std::string name(const MM::MetaElement* element) {
-    return element == nullptr ? "" : SDK::Utils::toUtf8(element->getProperty(u"name")).c_str();
-}
-
 std::string orNull(const std::string& text) {
     return text.empty() ? "null" : jsonString(text);
 }
@@ -71,9 +67,12 @@ void writePartition(const Partition& p, std::ostream& out) {
 void writeItem(const Item& item, std::ostream& out) {
     out << "{\"offset\": " << item.offset << ", \"tag\": \"" << tagText(item.tag)
         << "\", \"ul\": " << (item.label ? "\"" + dotted(*item.label) + "\"" : "null")
-        << ", \"name\": " << orNull(name(item.element))
-        << ", \"type\": " << (item.element ? typeName(item.element->dataType()) : "null")
+        << ", \"name\": " << orNull(item.name()) << ", \"type\": "
+        << (item.element          ? typeName(item.element->dataType())
+            : item.fileDefinition ? jsonString(item.fileDefinition->type)
+                                  : "null")
         << ", \"subType\": " << (item.element ? typeName(subType(*item.element)) : "null")
+        << (item.fileDefinition ? ", \"definedBy\": \"file\"" : "")
         << ", \"size\": " << item.bytes.size() << ", ";
     if (item.value) {
         out << "\"value\": " << item.value->toJson() << "}";
@@ -145,7 +144,8 @@ void writeJson(std::ostream& out, const std::string& file, const HeaderMetadata&
     for (std::size_t i = 0; i < header.sets.size(); ++i) {
         const LocalSet& set = header.sets[i];
         out << (i ? "," : "") << nl2 << "{\"offset\": " << set.offset << ", \"key\": \""
-            << dotted(set.key) << "\", \"name\": " << orNull(set.name()) << ", \"instanceUID\": "
+            << dotted(set.key) << "\", \"name\": " << orNull(set.name())
+            << (set.fileDefinition ? ", \"definedBy\": \"file\"" : "") << ", \"instanceUID\": "
             << (set.instanceUID ? "\"" + uuidText(*set.instanceUID) + "\"" : "null")
             << ", \"depth\": " << set.depth
             << ", \"parent\": " << (set.parent ? "\"" + uuidText(*set.parent) + "\"" : "null")

@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "ByteSource.h"
+#include "FileMetaDictionary.h"
 #include "FileWalk.h"
 #include "KLV.h"
 #include "ValueDecoding.h"
@@ -353,10 +354,105 @@ class Reader {
                         std::nullopt,    "",         std::move(message)};
         if (item != nullptr) {
             finding.tag = item->tag;
-            finding.itemName = elementName(item->element);
+            finding.itemName = item->name();
         }
         result_.findings.push_back(std::move(finding));
         return result_.findings.back();
+    }
+
+    // An item the file's metadictionary defines: named and typed by it, decoded where its type
+    // is a registered one or one the metadictionary gives as an integer, string or reference;
+    // what is found of it is only that the dictionary lacks it.
+    void readFileDefined(LocalSet& set, Item& item, const FileMetaDictionary::Property& defined,
+                         const FileMetaDictionary& meta) {
+        const MM::TypeDefinitions& types = dictionary_.typeDefinitions();
+        Decoded decoded;
+        std::string typeName = dottedHex(defined.type.data(), 16);
+        Bytes16 typeId = defined.type;
+        for (int depth = 0; depth < 8; ++depth) {  // renames of renames, bounded
+            if (const MM::TypeDefinition* registered = types.type(typeId.data())) {
+                typeName = depth == 0 ? std::string(registered->symbol) : typeName;
+                decodeByType(*registered, types, item.bytes, decoded);
+                noteStrongReferences(item, *registered);
+                break;
+            }
+            const FileMetaDictionary::Type* type = meta.type(typeId);
+            if (type == nullptr) {
+                break;
+            }
+            typeName = depth == 0 ? type->name : typeName;
+            const std::vector<std::uint8_t>& b = item.bytes;
+            using Kind = FileMetaDictionary::Type::Kind;
+            if (type->kind == Kind::Rename && type->renamed) {
+                typeId = *type->renamed;
+                continue;
+            }
+            if (type->kind == Kind::Integer && type->size >= 1 && type->size <= 8) {
+                if (b.size() != type->size) {
+                    decoded.badSize = std::to_string(b.size()) + " bytes where " + type->name +
+                                      " has " + std::to_string(type->size);
+                } else if (type->isSigned) {
+                    const unsigned shift = 64 - 8 * type->size;
+                    decoded.value = Value::signedInteger(
+                        static_cast<std::int64_t>(bigEndian(b.data(), b.size()) << shift) >> shift);
+                } else {
+                    decoded.value = Value::unsignedInteger(bigEndian(b.data(), b.size()));
+                }
+            } else if (type->kind == Kind::String) {
+                bool replaced = false;
+                decoded.value =
+                    Value::text(decodeText(b.data(), b.size(), TextEncoding::UTF16BE, replaced));
+            } else if ((type->kind == Kind::StrongReference || type->kind == Kind::WeakReference) &&
+                       b.size() == 16) {
+                if (type->kind == Kind::StrongReference) {
+                    fileReferences_[&item] = {b};
+                }
+                decoded.value =
+                    Value::text(type->kind == Kind::StrongReference ? uuidText(bytes16(b.data()))
+                                                                    : dottedHex(b.data(), 16));
+            }
+            break;
+        }
+        item.fileDefinition = FileDefinition{defined.name, typeName};
+        item.value = std::move(decoded.value);
+        find(set, "unknown-element", &item,
+             "the dictionary has no element " + dottedHex(item.label->data(), 16) +
+                 "; the file's metadictionary defines it as " + defined.name)
+            .severity = Severity::Info;
+        if (!decoded.badSize.empty()) {
+            find(set, "bad-size", &item, decoded.badSize).severity = Severity::Info;
+        }
+    }
+
+    // A file-defined item of a registered strong reference type, or of an array or set of
+    // them: the sets it owns are its children in the tree, as a registered item's are.
+    void noteStrongReferences(const Item& item, const MM::TypeDefinition& type) {
+        const MM::TypeDefinitions& types = dictionary_.typeDefinitions();
+        const MM::TypeDefinition* resolved = types.resolve(type);
+        if (resolved == nullptr) {
+            return;
+        }
+        const std::vector<std::uint8_t>& b = item.bytes;
+        if (resolved->kind == MM::TypeKind::StrongReference && b.size() == 16) {
+            fileReferences_[&item] = {b};
+            return;
+        }
+        const MM::TypeDefinition* base =
+            resolved->base && (resolved->kind == MM::TypeKind::VariableArray ||
+                               resolved->kind == MM::TypeKind::Set)
+                ? types.type(*resolved->base)
+                : nullptr;
+        base = base ? types.resolve(*base) : nullptr;
+        if (base == nullptr || base->kind != MM::TypeKind::StrongReference || b.size() < 8 ||
+            bigEndian(b.data() + 4, 4) != 16 || (b.size() - 8) % 16 != 0 ||
+            (b.size() - 8) / 16 != bigEndian(b.data(), 4)) {
+            return;
+        }
+        std::vector<std::vector<std::uint8_t>>& references = fileReferences_[&item];
+        for (std::size_t at = 8; at < b.size(); at += 16) {
+            references.emplace_back(b.begin() + static_cast<std::ptrdiff_t>(at),
+                                    b.begin() + static_cast<std::ptrdiff_t>(at + 16));
+        }
     }
 
     // Tags below 8000 are static: the same in every file, so the dictionary may know them.
@@ -382,11 +478,25 @@ class Reader {
     }
 
     void resolveItems() {
+        const FileMetaDictionary meta(fileOrder_, [&](std::uint16_t tag) -> std::optional<Bytes16> {
+            const auto mapped = primer_.find(tag);
+            if (mapped != primer_.end()) {
+                return mapped->second;
+            }
+            const SDK::Types::UniversalLabel* known = staticTag(tag);
+            return known ? std::optional<Bytes16>(bytes16(known->bytes())) : std::nullopt;
+        });
         for (LocalSet& set : fileOrder_) {
             set.definition = dictionary_.findMetaMetadataSet(SDK::KLV::Key(set.key.data()));
             if (set.definition == nullptr) {
+                const std::string* defined = meta.className(set.key);
+                if (defined != nullptr) {
+                    set.fileDefinition = FileDefinition{*defined, ""};
+                }
                 find(set, "unknown-set", nullptr,
-                     "the dictionary has no set " + dottedHex(set.key.data(), 16));
+                     "the dictionary has no set " + dottedHex(set.key.data(), 16) +
+                         (defined ? "; the file's metadictionary defines it as " + *defined
+                                  : std::string()));
             }
             // By label: in a stacked dictionary a set may hold an element of a layer whose
             // label the layer below defines too.
@@ -409,6 +519,13 @@ class Reader {
                          "local tag " + tagText(item.tag) +
                              " is not in the primer; read as the dictionary's static tag of " +
                              dottedHex(label->data(), 16));
+                } else if (const FileMetaDictionary::Property* p = meta.propertyByTag(item.tag)) {
+                    label = p->identification;
+                    find(set, "unknown-tag", &item,
+                         "local tag " + tagText(item.tag) +
+                             " is not in the primer; the file's metadictionary gives it to " +
+                             p->name)
+                        .severity = Severity::Info;
                 } else {
                     find(set, "unknown-tag", &item,
                          "local tag " + tagText(item.tag) + " is not in the primer");
@@ -422,8 +539,13 @@ class Reader {
                 item.element =
                     dictionary_.findMetaElement(SDK::Types::UniversalLabel(label->data()));
                 if (item.element == nullptr) {
-                    find(set, "unknown-element", &item,
-                         "the dictionary has no element " + dottedHex(label->data(), 16));
+                    const FileMetaDictionary::Property* defined = meta.property(*label);
+                    if (defined == nullptr) {
+                        find(set, "unknown-element", &item,
+                             "the dictionary has no element " + dottedHex(label->data(), 16));
+                        continue;
+                    }
+                    readFileDefined(set, item, *defined, meta);
                     continue;
                 }
                 present.insert(labelOf(*item.element));
@@ -487,12 +609,17 @@ class Reader {
         std::vector<Child> targets;
         LocalSet& set = fileOrder_[index];
         for (const Item& item : set.items) {
-            if (item.element == nullptr) {
+            const auto byFile = fileReferences_.find(&item);
+            if (item.element == nullptr && byFile == fileReferences_.end()) {
                 continue;
             }
             MM::Visitors::GetMetaElementVisitor<MM::MetaReferenceHolder> reference;
-            item.element->accept(reference);
-            for (const auto& uid : strongReferences(*item.element, item.bytes)) {
+            if (item.element != nullptr) {
+                item.element->accept(reference);
+            }
+            for (const auto& uid : item.element != nullptr
+                                       ? strongReferences(*item.element, item.bytes)
+                                       : byFile->second) {
                 const auto target = byInstance_.find(bytes16(uid.data()));
                 if (target == byInstance_.end() && bytes16(uid.data()) == Bytes16{}) {
                     // Some writers put a nil reference where the item should be left out.
@@ -592,7 +719,9 @@ class Reader {
     std::vector<LocalSet> fileOrder_;
     std::unordered_map<Bytes16, std::size_t, Bytes16Hash> byInstance_;
     std::unordered_map<const LocalSet*, const Item*> instanceItems_;  // each set's InstanceUID
-    std::vector<Finding> metadataFindings_;  // of the header metadata read, after the partitions'
+    std::vector<Finding> metadataFindings_;  // of the header metadata read, after the partitions
+    // The references of items the file's metadictionary types as strong references.
+    std::unordered_map<const Item*, std::vector<std::vector<std::uint8_t>>> fileReferences_;
 };
 
 }  // namespace

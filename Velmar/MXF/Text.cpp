@@ -91,8 +91,17 @@ const Bytes16* Primer::label(std::uint16_t tag) const {
 }
 
 std::string LocalSet::name() const {
-    return definition == nullptr ? std::string()
-                                 : SDK::Utils::toUtf8(definition->getProperty(u"name")).c_str();
+    if (definition == nullptr) {
+        return fileDefinition ? fileDefinition->name : std::string();
+    }
+    return SDK::Utils::toUtf8(definition->getProperty(u"name")).c_str();
+}
+
+std::string Item::name() const {
+    if (element == nullptr) {
+        return fileDefinition ? fileDefinition->name : std::string();
+    }
+    return SDK::Utils::toUtf8(element->getProperty(u"name")).c_str();
 }
 
 }  // namespace Velmar::MXF

@@ -23,11 +23,6 @@ std::string tagText(std::uint16_t tag) {
     return MXF::dottedHex(bytes, 2);
 }
 
-std::string name(const MM::MetaElement* element) {
-    return element == nullptr ? ""
-                              : Velmar::SDK::Utils::toUtf8(element->getProperty(u"name")).c_str();
-}
-
 }  // namespace
 
 void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
@@ -37,10 +32,11 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
             << "\n";
         for (const MXF::Item& item : set.items) {
             out << indent << "  " << tagText(item.tag) << " "
-                << (item.element ? name(item.element) : "?") << " ("
+                << (item.name().empty() ? "?" : item.name()) << " ("
                 << (item.element && Id::identifierToString(item.element->dataType())
                         ? Id::identifierToString(item.element->dataType())
-                        : "?")
+                    : item.fileDefinition ? item.fileDefinition->type + ", defined by the file"
+                                          : "?")
                 << ") ";
             if (item.value) {
                 out << "= " << item.value->toJson() << "\n";
