@@ -1,8 +1,9 @@
 // Fuzzes the MXF reader and the RegXML writer: the input is a file, read through the register
 // dictionary named by VELMAR_FUZZ_DICTIONARY (whose registered types decode every value; the
 // sample dictionary, which has none, when unset), once as a plain read and once walking every
-// KLV, and what is read is written as RegXML. A refusal is an expected answer; a crash, a
-// hang, a leak, undefined behaviour, an allocation the input's size does not justify, or any
+// KLV, and what is read is written as RegXML and as JSON, which must be valid UTF-8 whatever
+// the file's text bytes. A refusal is an expected answer; a crash, a hang, a leak, undefined
+// behaviour, an allocation the input's size does not justify, output that is not UTF-8, or any
 // other exception is a finding.
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +11,33 @@
 #include <sstream>
 
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
+
+namespace {
+
+bool validUtf8(const std::string& text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const std::size_t length = lead < 0x80 ? 1 : lead >= 0xc2 && lead <= 0xdf ? 2
+                                   : lead >= 0xe0 && lead <= 0xef           ? 3
+                                   : lead >= 0xf0 && lead <= 0xf4           ? 4
+                                                                            : 0;
+        if (length == 0 || text.size() - i < length) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            if ((static_cast<unsigned char>(text[i + k]) & 0xc0) != 0x80) {
+                return false;
+            }
+        }
+        i += length;
+    }
+    return true;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Velmar::SDK::MetaMetadata::Dictionary* dictionary = [] {
@@ -28,6 +54,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (!walk) {
                 std::ostringstream document;
                 Velmar::MXF::writeRegXML(document, header, *dictionary);
+            }
+            std::ostringstream json;
+            Velmar::MXF::writeJson(json, "fuzz.mxf", header, Velmar::MXF::JsonLayout::OneLine);
+            if (!validUtf8(json.str())) {
+                std::abort();
             }
         } catch (const Velmar::MXF::FileRefused&) {
         }

@@ -4,7 +4,8 @@
 # parse_value starts from fuzz/corpus/parse_value; load from the sample dictionary and every
 # dictionary of the tests. New inputs go to build-fuzz/corpus/TARGET; a finding stops the run
 # and is written to build-fuzz/findings/.
-# mxf starts from the MXF fixtures of the tests and reads them with the register dictionary of
+# mxf starts from the MXF fixtures of the tests (and the files of other writers in
+# ../shared/mxf-corpus, where it is) and reads them with the register dictionary of
 # the ordinary build (made first); compiled from the compiled forms of every
 # dictionary of the tests that loads.
 #   fuzz/run.sh [SECONDS] [TARGET...]   targets: parse_value, load, compiled, mxf (default: all)
@@ -36,6 +37,13 @@ for target in "${targets[@]}"; do
     build-fuzz/fuzz/make_compiled_corpus "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
   elif [ "$target" = mxf ]; then
     inputs=(tests/MXF/fixtures)
+    # Files of other writers, where the corpus lies beside the project (their licences keep
+    # them there): the reader's starting inputs, each cut to the length fuzzed.
+    if [ -d ../shared/mxf-corpus ]; then
+      mkdir -p build-fuzz/starting/mxf
+      find ../shared/mxf-corpus -name '*.mxf' -exec cp -f {} build-fuzz/starting/mxf/ \;
+      inputs+=(build-fuzz/starting/mxf)
+    fi
     maxLength=262144
     # The register dictionary, with its registered types, from the ordinary build: the
     # sanitized shared library that the importer needs cannot be linked here.
