@@ -269,9 +269,10 @@ class Walker {
             // key or the value on the grid, as writers that align the essence's bytes do.
             auto on = [&](std::uint64_t at, std::uint64_t from) { return (at - from) % kag == 0; };
             const bool aligned =
-                on(header.offset, partition.offset) || on(header.valueOffset, partition.offset) ||
-                on(header.offset, result_.runIn) || on(header.valueOffset, result_.runIn);
-            if (kag > 1 && !aligned) {
+                kag <= 1 || on(header.offset, partition.offset) ||
+                on(header.valueOffset, partition.offset) || on(header.offset, result_.runIn) ||
+                on(header.valueOffset, result_.runIn);
+            if (!aligned) {
                 misaligned_ = true;
                 find("kag-alignment", header.offset,
                      "the packet after " + std::string(afterPack_ ? "the partition pack" : "fill") +

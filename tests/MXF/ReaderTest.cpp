@@ -752,6 +752,12 @@ TEST(MXFWalk, ChecksKAGAlignment) {
     };
     const Case cases[] = {
         {"a KAG of 1: anything goes", file(1, 0, 0), {"partition-chain"}},
+        {"a KAG of 0: no grid at all", file(0, 0, 0), {"partition-chain"}},
+        // Writers that align the essence's bytes put the value on the grid, not the key.
+        {"the value on the boundary", file(64, toBoundary, afterMetadata + 64 - 17),
+         {"partition-chain"}},
+        {"the value a byte past it", file(64, toBoundary, afterMetadata + 64 - 16),
+         {"kag-alignment", "partition-chain"}},
         {"aligned by fill", file(64, toBoundary, afterMetadata), {"partition-chain"}},
         {"the metadata off the boundary",
          file(64, 0, afterMetadata),
