@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "KLV.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace Velmar::MXF {
 
@@ -124,32 +125,43 @@ class Walker {
         result_.findings.push_back({rule, offset, "", std::nullopt, "", std::move(message)});
     }
 
-    // The packet at offset, or nothing where the file was cut short in it: a file whose header
-    // names no footer, or one past where it ends, and that ends in a key, a length or a value
-    // is a file cut short, read as far as it goes. Where the footer it names is there, a length
-    // past the end is a lie and refused.
+    // The packet at offset, or nothing where the file ends inside it. After the header
+    // metadata (read, and its faults refused, before the walk) that is a finding, and the walk
+    // stops there: a file whose header names no footer, or one past where it ends, was cut
+    // short; one whose footer is there has a length that runs past the end.
     std::optional<KLVHeader> readPacket(std::uint64_t at) {
         const Keys keys = at < metadataEnd_ ? Keys::Any : Keys::SMPTELabels;
         try {
             return readKLVHeader(source_, at, keys);
         } catch (const FileRefused& refusal) {
             const std::string rule = refusal.rule();
-            if ((rule != "truncated" && rule != "length-past-end") || !cutShort()) {
+            if (rule != "truncated" && rule != "length-past-end") {
                 throw;
             }
-            find("truncated", source_.size(),
-                 "the file ends at " + std::to_string(source_.size()) + " in the packet at " +
-                     std::to_string(at) + ": it was cut short");
+            // A file that ends in a key or a length is one cut short, whatever it names.
+            if (rule == "truncated" || cutShort(at)) {
+                find("truncated", source_.size(),
+                     "the file ends at " + std::to_string(source_.size()) + " in the packet at " +
+                         std::to_string(at) + ": it was cut short");
+            } else {
+                find("length-past-end", at,
+                     SDK::Utils::toUtf8(refusal.message()).c_str() +
+                         std::string(", though the footer the header names is there: a wrong "
+                                     "length, after which the walk cannot go on"));
+            }
             return std::nullopt;
         }
     }
 
-    bool cutShort() const {
+    // Whether a packet at `at` whose length runs past the end is the end of a file cut short:
+    // the header names no footer, or one past the end or at this very packet.
+    bool cutShort(std::uint64_t at) const {
         if (packs_.empty()) {
             return true;
         }
         const std::uint64_t footer = packs_.front().footerPartition;
-        if (footer == 0 || footer > source_.size() - result_.runIn) {
+        if (footer == 0 || footer > source_.size() - result_.runIn ||
+            result_.runIn + footer == at) {
             return true;
         }
         for (const Partition& pack : packs_) {
@@ -268,10 +280,10 @@ class Walker {
             // Counted from the pack, or from the file's start as some writers count it; and the
             // key or the value on the grid, as writers that align the essence's bytes do.
             auto on = [&](std::uint64_t at, std::uint64_t from) { return (at - from) % kag == 0; };
-            const bool aligned =
-                kag <= 1 || on(header.offset, partition.offset) ||
-                on(header.valueOffset, partition.offset) || on(header.offset, result_.runIn) ||
-                on(header.valueOffset, result_.runIn);
+            const bool aligned = kag <= 1 || on(header.offset, partition.offset) ||
+                                 on(header.valueOffset, partition.offset) ||
+                                 on(header.offset, result_.runIn) ||
+                                 on(header.valueOffset, result_.runIn);
             if (!aligned) {
                 misaligned_ = true;
                 find("kag-alignment", header.offset,
@@ -713,12 +725,13 @@ bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
     return true;
 }
 
-// The generic streams a track's subtree names (Generic Stream ID of a text-based set, say) and
+// The generic streams a track or its subtree names (Generic Stream ID of a text-based set, say) and
 // that the file has: such a track's data is carried there, not in an essence container.
 std::set<std::uint32_t> genericStreamsNamed(const std::vector<LocalSet>& sets, std::size_t track,
                                             const std::set<std::uint32_t>& streams) {
     std::set<std::uint32_t> named;
-    for (std::size_t i = track + 1; i < sets.size() && sets[i].depth > sets[track].depth; ++i) {
+    for (std::size_t i = track;
+         i < sets.size() && (i == track || sets[i].depth > sets[track].depth); ++i) {
         for (const Item& item : sets[i].items) {
             if (item.label && sameLabel(item.label->data(), kGenericStreamID) &&
                 item.bytes.size() == 4) {

@@ -61,7 +61,9 @@ class Reader {
         }
         if (options_.walk) {
             walkFile(source_, result_);  // every partition, in file order
-            footerMissing(header);
+            if (!result_.walk->truncatedAt) {
+                footerMissing(header);
+            }
         } else {
             readPartitions(header);
         }
@@ -69,6 +71,7 @@ class Reader {
         if (holder.offset != header.offset) {
             primer_.clear();
             fileOrder_.clear();
+            darkSets_.clear();
             metadataFindings_.clear();
             readHeaderMetadata(holder);
         }
@@ -131,13 +134,27 @@ class Reader {
     void readPartitions(const Partition& header) {
         const std::uint64_t runIn = result_.runIn;
         std::map<std::uint64_t, Partition> found{{runIn, header}};
+        // A pack past the header metadata that cannot be read is a finding, never a refusal:
+        // the header metadata is there to read. One that runs past the end was cut short.
         auto add = [&](std::uint64_t relative) {
             if (relative > source_.size() - runIn) {
                 return false;
             }
             const std::uint64_t at = runIn + relative;
             if (found.count(at) == 0) {
-                found.emplace(at, readPartition(at));
+                try {
+                    found.emplace(at, readPartition(at));
+                } catch (const FileRefused& refusal) {
+                    const std::string rule = refusal.rule();
+                    const bool cut = rule == "truncated" || rule == "length-past-end";
+                    result_.findings.push_back({cut ? "truncated" : "partition-chain",
+                                                cut ? source_.size() : at, "", std::nullopt, "",
+                                                "the partition pack at " + std::to_string(at) +
+                                                    ": " +
+                                                    SDK::Utils::toUtf8(refusal.message()).c_str() +
+                                                    (cut ? ": the file was cut short" : "")});
+                    return true;  // named where a pack is: no other finding for it
+                }
             }
             return true;
         };
@@ -157,6 +174,9 @@ class Reader {
             std::set<std::uint64_t> seen;
             while (at != 0 && seen.insert(at).second && partitionAt(runIn + at)) {
                 add(at);
+                if (found.count(runIn + at) == 0) {
+                    break;  // a pack that could not be read names nothing before it
+                }
                 const std::uint64_t previous = found.at(runIn + at).previousPartition;
                 if (previous >= at) {
                     break;
@@ -258,10 +278,12 @@ class Reader {
                      "a local set whose key has the registry designator " +
                          dottedHex(header.key.data() + 5, 1) +
                          " where 53 is due: " + dottedHex(header.key.data(), 16)});
+            } else if (!isSMPTELabel(header.key) && parsesAsLocalSet(header)) {
+                // Kept until the file's metadictionary says whether it defines the class.
+                darkSets_.insert(header.offset);
+                fileOrder_.push_back(readLocalSet(header));
             } else if (!isSMPTELabel(header.key)) {
-                metadataFindings_.push_back({"unknown-set", header.offset, "", std::nullopt, "",
-                                             "a dark set, whose key is no SMPTE label: " +
-                                                 dottedHex(header.key.data(), 16)});
+                metadataFindings_.push_back(darkSet(header.offset, header.key));
             } else {
                 metadataFindings_.push_back(
                     {"unknown-set", header.offset, "", std::nullopt, "",
@@ -303,6 +325,15 @@ class Reader {
             }
             result_.primer.entries.emplace_back(tag, bytes16(v.data() + at + 2));
         }
+    }
+
+    static Finding darkSet(std::uint64_t offset, const Bytes16& key) {
+        return {"unknown-set",
+                offset,
+                "",
+                std::nullopt,
+                "",
+                "a dark set, whose key is no SMPTE label: " + dottedHex(key.data(), 16)};
     }
 
     // Whether the value is a run of 2-byte tags and 2-byte lengths that ends where it does.
@@ -486,6 +517,16 @@ class Reader {
             const SDK::Types::UniversalLabel* known = staticTag(tag);
             return known ? std::optional<Bytes16>(bytes16(known->bytes())) : std::nullopt;
         });
+        // Dark sets whose class the file does not define stay dark: stepped over, unread.
+        std::vector<LocalSet> kept;
+        for (LocalSet& set : fileOrder_) {
+            if (darkSets_.count(set.offset) != 0 && meta.className(set.key) == nullptr) {
+                result_.findings.push_back(darkSet(set.offset, set.key));
+            } else {
+                kept.push_back(std::move(set));
+            }
+        }
+        fileOrder_ = std::move(kept);
         for (LocalSet& set : fileOrder_) {
             set.definition = dictionary_.findMetaMetadataSet(SDK::KLV::Key(set.key.data()));
             if (set.definition == nullptr) {
@@ -720,6 +761,7 @@ class Reader {
     std::unordered_map<Bytes16, std::size_t, Bytes16Hash> byInstance_;
     std::unordered_map<const LocalSet*, const Item*> instanceItems_;  // each set's InstanceUID
     std::vector<Finding> metadataFindings_;  // of the header metadata read, after the partitions
+    std::set<std::uint64_t> darkSets_;       // sets of private keys read, by offset
     // The references of items the file's metadictionary types as strong references.
     std::unordered_map<const Item*, std::vector<std::vector<std::uint8_t>>> fileReferences_;
 };

@@ -5,11 +5,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Json.h"
 #include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
@@ -319,6 +322,7 @@ struct Pack {
     std::uint64_t bodyOffset = 0;
     std::vector<Bytes> containers;  // the essence container batch
     std::uint32_t kag = 1;
+    std::uint8_t status = 0x04;  // the key's byte 14: closed complete, or 0x11 for a generic stream
 };
 
 Bytes pack(const Pack& p) {
@@ -329,7 +333,7 @@ Bytes pack(const Pack& p) {
     Bytes batch;
     for (const Bytes& container : p.containers)
         batch = batch + container;
-    return klv(key(0x02, 0x05, p.kind, 0x04), value + batch);
+    return klv(key(0x02, 0x05, p.kind, p.status), value + batch);
 }
 
 Bytes essenceElement(std::size_t size) {
@@ -357,7 +361,11 @@ struct Layout {
     Bytes essence = essenceElement(100) + essenceElement(100);
     std::vector<std::uint64_t> offsets = {0, 117};
     Bytes extraIndex;
-    Bytes extraSets;  // after the Preface and its Storage
+    Bytes extraSets;    // after the Preface and its Storage
+    Bytes extraPrimer;  // entries for their items
+    // A generic stream partition between the body and the footer, and the packets in it.
+    std::optional<Pack> stream;
+    Bytes streamData;
 };
 
 // A set of a key the dictionary lacks holding a Track Number (tag 48.04) and an Essence
@@ -385,16 +393,27 @@ Bytes laidOut(const std::function<void(Layout&)>& change = nullptr,
     Layout l;
     if (prepare)
         prepare(l);
-    const Bytes metadata = primer(false, kMorePrimer) + preface(1, 2) + storage(2) + l.extraSets;
+    const Bytes metadata =
+        primer(false, kMorePrimer + l.extraPrimer) + preface(1, 2) + storage(2) + l.extraSets;
     l.header.headerByteCount = metadata.size();
     const std::uint64_t bodyAt = pack(l.header).size() + metadata.size();
     l.body = {0x03, bodyAt, 0, 0, 0, 0, 1, 0, {}};
-    const std::uint64_t footerAt = bodyAt + pack(l.body).size() + l.essence.size();
+    const std::uint64_t streamAt = bodyAt + pack(l.body).size() + l.essence.size();
+    std::uint64_t footerAt = streamAt;
+    if (l.stream) {
+        l.stream->thisPartition = streamAt;
+        l.stream->previous = bodyAt;
+        footerAt += pack(*l.stream).size() + l.streamData.size();
+    }
     l.header.footer = l.body.footer = footerAt;
-    l.footer = {0x04, footerAt, bodyAt, footerAt, 0, 2, 0, 0, {}};
+    if (l.stream) {
+        l.stream->footer = footerAt;
+    }
+    l.footer = {0x04, footerAt, l.stream ? streamAt : bodyAt, footerAt, 0, 2, 0, 0, {}};
     if (change)
         change(l);
-    return pack(l.header) + metadata + pack(l.body) + l.essence + pack(l.footer) +
+    const Bytes stream = l.stream ? pack(*l.stream) + l.streamData : Bytes{};
+    return pack(l.header) + metadata + pack(l.body) + l.essence + stream + pack(l.footer) +
            indexSegment(0, 2, l.offsets) + l.extraIndex;
 }
 
@@ -459,14 +478,6 @@ TEST(MXFWalk, RefusesStructuralFaultsAnywhere) {
     Bytes huge = good;
     huge[essenceAt + 16] = 0x88;  // a length of 2^63 and more in place of 100
     const Case cases[] = {
-        // The footer the header names is there after it: a lie, not a file cut short.
-        {"an essence element claiming 2^63 bytes",
-         laidOut(nullptr,
-                 [](Layout& l) {
-                     l.essence = key(0x01, 0x02, 0x01, 0x05, 0x00, 0x15, 0x0d, 0x03, 0x01) +
-                                 Bytes{0x88} + be(1ull << 63, 8);
-                 }),
-         "length-past-end@" + std::to_string(essenceAt)},
         {"a zeroed essence key", zeroedKey, "bad-key@" + std::to_string(essenceAt)},
         {"an index entry array that lies", laidOut([](Layout& l) {
              l.extraIndex = klv(key(0x02, 0x53, 0x10, 0x01, 0x00, 0x01, 0x0d, 0x02, 0x01),
@@ -477,6 +488,13 @@ TEST(MXFWalk, RefusesStructuralFaultsAnywhere) {
     for (const Case& c : cases) {
         EXPECT_EQ(walkRefusal(c.bytes), c.expected) << c.what;
     }
+    // The footer the header names is there after it: a wrong length, not a file cut short, and
+    // the walk stops at it.
+    const Bytes lying = laidOut(nullptr, [](Layout& l) {
+        l.essence = key(0x01, 0x02, 0x01, 0x05, 0x00, 0x15, 0x0d, 0x03, 0x01) + Bytes{0x88} +
+                    be(1ull << 63, 8);
+    });
+    EXPECT_EQ(walkFindings(lying), std::vector<std::string>{"length-past-end"});
     EXPECT_EQ(refusal(Bytes(good.begin(), good.begin() + essenceAt + 50)), "read");
     EXPECT_EQ(walkRefusal(good), "read");
 }
@@ -754,9 +772,11 @@ TEST(MXFWalk, ChecksKAGAlignment) {
         {"a KAG of 1: anything goes", file(1, 0, 0), {"partition-chain"}},
         {"a KAG of 0: no grid at all", file(0, 0, 0), {"partition-chain"}},
         // Writers that align the essence's bytes put the value on the grid, not the key.
-        {"the value on the boundary", file(64, toBoundary, afterMetadata + 64 - 17),
+        {"the value on the boundary",
+         file(64, toBoundary, afterMetadata + 64 - 17),
          {"partition-chain"}},
-        {"the value a byte past it", file(64, toBoundary, afterMetadata + 64 - 16),
+        {"the value a byte past it",
+         file(64, toBoundary, afterMetadata + 64 - 16),
          {"kag-alignment", "partition-chain"}},
         {"aligned by fill", file(64, toBoundary, afterMetadata), {"partition-chain"}},
         {"the metadata off the boundary",
@@ -791,4 +811,351 @@ TEST(MXFWalk, MapsStreamOffsetsThroughEveryPartition) {
     EXPECT_EQ(walkFindings(file({0, 117, 234, 351})), std::vector<std::string>{});
     EXPECT_EQ(walkFindings(file({0, 117, 234, 352})), std::vector<std::string>{"index-offset"});
     EXPECT_EQ(walkFindings(file({0, 117, 468})), std::vector<std::string>{"index-offset"});
+}
+
+// What files of other writers hold that the files ffmpeg writes never do.
+namespace {
+
+const Bytes kStreamElementKey = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x0c,
+                                 0x0d, 0x01, 0x05, 0x09, 0x01, 0x00, 0x00, 0x00};
+const Bytes kGenericStreamIDLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x0d,
+                                     0x01, 0x03, 0x04, 0x08, 0x00, 0x00, 0x00, 0x00};
+
+// A random index pack of (BodySID, offset) entries, its own length last.
+Bytes randomIndexOf(const std::vector<std::pair<std::uint32_t, std::uint64_t>>& entries) {
+    Bytes value;
+    for (const auto& [sid, offset] : entries) {
+        value = value + be(sid, 4) + be(offset, 8);
+    }
+    const std::uint64_t length = 16 + 1 + value.size() + 4;
+    return key(0x02, 0x05, 0x11, 0x01) + ber(value.size() + 4) + value + be(length, 4);
+}
+
+// A generic stream partition of BodySID 3 and two packets between the body and the footer.
+void withStream(Layout& l) {
+    Pack stream;
+    stream.kind = 0x03;
+    stream.status = 0x11;
+    stream.bodySID = 3;
+    l.stream = stream;
+    l.streamData = klv(kStreamElementKey, Bytes(40, 0x47)) + klv(kStreamElementKey, Bytes(8, 1));
+}
+
+// A track set holding its number and, where given, a Generic Stream ID (tag 48.05).
+Bytes streamTrack(std::uint8_t self, std::uint32_t number, std::optional<std::uint32_t> sid) {
+    Bytes items = item(0x3c0a, uid(self)) + item(0x4804, be(number, 4));
+    if (sid) {
+        items = items + item(0x4805, be(*sid, 4));
+    }
+    return klv(key(0x02, 0x53, 0x01, 0x3b), items);
+}
+
+}  // namespace
+
+TEST(MXFRealFiles, ReadsGenericStreamPartitionsApartFromTheEssence) {
+    Layout layout;
+    const Bytes bytes = laidOut([&](Layout& l) { layout = l; }, withStream);
+    const Bytes indexed = bytes + randomIndexOf({{0, 0},
+                                                 {1, layout.body.thisPartition},
+                                                 {3, layout.stream->thisPartition},
+                                                 {0, layout.footer.thisPartition}});
+    for (const bool walk : {false, true}) {
+        SCOPED_TRACE(walk ? "walked" : "read");
+        const MXF::HeaderMetadata header =
+            MXF::readHeaderMetadata(indexed.data(), indexed.size(), tiny(), {walk});
+        ASSERT_EQ(header.partitions.size(), 4u);
+        const MXF::Partition& stream = header.partitions[2];
+        EXPECT_EQ(stream.kind, MXF::Partition::Kind::GenericStream);
+        EXPECT_STREQ(stream.kindName(), "genericStream");
+        EXPECT_EQ(stream.bodySID, 3u);
+        EXPECT_EQ(stream.offset, layout.stream->thisPartition);
+        EXPECT_TRUE(header.findings.empty()) << findings(header).front();
+        if (walk) {
+            EXPECT_EQ(header.walk->genericStreamPackets, 2u);
+            EXPECT_EQ(header.walk->genericStreamBytes, 57u + 25u);
+            EXPECT_EQ(header.walk->essenceElements, 2u);  // the body's, not the stream's
+        }
+    }
+}
+
+// A data track whose data is a generic stream of the file (by its Generic Stream ID) has no
+// essence in a container, and is no fault for that.
+TEST(MXFRealFiles, ATrackOfAGenericStreamNeedsNoEssence) {
+    const std::uint32_t kPicture = 0x15010500;
+    auto file = [&](bool stream, std::uint32_t sid) {
+        return laidOut(nullptr, [&](Layout& l) {
+            if (stream) {
+                withStream(l);
+            }
+            l.extraPrimer = be(0x4805, 2) + kGenericStreamIDLabel;
+            l.extraSets = streamTrack(7, 2, sid) + streamTrack(8, kPicture, std::nullopt);
+        });
+    };
+    const std::vector<std::string> unknowns = {"unknown-set", "unknown-element@48.04",
+                                               "unknown-element@48.05", "unknown-set",
+                                               "unknown-element@48.04"};
+    auto with = [&](std::vector<std::string> more) {
+        std::vector<std::string> all = unknowns;
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    };
+    EXPECT_EQ(walkFindings(file(true, 3)), with({}));
+    EXPECT_EQ(walkFindings(file(true, 4)), with({"essence-track Track Number@48.04"}))
+        << "a stream the file does not have";
+    EXPECT_EQ(walkFindings(file(false, 3)), with({"essence-track Track Number@48.04"}))
+        << "no generic stream partition at all";
+}
+
+// A file cut anywhere after its header metadata reads, the walk stopping where it ends; cut
+// in its header metadata, it is refused. Each boundary of the file, and a byte either side.
+TEST(MXFRealFiles, ReadsAFileCutShortAfterItsHeaderMetadata) {
+    Layout layout;
+    const Bytes good = laidOut([&](Layout& l) { layout = l; });
+    const std::size_t metadataEnd = layout.body.thisPartition;
+    const std::size_t bodyPackEnd = metadataEnd + pack(layout.body).size();
+    const std::size_t footerAt = layout.footer.thisPartition;
+    const std::size_t footerPackEnd = footerAt + pack(layout.footer).size();
+    struct Case {
+        std::size_t cut;
+        std::string read;  // the findings without the walk ("refused" for a refusal)
+        std::string walk;  // with it
+    };
+    const Case cases[] = {
+        {metadataEnd - 1, "refused", "refused"},
+        {metadataEnd, "truncated", "truncated"},  // nothing but the header partition
+        {metadataEnd + 1, "truncated", "truncated"},
+        {bodyPackEnd - 1, "truncated", "truncated"},
+        {bodyPackEnd, "truncated", "truncated"},
+        {bodyPackEnd + 1, "truncated", "truncated"},
+        {bodyPackEnd + 116, "truncated", "truncated"},  // the first frame a byte short
+        {bodyPackEnd + 117, "truncated", "truncated"},
+        {bodyPackEnd + 118, "truncated", "truncated"},
+        {footerAt - 1, "truncated", "truncated"},
+        {footerAt, "truncated", "truncated"},
+        {footerAt + 1, "footer-missing", "truncated"},  // the footer's key begun, not whole
+        {footerPackEnd - 1, "truncated", "truncated"},
+        {footerPackEnd, "", ""},  // a footer with no index table is whole
+        {footerPackEnd + 1, "", "truncated"},
+    };
+    auto text = [](const std::vector<std::string>& found) {
+        std::string out;
+        for (const std::string& f : found) {
+            out += (out.empty() ? "" : " ") + f;
+        }
+        return out;
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE("cut at " + std::to_string(c.cut));
+        const Bytes bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(c.cut));
+        EXPECT_EQ(refusal(bytes) == "read" ? text(findings(read(bytes))) : "refused", c.read);
+        if (walkRefusal(bytes) != "read") {
+            EXPECT_EQ("refused", c.walk);
+            continue;
+        }
+        const MXF::HeaderMetadata walked =
+            MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
+        EXPECT_EQ(text(findings(walked)), c.walk);
+        EXPECT_EQ(walked.sets.size(), 2u);
+    }
+}
+
+// Clip wrapping by the container's label: the entries land inside the clip (its key or its
+// value), in order; frame wrapping: on an element's key.
+TEST(MXFRealFiles, IndexesClipWrappedEssenceInsideTheClip) {
+    const Bytes clipLabel = {0x06, 0x0e, 0x2b, 0x34, 0x04, 0x01, 0x01, 0x02,
+                             0x0d, 0x01, 0x03, 0x01, 0x02, 0x04, 0x60, 0x02};
+    auto clip = [&](std::vector<std::uint64_t> offsets) {
+        return laidOut(nullptr, [&](Layout& l) {
+            l.header.containers = {clipLabel};
+            l.essence = essenceElement(100);  // key and length 17 bytes, value to 117
+            l.offsets = offsets;
+        });
+    };
+    struct Case {
+        const char* what;
+        std::vector<std::uint64_t> offsets;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"from the value's first byte to its last", {17, 60, 116}, {}},
+        {"the first at the clip's key", {0, 17, 60}, {}},
+        {"one past the value's end", {17, 117}, {"index-offset"}},
+        {"out of order", {17, 60, 59}, {"index-offset"}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(walkFindings(clip(c.offsets)), c.expected) << c.what;
+    }
+    // The same label frame wrapped: an entry inside an element's value is off.
+    const Bytes frameLabel = [&] {
+        Bytes label = clipLabel;
+        label[15] = 0x01;
+        return label;
+    }();
+    EXPECT_EQ(walkFindings(laidOut(nullptr,
+                                   [&](Layout& l) {
+                                       l.header.containers = {frameLabel};
+                                       l.offsets = {0, 17};
+                                   })),
+              std::vector<std::string>{"index-offset"});
+}
+
+// An encrypted triplet carries its plaintext key, whose track number is the track's; the
+// partitions name the encrypted container, the descriptor the plaintext one.
+TEST(MXFRealFiles, CountsEncryptedTripletsAsEssenceOfTheirTrack) {
+    const Bytes tripletKey = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x04, 0x01, 0x07,
+                              0x0d, 0x01, 0x03, 0x01, 0x02, 0x7e, 0x01, 0x00};
+    const Bytes encryptedLabel = {0x06, 0x0e, 0x2b, 0x34, 0x04, 0x01, 0x01, 0x07,
+                                  0x0d, 0x01, 0x03, 0x01, 0x02, 0x0b, 0x01, 0x00};
+    const Bytes plaintextKey = key(0x01, 0x02, 0x01, 0x05, 0x00, 0x15, 0x0d, 0x03, 0x01);
+    auto triplet = [&](const Bytes& source) {
+        return klv(tripletKey, ber(16) + uid(9) + ber(8) + be(0, 8) + ber(16) + source + ber(8) +
+                                   be(100, 8) + ber(32) + Bytes(32, 0xee));
+    };
+    const std::uint32_t kPicture = 0x15010500;  // the plaintext key's bytes 12 to 15
+    auto file = [&](const Bytes& source, bool labelled) {
+        return laidOut(nullptr, [&](Layout& l) {
+            l.essence = triplet(source) + triplet(source);
+            if (labelled) {
+                l.header.containers = {encryptedLabel};
+            }
+            l.offsets = {0, triplet(source).size()};
+            l.extraSets = trackSet(kPicture, kContainer);
+        });
+    };
+    const std::vector<std::string> unknowns = {"unknown-set", "unknown-element@48.04",
+                                               "unknown-element@30.04"};
+    const Bytes good = file(plaintextKey, true);
+    const MXF::HeaderMetadata header =
+        MXF::readHeaderMetadata(good.data(), good.size(), tiny(), {true});
+    EXPECT_EQ(findings(header), unknowns);
+    EXPECT_EQ(header.walk->encryptedElements, 2u);
+    EXPECT_EQ(header.walk->essenceTrackNumbers, std::vector<std::uint32_t>{kPicture});
+    // Another track's plaintext: a track without essence, and essence of no track.
+    Bytes other = plaintextKey;
+    other[15] = 0x02;
+    std::vector<std::string> expected = unknowns;
+    expected.push_back("essence-track Track Number@48.04 (warning)");
+    EXPECT_EQ(walkFindings(file(other, true)), expected);
+}
+
+// A file's own metadictionary names and types what the dictionary lacks.
+TEST(MXFRealFiles, NamesWhatTheFilesMetadictionaryDefines) {
+    const Bytes identification = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                  0x06, 0x01, 0x01, 0x07, 0x13, 0x00, 0x00, 0x00};
+    const Bytes nameLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                             0x03, 0x02, 0x04, 0x01, 0x02, 0x01, 0x00, 0x00};
+    const Bytes propertyType = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                0x06, 0x01, 0x01, 0x07, 0x04, 0x00, 0x00, 0x00};
+    const Bytes localIdentification = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                       0x06, 0x01, 0x01, 0x07, 0x05, 0x00, 0x00, 0x00};
+    const Bytes sizeLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                             0x03, 0x01, 0x02, 0x03, 0x01, 0x00, 0x00, 0x00};
+    const Bytes signedLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                               0x03, 0x01, 0x02, 0x03, 0x02, 0x00, 0x00, 0x00};
+    const Bytes utf16String = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x04, 0x01, 0x01,
+                               0x01, 0x10, 0x02, 0x00, 0x00, 0x00, 0x00, 0x00};
+    // A private class, two private properties and a private type, AUIDs as Avid writes them.
+    const Bytes projectName = uid(0xa1), trim = uid(0xa2), int16 = uid(0xa3), clipClass = uid(0x80);
+    auto text = [](const std::string& ascii) {
+        Bytes out;
+        for (char c : ascii) {
+            out = out + Bytes{0, static_cast<std::uint8_t>(c)};
+        }
+        return out;
+    };
+    // Meta definitions: 06.0e.2b.34.02.53.01.01.0d.01.01.01.02.KIND.00.00.
+    auto meta = [](std::uint8_t kind) {
+        return key(0x02, 0x53, kind, 0x00, 0x00, 0x02, 0x0d, 0x01, 0x01);
+    };
+    const Bytes definition = meta(0x02), classKey = meta(0x01), integerKey = meta(0x04);
+    const Bytes entries = be(0x3c0a, 2) + kInstanceUIDLabel + be(0x0005, 2) + identification +
+                          be(0x0006, 2) + nameLabel + be(0x000b, 2) + propertyType + be(0x000d, 2) +
+                          localIdentification + be(0x000f, 2) + sizeLabel + be(0x0010, 2) +
+                          signedLabel + be(0xffff, 2) + projectName;
+    const Bytes metaSets =
+        klv(definition, item(0x0005, projectName) + item(0x0006, text("ProjectName")) +
+                            item(0x000b, utf16String)) +
+        klv(definition, item(0x0005, trim) + item(0x0006, text("Trim")) + item(0x000b, int16) +
+                            item(0x000d, be(0xfe00, 2))) +
+        klv(integerKey, item(0x0005, int16) + item(0x0006, text("Int16")) + item(0x000f, {2}) +
+                            item(0x0010, {1})) +
+        klv(classKey, item(0x0005, clipClass) + item(0x0006, text("ClipInfo")));
+    // The class's set, keyed by its AUID, and an item of each property: one by the primer, one
+    // by the tag its property definition gives.
+    const Bytes clipSet = klv(clipClass, item(0x3c0a, uid(5)) + item(0xffff, text("Reel 1")) +
+                                             item(0xfe00, be(0xfffe, 2)));
+    const Bytes metadata =
+        klv(key(0x02, 0x05, 0x05, 0x01), be(entries.size() / 18, 4) + be(18, 4) + entries) +
+        metaSets + clipSet;
+    const Bytes bytes = partition(metadata.size()) + metadata;
+    const MXF::HeaderMetadata header =
+        MXF::readHeaderMetadata(bytes.data(), bytes.size(), registers());
+    const MXF::LocalSet* clip = nullptr;
+    for (const MXF::LocalSet& set : header.sets) {
+        clip = set.key == MXF::Bytes16{} || Bytes(set.key.begin(), set.key.end()) != clipClass
+                   ? clip
+                   : &set;
+    }
+    ASSERT_NE(clip, nullptr);
+    EXPECT_EQ(clip->name(), "ClipInfo");
+    ASSERT_TRUE(clip->fileDefinition.has_value());
+    ASSERT_EQ(clip->items.size(), 3u);
+    const MXF::Item& name = clip->items[1];
+    ASSERT_TRUE(name.fileDefinition.has_value());
+    EXPECT_EQ(name.name(), "ProjectName");
+    EXPECT_EQ(name.fileDefinition->type, "UTF16String");
+    ASSERT_TRUE(name.value.has_value());
+    EXPECT_EQ(name.value->toJson(), "\"Reel 1\"");
+    const MXF::Item& trimmed = clip->items[2];
+    ASSERT_TRUE(trimmed.fileDefinition.has_value());
+    EXPECT_EQ(trimmed.name(), "Trim");
+    EXPECT_EQ(trimmed.fileDefinition->type, "Int16");
+    ASSERT_TRUE(trimmed.value.has_value());
+    EXPECT_EQ(trimmed.value->toJson(), "-2");
+    // What the file defines is only unknown to the dictionary: info, every one.
+    std::vector<std::string> clipFindings;
+    for (const MXF::Finding& f : header.findings) {
+        if (f.setOffset == clip->offset) {
+            clipFindings.push_back(f.rule + " " + MXF::severityName(f.severity));
+        }
+    }
+    EXPECT_EQ(clipFindings, (std::vector<std::string>{"unknown-set info", "unknown-element info",
+                                                      "unknown-tag info", "unknown-element info"}));
+    std::ostringstream json;
+    MXF::writeJson(json, "clip.mxf", header, MXF::JsonLayout::OneLine);
+    EXPECT_NE(json.str().find("\"name\": \"ClipInfo\", \"definedBy\": \"file\""),
+              std::string::npos);
+    EXPECT_NE(json.str().find("\"name\": \"Trim\", \"type\": \"Int16\", \"subType\": null, "
+                              "\"definedBy\": \"file\""),
+              std::string::npos);
+}
+
+// Each rule's severity, and a milder one only where the reader gives it.
+TEST(MXFRealFiles, EachRuleHasItsSeverity) {
+    const std::pair<const char*, MXF::Severity> table[] = {
+        {"truncated", MXF::Severity::Error},
+        {"partition-chain", MXF::Severity::Error},
+        {"random-index", MXF::Severity::Error},
+        {"dangling-reference", MXF::Severity::Error},
+        {"wrong-target", MXF::Severity::Error},
+        {"bad-size", MXF::Severity::Error},
+        {"essence-track", MXF::Severity::Error},
+        {"index-offset", MXF::Severity::Error},
+        {"length-past-end", MXF::Severity::Error},
+        {"required-missing", MXF::Severity::Warning},
+        {"non-conformant-key", MXF::Severity::Warning},
+        {"kag-alignment", MXF::Severity::Warning},
+        {"essence-container", MXF::Severity::Warning},
+        {"unknown-tag", MXF::Severity::Warning},
+        {"invalid-text", MXF::Severity::Warning},
+        {"unknown-enumeration-value", MXF::Severity::Warning},
+        {"not-an-attribute", MXF::Severity::Warning},
+        {"unknown-set", MXF::Severity::Info},
+        {"unknown-element", MXF::Severity::Info},
+        {"a rule of no name", MXF::Severity::Error},
+    };
+    for (const auto& [rule, severity] : table) {
+        EXPECT_EQ(MXF::ruleSeverity(rule), severity) << rule;
+    }
+    EXPECT_STREQ(MXF::severityName(MXF::Severity::Warning), "warning");
 }
