@@ -173,3 +173,50 @@ def test_reading_releases_the_gil_so_threads_read_in_parallel():
     finally:
         sys.setswitchinterval(interval)
     assert ran_while_loading
+
+
+def test_each_finding_has_a_severity_and_fail_on_moves_the_exit_status(tmp_path, xsddict_tool):
+    original = open(MPEG2, "rb").read()
+    identification = xsddict.read(MPEG2).set("Identification")
+    key_at = identification.offset
+
+    def patched(at, byte, name):
+        data = bytearray(original)
+        data[at] = byte
+        path = tmp_path / name
+        path.write_bytes(bytes(data))
+        return str(path)
+
+    # A local set keyed with registry designator 7f: read all the same, with a warning.
+    warned = patched(key_at + 5, 0x7F, "warned.mxf")
+    findings = xsddict.read(warned).findings
+    assert [(f.rule, f.severity) for f in findings] == [("non-conformant-key", "warning")]
+    assert xsddict.read(warned).set("Identification")["Application Name"] == "OP1a Muxer"
+    # A key the dictionary does not know: only unknown to it, and nothing refers wrongly to it.
+    unknown = patched(key_at + 14, 0xEE, "unknown.mxf")
+    assert [(f.rule, f.severity) for f in xsddict.read(unknown).findings] == [
+        ("unknown-set", "info")]
+
+    def status(path, *options):
+        return subprocess.run([xsddict_tool, "mxf", path, *options], capture_output=True,
+                              check=False).returncode
+
+    assert [status(warned), status(warned, "--fail-on", "error"),
+            status(warned, "--fail-on", "info")] == [3, 0, 3]
+    assert [status(unknown), status(unknown, "--fail-on", "warning"),
+            status(unknown, "--fail-on", "info")] == [0, 0, 3]
+    assert status(unknown, "--fail-on", "everything") == 2
+
+
+def test_dictionaries_stack_and_say_what_clashed():
+    tiny = os.path.join(FIXTURES, "tiny.xsd")
+    builtin = xsddict.Dictionary.builtin()
+    stacked = xsddict.Dictionary.load("+" + tiny)
+    assert stacked.element_count == builtin.element_count + 3  # tiny's own Count, Content, Child
+    assert stacked.element("06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.01.00").name == "Count"
+    # The register's Preface stays; tiny's, of three attributes, is a clash.
+    assert len(stacked.set_by_name("Preface").attributes) > 3
+    assert any(c.startswith(tiny + ": set Preface") for c in stacked.clashes)
+    assert xsddict.Dictionary.load(tiny).clashes == []
+    with pytest.raises(xsddict.DictionaryError):
+        xsddict.Dictionary.load("+" + tiny, os.path.join(FIXTURES, "no-such.xsd"))
