@@ -6,7 +6,9 @@
 //   - the register dictionary loaded in a process, compiled against its schema: warm (the
 //     median of repeated loads) and first (one load in a fresh process, as a command pays it);
 //   - 1,000 files (copies of the fixtures) in one run, xsddict mxf --json DIR against
-//     mediainfo --Output=JSON DIR, and xsddict's peak memory at 1,000 files against 100.
+//     mediainfo --Output=JSON DIR, and xsddict's peak memory at 1,000 files against 100;
+//   - the files of other writers, where their corpus lies beside the project: files per second
+//     of xsddict mxf --json -j 2 against mediainfo --Output=JSON over the same files.
 //
 //   mxf_benchmark                     makes the files (ffmpeg) in a scratch folder, measures,
 //                                     prints the table and removes the folder
@@ -310,6 +312,42 @@ int main(int argc, char** argv) {
             "and %.1f MB; xsddict on %u threads, its default)\n",
             static_cast<double>(fs::file_size(files[0])) / 1e6, megabytesIn(archive100),
             megabytesIn(archive1000), std::thread::hardware_concurrency());
+
+        // Files of other writers, where the corpus lies beside the project: links to its MXF
+        // files alone in a folder, so that both read exactly these.
+        const fs::path corpus = VELMAR_MXF_CORPUS;
+        if (fs::is_directory(corpus)) {
+            const fs::path linked = folder / "corpus";
+            fs::create_directories(linked);
+            std::size_t count = 0;
+            double bytes = 0;
+            for (const auto& entry : fs::recursive_directory_iterator(corpus)) {
+                if (entry.is_regular_file() && entry.path().extension() == ".mxf") {
+                    fs::create_symlink(fs::absolute(entry.path()),
+                                       linked / (std::to_string(count++) + ".mxf"));
+                    bytes += static_cast<double>(entry.file_size());
+                }
+            }
+            for (int round = 0; round < 5; ++round) {
+                measure("corpus-xsddict", self + " --run " + xsddict + " mxf --json -j 2 " +
+                                              bench::quoted(linked.string()));
+                measure("corpus-mediainfo", self + " --run mediainfo --Output=JSON " +
+                                                bench::quoted(linked.string()));
+            }
+            const double ours = bench::median(ms["corpus-xsddict"]);
+            const double theirs = bench::median(ms["corpus-mediainfo"]);
+            std::printf(
+                "\nfiles of other writers (%zu files, %.1f MB, in %s), medians of 5 interleaved "
+                "runs:\n  xsddict mxf --json -j 2  %7.1f ms  %7.1f files/s\n  mediainfo "
+                "--Output=JSON  %7.1f ms  %7.1f files/s\n  xsddict's files per second: %.1f "
+                "times mediainfo's\n",
+                count, bytes / 1e6, corpus.c_str(), ours, 1000.0 * static_cast<double>(count) / ours,
+                theirs, 1000.0 * static_cast<double>(count) / theirs,
+                1 / pairedRatio(ms["corpus-xsddict"], ms["corpus-mediainfo"]));
+        } else {
+            std::printf("\nno corpus of other writers' files at %s: not measured\n",
+                        corpus.c_str());
+        }
 
         // The walk over a frame-wrapped file of more than 1 GiB, against reading the file whole
         // (cat, from the page cache, where the walk's reads come from too).
