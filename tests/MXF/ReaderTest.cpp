@@ -140,6 +140,13 @@ TEST(MXFReader, RefusesBrokenStructureNamingRuleAndOffset) {
     Bytes primerTwice = partition(primer(true).size()) + primer(true);
     Bytes itemPastSet = partition(primer().size() + 25) + primer() +
                         klv(key(0x02, 0x53, 0x01, 0x18), be(0x3c0a, 2) + be(16, 2) + Bytes(4, 0));
+    // An item whose length claims one byte more than its set holds, and one that fits exactly.
+    auto itemOf = [&](std::uint16_t length) {
+        const Bytes set = klv(key(0x02, 0x53, 0x01, 0x18, 0x00, 0x01, 0x0d, 0x01, 0x01),
+                              be(0x3c0a, 2) + be(length, 2) + uid(2));
+        return partition(primer().size() + set.size()) + primer() + set;
+    };
+    const Bytes itemOneByteOver = itemOf(17);
     const Case cases[] = {
         {"no partition", Bytes(200, 0x11), "no-partition@0"},
         {"ends in the key", Bytes(good.begin(), good.begin() + 10) + key(0x02, 0x05, 0x02, 0x04),
@@ -156,6 +163,9 @@ TEST(MXFReader, RefusesBrokenStructureNamingRuleAndOffset) {
          "bad-primer@" + std::to_string(primerAt + 17 + 8 + 5 * 18)},
         {"an item past its set", itemPastSet,
          "bad-local-set@" + std::to_string(itemPastSet.size() - 8)},
+        {"an item one byte past its set", itemOneByteOver,
+         "bad-local-set@" + std::to_string(itemOneByteOver.size() - 20)},
+        {"an item that fills its set exactly", itemOf(16), "read"},
         {"a set past the header metadata",
          partition(primer().size() + 24) + primer() + klv(key(0x02, 0x53, 0x01, 0x18), Bytes(8, 0)),
          "bad-local-set@" + std::to_string(primerAt + primer().size())},
