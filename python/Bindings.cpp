@@ -523,12 +523,13 @@ class Reading {
             item.offset, item.tag,
             item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16)))
                        : py::object(py::none()),
-            item.element != nullptr ? py::object(py::str(utf8(item.element->getProperty(u"name"))))
-                                    : py::object(py::none()),
+            item.name().empty() ? py::object(py::none()) : py::object(py::str(item.name())),
             typeName != nullptr ? py::object(py::str(typeName)) : py::object(py::none()),
-            item.type != nullptr ? py::object(py::str(std::string(item.type->symbol)))
-                                 : py::object(py::none()),
-            item.bytes.size(), converted, item.value.has_value());
+            item.type != nullptr  ? py::object(py::str(std::string(item.type->symbol)))
+            : item.fileDefinition ? py::object(py::str(item.fileDefinition->type))
+                                  : py::object(py::none()),
+            item.bytes.size(), converted, item.value.has_value(),
+            item.fileDefinition ? py::object(py::str("file")) : py::object(py::none()));
     }
 
     std::string path_;

@@ -403,6 +403,7 @@ class Reader {
         for (int depth = 0; depth < 8; ++depth) {  // renames of renames, bounded
             if (const MM::TypeDefinition* registered = types.type(typeId.data())) {
                 typeName = depth == 0 ? std::string(registered->symbol) : typeName;
+                item.type = registered;
                 decodeByType(*registered, types, item.bytes, decoded);
                 noteStrongReferences(item, *registered);
                 break;

@@ -220,3 +220,16 @@ def test_dictionaries_stack_and_say_what_clashed():
     assert xsddict.Dictionary.load(tiny).clashes == []
     with pytest.raises(xsddict.DictionaryError):
         xsddict.Dictionary.load("+" + tiny, os.path.join(FIXTURES, "no-such.xsd"))
+
+
+def test_what_a_files_metadictionary_defines_is_named_by_it():
+    avid = os.path.join(ROOT, "..", "shared", "mxf-corpus", "projectivetech_mxfinfo",
+                        "IMG_0395.MOV.A14DC7130D.mxf")
+    if not os.path.exists(avid):
+        pytest.skip("no corpus of other writers' files beside the project")
+    preface = xsddict.read(avid).set("Preface")
+    assert preface["ProjectName"] == "Ballerinas_zippy"
+    assert preface["ProjectEditRate"] == Fraction(25, 1)
+    defined = {i.name: (i.registered_type, i.defined_by) for i in preface.items if i.defined_by}
+    assert defined["ProjectName"] == ("UTF16String", "file")
+    assert all(i.defined_by is None for i in preface.items if i.name == "Operational Pattern UL")

@@ -126,6 +126,7 @@ class Item:
     size: int
     value: Any
     decoded: bool  # False: value is the bytes as stored
+    defined_by: Optional[str] = None  # "file": the file's own metadictionary names and types it
 
     @property
     def tag_text(self) -> str:

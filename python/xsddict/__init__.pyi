@@ -79,6 +79,7 @@ class Item:
     size: int
     value: Value
     decoded: bool
+    defined_by: Optional[str]
     @property
     def tag_text(self) -> str: ...
 
