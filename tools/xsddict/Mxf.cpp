@@ -75,8 +75,16 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
         }
     }
     printMxfFindings(header, out);
-    out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings")
-        << "\n";
+    std::size_t bySeverity[3] = {0, 0, 0};
+    for (const MXF::Finding& f : header.findings) {
+        ++bySeverity[static_cast<int>(f.severity)];
+    }
+    out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings");
+    if (!header.findings.empty()) {
+        out << ": " << bySeverity[0] << " errors, " << bySeverity[1] << " warnings, "
+            << bySeverity[2] << " info";
+    }
+    out << "\n";
 }
 
 void printMxfFindings(const MXF::HeaderMetadata& header, std::ostream& out) {
