@@ -125,7 +125,8 @@ std::string valueText(const Value& value, Form form) {
         case Value::Kind::Unsigned:
             return std::to_string(value.asUnsigned());
         case Value::Kind::Float:
-            return value.floatText();
+            return Value::shortestText(
+                value.asFloat());  // widened to 64 bits, as RegXML writes floats
         case Value::Kind::Label:
             return ulUrn(value.asText());
         case Value::Kind::List:

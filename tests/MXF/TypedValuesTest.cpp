@@ -186,8 +186,9 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          "[\"ChannelStatusMode_Minimum\", \"ChannelStatusMode_Essence\"]", "",
          ":ChannelStatusModeType>ChannelStatusMode_Essence</"},
         {"a float", kAudienceShare, be(0x3fc00000, 4), "1.5", "", ":AudienceShare>1.5</"},
-        {"a Float32 not exact in decimal: the shortest that reads back as a Float32",
-         kAudienceShare, be(0x3dcccccd, 4), "0.1", "", ":AudienceShare>0.1</"},
+        {"a Float32 not exact in decimal: in JSON the shortest that reads back as a Float32, in "
+         "RegXML the value widened",
+         kAudienceShare, be(0x3dcccccd, 4), "0.1", "", ":AudienceShare>0.10000000149011612</"},
         {"a timestamp whose last byte counts 4 ms", kModified,
          be(2024, 2) + Bytes{2, 29, 23, 59, 58, 249}, "\"2024-02-29T23:59:58.996\"", "",
          "2024-02-29T23:59:58.996"},
