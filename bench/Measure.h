@@ -11,8 +11,11 @@ namespace bench {
 // Runs a command with its output discarded: its wall time in ms and its peak memory in MB.
 // The peak is the child's rusage, which also counts this process's memory from before the
 // exec, so it is run from a fresh process whose few MB are below any peak measured here.
-std::pair<double, double> runMeasured(char** command);
-// What `self --run COMMAND...` prints: the same two numbers, measured from a fresh process.
+// A command that exits with a status other than 0 failed, unless any status is taken (a run
+// over files some of which are refused still did its work); one killed by a signal always did.
+std::pair<double, double> runMeasured(char** command, bool anyStatus = false);
+// What `self --run COMMAND...` (or `--run-any`) prints: the same two numbers, measured from a
+// fresh process.
 int runMeasuredMain(int argc, char** argv);
 // The numbers a command prints, read from its output.
 std::vector<double> readNumbers(const std::string& command);
