@@ -308,7 +308,20 @@ class Reading {
         return out.str();
     }
 
-    std::string toRegXML(const py::object& root) const {
+    // As xsddict regxml writes it: by default of the header partition's header metadata, which
+    // the file is read again for where the reading took another partition's.
+    std::string toRegXML(const py::object& root, const std::string& partition) const {
+        using Metadata = MXF::ReadOptions::Metadata;
+        MXF::ReadOptions reading;
+        if (partition == "header") {
+            reading.metadata = Metadata::Header;
+        } else if (partition == "footer") {
+            reading.metadata = Metadata::Footer;
+        } else if (partition == "body") {
+            reading.metadata = Metadata::Body;
+        } else if (partition != "auto") {
+            throw py::value_error("partition is header, footer, body or auto, not " + partition);
+        }
         MXF::RegXMLOptions options;
         if (!root.is_none()) {
             const MM::LabelBytes id = labelOf(root);
@@ -318,7 +331,13 @@ class Reading {
         std::ostringstream out;
         {
             py::gil_scoped_release released;
-            MXF::writeRegXML(out, header_, *dictionary_, options);
+            if (partition == "auto") {
+                MXF::writeRegXML(out, header_, *dictionary_, options);
+            } else {
+                const MXF::HeaderMetadata again =
+                    MXF::readHeaderMetadata(path_.c_str(), *dictionary_, reading);
+                MXF::writeRegXML(out, again, *dictionary_, options);
+            }
         }
         return out.str();
     }
@@ -598,7 +617,8 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("data", [](const py::object& self) { return self.cast<const Reading&>().data(self); })
         .def("items", &Reading::items)
         .def("to_json", &Reading::toJson)
-        .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none());
+        .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none(),
+             py::arg("partition") = "header");
 
     m.def("_read", &readFile, py::arg("path"), py::arg("dictionary"), py::arg("walk"));
     // What a timestamp value becomes; no fixture carries one that names a moment.

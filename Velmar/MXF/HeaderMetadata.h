@@ -172,6 +172,12 @@ struct ReadOptions {
     // packs and index table segments are read, never essence), refusing a structural fault
     // anywhere and checking the partition chain, the random index pack and the index tables.
     bool walk = false;
+    // Which partition's header metadata to read: the first closed complete one that has some
+    // (else the first that has some), the header partition's, the footer's (or the last
+    // partition's that has some), or the first body partition's that has some. Where the one
+    // asked for has none, the first rule chooses.
+    enum class Metadata { FirstClosedComplete, Header, Footer, Body };
+    Metadata metadata = Metadata::FirstClosedComplete;
 };
 
 // Reads a file's partitions and the header metadata of the first closed complete partition

@@ -228,6 +228,27 @@ class Reader {
     }
 
     const Partition& headerMetadataPartition() {
+        using Metadata = ReadOptions::Metadata;
+        const std::vector<Partition>& all = result_.partitions;
+        const Partition* chosen = nullptr;
+        if (options_.metadata == Metadata::Header && !all.empty() &&
+            all.front().kind == Partition::Kind::Header) {
+            chosen = &all.front();
+        } else if (options_.metadata == Metadata::Footer) {
+            for (const Partition& p : all) {
+                chosen = p.headerByteCount != 0 ? &p : chosen;  // the last that has some
+            }
+        } else if (options_.metadata == Metadata::Body) {
+            for (const Partition& p : all) {
+                if (chosen == nullptr && p.kind == Partition::Kind::Body &&
+                    p.headerByteCount != 0) {
+                    chosen = &p;
+                }
+            }
+        }
+        if (chosen != nullptr && chosen->headerByteCount != 0) {
+            return *chosen;
+        }
         for (const Partition& p : result_.partitions) {
             if (p.closed && p.complete && p.headerByteCount != 0) {
                 return p;

@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <cctype>
 #include <map>
+#include <optional>
 #include <ostream>
 
 #include "KLV.h"
 #include "ValueDecoding.h"
+#include "Velmar/MXF/RegXMLText.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Types/Identifiers.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -116,17 +118,30 @@ Form formOf(const MM::TypeDefinition* type, Id::Identifier identifier) {
     }
 }
 
+// The 16 bytes of a label or identifier from the reader's text of it (dotted, or a UUID's
+// 8-4-4-4-12); none for any other text.
+std::optional<Bytes16> bytesOfText(const std::string& text) {
+    const std::string digits = hexDigits(text);
+    if (digits.size() != 32 || (text.size() != 47 && text.size() != 36)) {
+        return std::nullopt;
+    }
+    Bytes16 bytes{};
+    for (std::size_t i = 0; i < 16; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
 std::string valueText(const Value& value, Form form) {
     switch (value.kind()) {
         case Value::Kind::Boolean:
-            return value.asBoolean() ? "true" : "false";
+            return RegXMLText::boolean(value.asBoolean());
         case Value::Kind::Signed:
             return std::to_string(value.asSigned());
         case Value::Kind::Unsigned:
             return std::to_string(value.asUnsigned());
         case Value::Kind::Float:
-            return Value::shortestText(
-                value.asFloat());  // widened to 64 bits, as RegXML writes floats
+            return RegXMLText::real(value.asFloat());  // widened to 64 bits
         case Value::Kind::Label:
             return ulUrn(value.asText());
         case Value::Kind::List:
@@ -144,20 +159,28 @@ std::string valueText(const Value& value, Form form) {
     switch (form) {
         case Form::Uuid:
             return uuidUrn(hexDigits(text));
-        case Form::Auid:
+        case Form::Auid: {
             // A weak reference to a package holds its UMID.
-            return text.size() == 64   ? umidUrn(text)
-                   : text.size() == 36 ? uuidUrn(hexDigits(text))
-                                       : auidText(text);
+            if (text.size() == 64) {
+                return umidUrn(text);
+            }
+            const std::optional<Bytes16> bytes = bytesOfText(text);
+            return bytes ? RegXMLText::auid(bytes->data()) : auidText(text);
+        }
         case Form::Umid:
             return umidUrn(text);
         case Form::Timestamp:
-            return text + "Z";
+            // Milliseconds only where the stored unit is not 0.
+            return (text.size() > 4 && text.compare(text.size() - 4, 4, ".000") == 0
+                        ? text.substr(0, text.size() - 4)
+                        : text) +
+                   "Z";
         case Form::Plain:
         case Form::Rational:
             break;
     }
-    return text;
+    // A NUL ends a string: nothing after it is written.
+    return text.substr(0, text.find('\0'));
 }
 
 class DocumentWriter {
@@ -352,6 +375,7 @@ class DocumentWriter {
         const Item& item = set.items[frame.item++];
         if (item.element == nullptr) {
             darkItem(item, "an item the dictionary does not know,");
+            skipOwned(frame, item);
             return;
         }
         if (isStrongReference(item)) {
@@ -365,11 +389,183 @@ class DocumentWriter {
             xml_.open(itemName(item));
             return;
         }
-        if (!item.value) {
-            darkItem(item, "an item with no decoded value,");  // opaque, or a finding on it
+        const std::string_view symbol =
+            types_.registeredSymbol(bytesOf(item.element->universalLabel().bytes()));
+        const std::string elementSymbol =
+            symbol.empty() ? utf8(item.element->getProperty(u"XMLTagName")) : std::string(symbol);
+        if (elementSymbol == "PrimaryPackage" && item.bytes.size() == 16) {
+            primaryPackage(item);
             return;
         }
-        writeValue(itemName(item), item.type, item.element->dataType(), *item.value, {});
+        if (elementSymbol == "ByteOrder" && item.bytes.size() == 2) {
+            const bool big = item.bytes[0] == 0x4d && item.bytes[1] == 0x4d;
+            const bool little = item.bytes[0] == 0x49 && item.bytes[1] == 0x49;
+            if (big || little) {
+                xml_.leaf(itemName(item), {}, xmlText(big ? "BigEndian" : "LittleEndian"));
+                if (little) {
+                    xml_.comment(" a little-endian byte order: the file does not conform ");
+                }
+                return;
+            }
+        }
+        if (!item.value && bytesArray(item)) {
+            return;
+        }
+        if (!item.value && indirectLittleEndian(item)) {
+            return;
+        }
+        if (!item.value) {
+            // Opaque data and what has no text form: its bytes in hexadecimal.
+            xml_.leaf(itemName(item), {}, xmlText(plainHex(item.bytes.data(), item.bytes.size())));
+            return;
+        }
+        // Typed AUID by the register, these hold UUIDs as stored.
+        const bool uuid = elementSymbol == "GenerationID" ||
+                          elementSymbol == "LinkedGenerationID" ||
+                          elementSymbol == "ApplicationProductID";
+        writeValue(itemName(item), item.type, item.element->dataType(), *item.value, {}, 0,
+                   uuid ? std::optional<Form>(Form::Uuid) : std::nullopt);
+    }
+
+    // A variable array or set of integers the reader leaves as bytes (UInt8Array): one element
+    // an item, counted by its header, each the integer at the start of its item.
+    bool bytesArray(const Item& item) {
+        const MM::TypeDefinition* type = item.type ? types_.resolve(*item.type) : nullptr;
+        if (type == nullptr ||
+            (type->kind != TypeKind::VariableArray && type->kind != TypeKind::Set) || !type->base) {
+            return false;
+        }
+        const MM::TypeDefinition* element = types_.type(*type->base);
+        const MM::TypeDefinition* integer = element ? types_.resolve(*element) : nullptr;
+        const std::vector<std::uint8_t>& b = item.bytes;
+        if (integer == nullptr || integer->kind != TypeKind::Integer || integer->size == 0 ||
+            integer->size > 8 || b.size() < 8) {
+            return false;
+        }
+        const std::uint64_t count = bigEndian(b.data(), 4);
+        const std::uint64_t size = bigEndian(b.data() + 4, 4);
+        if (size < integer->size || (b.size() - 8) % size != 0 || (b.size() - 8) / size != count) {
+            return false;
+        }
+        const std::string name =
+            qualified(std::string(element->namespaceURI), std::string(element->symbol));
+        if (count == 0) {
+            xml_.leaf(itemName(item), {}, XmlText());
+            return true;
+        }
+        xml_.open(itemName(item));
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::uint8_t* at = b.data() + 8 + i * size;
+            const std::uint64_t u = bigEndian(at, integer->size);
+            const unsigned shift = static_cast<unsigned>(64 - 8 * integer->size);
+            xml_.leaf(name, {},
+                      xmlText(integer->isSigned
+                                  ? std::to_string(static_cast<std::int64_t>(u << shift) >> shift)
+                                  : std::to_string(u)));
+        }
+        xml_.close();
+        return true;
+    }
+
+    // An indirect value stored little-endian: its type's identifier with its halves swapped and
+    // the first half's fields (4, 2 and 2 bytes) reversed; the value a UTF-16 string or an
+    // integer in that byte order. What else it holds stays hexadecimal.
+    bool indirectLittleEndian(const Item& item) {
+        const MM::TypeDefinition* type = item.type ? types_.resolve(*item.type) : nullptr;
+        const std::vector<std::uint8_t>& b = item.bytes;
+        if (type == nullptr || type->kind != TypeKind::Indirect || b.size() < 17 || b[0] != 0x4c) {
+            return false;
+        }
+        MM::LabelBytes label{};
+        std::copy(b.begin() + 9, b.begin() + 17, label.begin());
+        const std::uint8_t reversed[8] = {b[4], b[3], b[2], b[1], b[6], b[5], b[8], b[7]};
+        std::copy(reversed, reversed + 8, label.begin() + 8);
+        const MM::TypeDefinition* actual = types_.type(label);
+        const MM::TypeDefinition* resolved = actual ? types_.resolve(*actual) : nullptr;
+        if (resolved == nullptr) {
+            return false;
+        }
+        const std::uint8_t* value = b.data() + 17;
+        const std::size_t size = b.size() - 17;
+        std::string text;
+        if (resolved->kind == TypeKind::String && size % 2 == 0) {
+            std::vector<std::uint8_t> big(size);
+            for (std::size_t i = 0; i + 1 < size; i += 2) {
+                big[i] = value[i + 1];
+                big[i + 1] = value[i];
+            }
+            bool replaced = false;
+            text = decodeText(big.data(), big.size(), TextEncoding::UTF16BE, replaced);
+            text = text.substr(0, text.find('\0'));
+        } else if (resolved->kind == TypeKind::Integer && resolved->size == size && size <= 8) {
+            std::uint64_t u = 0;
+            for (std::size_t i = size; i-- > 0;) {
+                u = u << 8 | value[i];
+            }
+            const unsigned shift = static_cast<unsigned>(64 - 8 * size);
+            text = resolved->isSigned
+                       ? std::to_string(static_cast<std::int64_t>(u << shift) >> shift)
+                       : std::to_string(u);
+        } else {
+            return false;
+        }
+        XmlText xml = xmlText(text);
+        XmlWriter::Attributes attributes = {{"b:actualType", std::string(actual->symbol)}};
+        if (xml.escaped) {
+            attributes.emplace_back("b:escape", "true");
+        }
+        xml_.leaf(itemName(item), attributes, xml);
+        return true;
+    }
+
+    // The Preface's PrimaryPackage holds the package's InstanceUID; RegXML writes the
+    // package's unique identifier, its PackageID.
+    void primaryPackage(const Item& item) {
+        const Bytes16 target = bytes16(item.bytes.data());
+        for (const LocalSet& set : header_.sets) {
+            if (set.instanceUID != target) {
+                continue;
+            }
+            for (const Item& candidate : set.items) {
+                if (candidate.element != nullptr && candidate.value &&
+                    types_.uniqueIdentifier(bytesOf(candidate.element->universalLabel().bytes()))) {
+                    xml_.leaf(
+                        itemName(item), {},
+                        xmlText(umidUrn(plainHex(candidate.bytes.data(), candidate.bytes.size()))));
+                    return;
+                }
+            }
+        }
+        xml_.leaf(itemName(item), {}, XmlText());
+        xml_.comment(" Target Primary Package with Instance UID " +
+                     RegXMLText::uuid(target.data()) + " not found ");
+    }
+
+    // An item the file's metadictionary types as strong references owns the sets placed next
+    // in tree order; unwritten here, their subtrees are passed over.
+    void skipOwned(Frame& frame, const Item& item) {
+        if (!item.fileDefinition || !item.value) {
+            return;
+        }
+        std::vector<std::string> targets;
+        if (item.value->kind() == Value::Kind::Text) {
+            targets.push_back(item.value->asText());
+        } else if (item.value->kind() == Value::Kind::List) {
+            for (const Value& v : item.value->asList()) {
+                if (v.kind() == Value::Kind::Text) {
+                    targets.push_back(v.asText());
+                }
+            }
+        }
+        const auto& sets = header_.sets;
+        const LocalSet& set = sets[frame.set];
+        for (const std::string& target : targets) {
+            const std::size_t at = frame.cursor;
+            if (at < sets.size() && sets[at].depth == set.depth + 1 && sets[at].instanceUID &&
+                uuidText(*sets[at].instanceUID) == target && sets[at].parent == set.instanceUID) {
+                skipPast(frame, at);
+            }
+        }
     }
 
     // The parent's next child stands after this one's subtree: the sets of it not written
@@ -387,9 +583,15 @@ class DocumentWriter {
     // A value as an element: a leaf with its text, or children for records and arrays.
     void writeValue(const std::string& name, const MM::TypeDefinition* type,
                     Id::Identifier identifier, const Value& value, XmlWriter::Attributes attributes,
-                    int depth = 0) {
+                    int depth = 0, std::optional<Form> forced = std::nullopt) {
         const MM::TypeDefinition* resolved = type ? types_.resolve(*type) : nullptr;
-        const Form form = formOf(resolved, identifier);
+        const Form form = forced ? *forced : formOf(resolved, identifier);
+        if (resolved != nullptr && resolved->kind == TypeKind::Enumeration &&
+            (value.kind() == Value::Kind::Signed || value.kind() == Value::Kind::Unsigned)) {
+            xml_.leaf(name, attributes, xmlText("UNDEFINED"));
+            xml_.comment(" Undefined value " + value.toJson() + " ");
+            return;
+        }
         if (depth > 32) {
             xml_.comment(" a value nested too deep ");
             return;

@@ -8,10 +8,9 @@
 
 namespace Velmar::MXF {
 
-// A text made fit for XML 1.0 content or attribute values: markup characters as entities, and
-// what XML cannot hold at all (controls but tab, newline and carriage return, U+FFFE, U+FFFF,
-// surrogates, bytes that are no UTF-8) as "$#xH;", with every "$" then written "$#x24;" so that
-// the escape reads back unambiguously.
+// A text made fit for XML 1.0 content or attribute values: what RegXML escapes (controls but tab
+// and line feed, "$", U+FFFE, U+FFFF, bytes that are no UTF-8) as "$#xH;" (RegXMLText::escape),
+// then markup characters as entities.
 struct XmlText {
     std::string text;
     bool escaped = false;  // the element then carries escape="true"

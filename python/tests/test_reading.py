@@ -233,3 +233,22 @@ def test_what_a_files_metadictionary_defines_is_named_by_it():
     defined = {i.name: (i.registered_type, i.defined_by) for i in preface.items if i.defined_by}
     assert defined["ProjectName"] == ("UTF16String", "file")
     assert all(i.defined_by is None for i in preface.items if i.name == "Operational Pattern UL")
+
+
+def test_to_regxml_gives_the_bytes_the_command_writes_of_other_writers_files(xsddict_tool):
+    # An open header partition whose metadata differs from the footer's: the header's is
+    # written, as the command writes it, unless another is asked for.
+    freemxf = os.path.join(ROOT, "..", "shared", "mxf-corpus", "buzz_mediainfo.js",
+                           "freeMXF-mxf1.mxf")
+    if not os.path.exists(freemxf):
+        pytest.skip("no corpus of other writers' files beside the project")
+    header = xsddict.read(freemxf)
+    for partition in ("header", "footer", "auto"):
+        command = subprocess.run([xsddict_tool, "regxml", freemxf, "--partition", partition],
+                                 capture_output=True, check=True).stdout.decode()
+        assert header.to_regxml(partition=partition) == command, partition
+    assert header.to_regxml() == header.to_regxml(partition="header")
+    assert "18:58:47.292Z" in header.to_regxml()      # the open header's timestamp
+    assert "18:58:47.524Z" in header.to_regxml(partition="footer")
+    with pytest.raises(ValueError):
+        header.to_regxml(partition="middle")

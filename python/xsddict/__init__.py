@@ -205,10 +205,12 @@ class Header:
         """The document xsddict mxf --json writes for the file."""
         return self._reading.to_json()
 
-    def to_regxml(self, root: Optional[Any] = None) -> str:
-        """The header metadata as a RegXML document; root: the InstanceUID (uuid.UUID) of
-        the set to start from, the Preface by default."""
-        return self._reading.to_regxml(None if root is None else root.bytes)
+    def to_regxml(self, root: Optional[Any] = None, partition: str = "header") -> str:
+        """The header metadata as a RegXML document, the same bytes as `xsddict regxml`; root:
+        the InstanceUID (uuid.UUID) of the set to start from, the Preface by default;
+        partition: whose header metadata, "header" (the default), "footer", "body" or "auto"
+        (the one read)."""
+        return self._reading.to_regxml(None if root is None else root.bytes, partition)
 
     def set(self, name: str) -> Optional[Set]:
         """The first set of this name, in tree order."""

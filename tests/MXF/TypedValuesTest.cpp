@@ -114,14 +114,13 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          {0x77},
          "119",
          "unknown-enumeration-value",
-         ":ColorSiting>119</"},
+         ":ColorSiting>UNDEFINED</"},
         {"an enumeration of the wrong size",
          kColorSiting,
          {0x00, 0x02},
          "hex",
          "bad-size",
-         "<!-- an item with no decoded value, 06.0e.2b.34.01.01.01.01.04.01.05.01.06.00.00.00: "
-         "0002 -->"},
+         ":ColorSiting>0002</"},
         {"a product version as MXF stores it (10 bytes)", kVersion,
          be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(2, 2),
          "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
@@ -133,7 +132,7 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          "\"VersionPatched\"}",
          "", ":BuildType>VersionPatched</"},
         {"a record one byte too long", kVersion, Bytes(11, 1), "hex", "bad-size",
-         "an item with no decoded value"},
+         ":ApplicationVersion>0101010101010101010101</"},
         {"a fixed array of records", kPixelLayout,
          Bytes{'R', 10, 'G', 10, 'B', 10, 0, 0} + Bytes(8, 0),
          "[{\"Code\": \"CompRed\", \"ComponentSize\": 10}, {\"Code\": \"CompGreen\", "
@@ -148,9 +147,9 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
         {"an empty array of records", kSizing, be(0, 4) + be(3, 4), "[]", "",
          ":PictureComponentSizing/>"},
         {"an array whose items are not its records' size", kSizing,
-         be(1, 4) + be(4, 4) + Bytes(4, 1), "hex", "bad-size", "no decoded value"},
+         be(1, 4) + be(4, 4) + Bytes(4, 1), "hex", "bad-size", ">000000010000000401010101</"},
         {"an array whose count does not fit", kSizing, be(3, 4) + be(3, 4) + Bytes(6, 1), "hex",
-         "bad-size", "no decoded value"},
+         "bad-size", ">0000000300000003010101010101</"},
         {"an indirect string", kIndirect, Bytes{'B'} + utf16Type + utf16("Ab"),
          "{\"actualType\": {\"ul\": \"06.0e.2b.34.01.04.01.01.01.10.02.00.00.00.00.00\", "
          "\"symbol\": \"UTF16String\", \"name\": \"UTF16String\"}, \"value\": \"Ab\"}",
@@ -159,17 +158,24 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          "{\"actualType\": {\"ul\": \"06.0e.2b.34.01.04.01.01.01.01.07.00.00.00.00.00\", "
          "\"symbol\": \"Int32\", \"name\": \"Int32\"}, \"value\": -5}",
          "", "b:actualType=\"Int32\">-5</"},
-        {"an indirect value stored little-endian", kIndirect, Bytes{'L'} + int32Type + be(5, 4),
-         "hex", "", "no decoded value"},
+        // Stored little-endian, its type's identifier has its halves swapped and the first
+        // half's fields reversed: RegXML reads it, the JSON leaves it hexadecimal.
+        {"an indirect value stored little-endian", kIndirect,
+         Bytes{'L'} + Bytes{0x00, 0x07, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00} +
+             Bytes(int32Type.begin(), int32Type.begin() + 8) + Bytes{0xfb, 0xff, 0xff, 0xff},
+         "hex", "", "b:actualType=\"Int32\">-5</"},
+        {"a little-endian indirect value of a type not found", kIndirect,
+         Bytes{'L'} + int32Type + be(5, 4), "hex", "",
+         ">4c060e2b3401040101010107000000000000000005</"},
         {"an indirect value shorter than its header", kIndirect, Bytes(16, 'B'), "hex", "bad-size",
-         "no decoded value"},
+         ">42424242424242424242424242424242</"},
         {"a weak reference to a definition", kDataDefinition, pictureTrack,
          "{\"ul\": \"06.0e.2b.34.04.01.01.01.01.03.02.02.01.00.00.00\", \"symbol\": "
          "\"PictureEssenceTrack\", \"name\": \"Picture Essence Track\"}",
          "", ">urn:smpte:ul:060e2b34.04010101.01030202.01000000</"},
         {"a weak reference by UUID", kDataDefinition, uid(7),
          "\"ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.ab.07\"", "",
-         ">urn:uuid:abababab-abab-abab-abab-ababababab07</"},
+         ">urn:uuid:abababab-abab-ab07-abab-abababababab</"},
         {"a fixed array of three records", kPrimaries,
          be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(5, 2) + be(0xffff, 2),
          "[{\"X\": 1, \"Y\": 2}, {\"X\": 3, \"Y\": 4}, {\"X\": 5, \"Y\": 65535}]", "",
@@ -222,7 +228,7 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          be(18, 4) + be(2, 4) + be(2, 4) + be(0x0102, 2) + be(0x0304, 2),
          "{\"Pcap\": 18, \"Ccapi\": [258, 772]}", "", ":Pcap>18</"},
         {"a record shorter than its fixed members", kJ2KExtended, Bytes{0, 1}, "hex", "bad-size",
-         "no decoded value"},
+         ":J2KExtendedCapabilities>0001</"},
         {"a product version whose release type the enumeration lacks", kVersion,
          be(1, 2) + be(2, 2) + be(3, 2) + be(4, 2) + be(0x0105, 2),
          "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
@@ -306,12 +312,14 @@ TEST(TypedValues, EscapesWhatXMLCannotHold) {
         bool escaped;
     };
     const std::vector<Case> cases = {
-        {"plain text keeps its dollars", {0, '$', 0, 'a'}, "$a", false},
+        {"a dollar is always escaped", {0, '$', 0, 'a'}, "$#x24;a", true},
         {"markup", {0, '<', 0, '&', 0, '>', 0, '"'}, "&lt;&amp;&gt;&quot;", false},
-        {"tab, newline and carriage return stand", {0, 9, 0, 10, 0, 13}, "\t\n&#xD;", false},
-        {"the highest control", {0, 0x1f, 0, '$'}, "$#x1F;$#x24;", true},
+        {"tab and newline stand", {0, 9, 0, 10, 0, ' ', 0, '#', 0, '%'}, "\t\n #%", false},
+        {"carriage return is escaped", {0, 13}, "$#xd;", true},
+        {"the highest control", {0, 0x1f, 0, '$'}, "$#x1f;$#x24;", true},
         {"the lowest control", {0, 1}, "$#x1;", true},
-        {"U+FFFE and U+FFFF", {0xff, 0xfe, 0xff, 0xff}, "$#xFFFE;$#xFFFF;", true},
+        {"U+FFFE and U+FFFF", {0xff, 0xfe, 0xff, 0xff}, "$#xfffe;$#xffff;", true},
+        {"a NUL ends the string", {0, 'a', 0, 0, 0, 'b'}, "a", false},
         {"U+FFFD stands", {0xff, 0xfd}, "\xef\xbf\xbd", false},
         {"a character beyond the first plane", {0xd8, 0x3d, 0xde, 0x00}, "\xf0\x9f\x98\x80", false},
         {"trailing NULs are dropped", {0, 'x', 0, 0, 0, 0}, "x", false},

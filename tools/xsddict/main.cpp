@@ -56,7 +56,8 @@ const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] DICTIONARY [ARGUMENTS]\n"
     "       xsddict mxf [--dictionary DICTIONARY]... [--json] [--walk] [-j N]\n"
     "                   [--fail-on error|warning|info] FILE.mxf|DIR...\n"
-    "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID] FILE.mxf\n"
+    "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID]\n"
+    "                      [--partition header|footer|body|auto] FILE.mxf\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -96,6 +97,10 @@ const char* const kHelp =
     "                           one underneath\n"
     "  --root UUID              regxml: the set of this InstanceUID as the root, not the\n"
     "                           Preface\n"
+    "  --partition WHICH        regxml: whose header metadata to write: the header\n"
+    "                           partition's (the default), the footer's (or the last that has\n"
+    "                           some), the first body partition's, or auto (the first closed\n"
+    "                           complete one's, as mxf reads)\n"
     "  -j N                     mxf: read on N threads (default: one per core)\n"
     "  --fail-on SEVERITY       mxf and regxml: the mildest severity of finding that makes\n"
     "                           the exit status 3: error, warning (the default) or info\n"
@@ -133,6 +138,7 @@ const Option kOptions[] = {
     {"-j", true, {"mxf"}},
     {"--walk", false, {"mxf"}},
     {"--fail-on", true, {"mxf", "regxml"}},
+    {"--partition", true, {"regxml"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
     {"-o", true, {"import-registers", "compile", "regxml"}},
@@ -455,6 +461,27 @@ Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
     throw UsageError{"--fail-on takes error, warning or info"};
 }
 
+// Whose header metadata regxml writes: the header partition's unless asked otherwise, as
+// other RegXML writers do, so that a file's open header can be compared with theirs.
+Velmar::MXF::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
+    using Metadata = Velmar::MXF::ReadOptions::Metadata;
+    const std::string value =
+        arguments.has("--partition") ? arguments.value("--partition") : "header";
+    if (value == "header") {
+        return Metadata::Header;
+    }
+    if (value == "footer") {
+        return Metadata::Footer;
+    }
+    if (value == "body") {
+        return Metadata::Body;
+    }
+    if (value == "auto") {
+        return Metadata::FirstClosedComplete;
+    }
+    throw UsageError{"--partition takes header, footer, body or auto"};
+}
+
 // The ones given with --dictionary, stacked in order (a "+" before a path keeps the built-in
 // one underneath), else the built-in one. Clashes between them go to standard error.
 bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
@@ -524,6 +551,8 @@ std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
 int regxml(const Arguments& arguments) {
     const std::string& file = arguments.positional.front();
     const Velmar::MXF::Severity failOn = failOnOption(arguments);
+    Velmar::MXF::ReadOptions reading;
+    reading.metadata = metadataOption(arguments);
     Velmar::MXF::RegXMLOptions options;
     if (arguments.has("--root")) {
         options.root = instanceUID(arguments.value("--root"));
@@ -540,7 +569,7 @@ int regxml(const Arguments& arguments) {
     const std::string scratch = output + ".partial";
     try {
         const Velmar::MXF::HeaderMetadata header =
-            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary);
+            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary, reading);
         bool written = false;
         if (output.empty()) {
             Velmar::MXF::writeRegXML(std::cout, header, dictionary, options);

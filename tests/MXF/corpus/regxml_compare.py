@@ -34,7 +34,9 @@ def attributes(element):
 
 
 def text(element):
-    return (element.text or "").strip() if len(element) else (element.text or "")
+    # Indentation around children (or around comments, which are not compared) is no text.
+    value = element.text or ""
+    return "" if len(element) or not value.strip() and "\n" in value else value
 
 
 def compare(ours, theirs, path, differences):
@@ -43,7 +45,9 @@ def compare(ours, theirs, path, differences):
         differences.append(f"{path}: element {theirs.tag} where ours is {ours.tag}")
         return 1
     count = 1
-    if text(ours) != text(theirs):
+    # Text beside a comment is indented like children: compared without its surrounding blanks.
+    if text(ours).strip() != text(theirs).strip() or (
+            "\n" not in text(ours) + text(theirs) and text(ours) != text(theirs)):
         differences.append(f"{path}/{local(theirs)}: text {text(theirs)!r} where ours is {text(ours)!r}")
     if attributes(ours) != attributes(theirs):
         differences.append(f"{path}/{local(theirs)}: attributes {attributes(theirs)} where ours are "

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Velmar::MXF::RegXMLText {
+
+// The texts RegXML gives values, from the bytes a file stores (big-endian) or the value read.
+
+// "True" or "False", the register's Boolean enumeration.
+std::string boolean(bool value);
+// "urn:smpte:ul:" and four dot-separated groups of 8 lowercase digits, the bytes as stored.
+std::string ul(const std::uint8_t* bytes16);
+// "urn:uuid:" 8-4-4-4-12 lowercase, the bytes as stored.
+std::string uuid(const std::uint8_t* bytes16);
+// An AUID: a UL where the first byte's high bit is clear (an all-zero AUID too), else a UUID
+// stored with its halves swapped, written as bytes 8 to 15 then 0 to 7.
+std::string auid(const std::uint8_t* bytes16);
+// "urn:smpte:umid:" and dot-separated groups of 8 lowercase digits (32 or 64 bytes).
+std::string umid(const std::uint8_t* bytes, std::size_t size);
+// "YYYY-MM-DDThh:mm:ssZ", with ".mmm" (4 ms a unit of the last byte) where that byte is not 0;
+// the fields as stored, unchecked.
+std::string timestamp(const std::uint8_t* bytes8);
+// "numerator/denominator", signed, not reduced.
+std::string rational(std::int32_t numerator, std::int32_t denominator);
+// A float widened to 64 bits: the shortest decimal that reads back to it, with at least one
+// fractional digit, in exponent form ("1.0E-5", "1.0E7") below 10^-3 and from 10^7; "NaN",
+// "INF", "-INF".
+std::string real(double value);
+
+// A string value fit for an element's text: tab, line feed, U+0020 to U+0023 and U+0025 and
+// above are kept (but U+FFFE and U+FFFF); every other character, carriage return and "$"
+// included, is "$#xH;" (H lowercase, no leading zeros), and the element says escape="true".
+// Markup characters are left to the XML writer.
+struct Escaped {
+    std::string text;
+    bool escaped = false;
+};
+Escaped escape(std::string_view utf8);
+
+}  // namespace Velmar::MXF::RegXMLText
