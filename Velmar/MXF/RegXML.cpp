@@ -293,12 +293,12 @@ class DocumentWriter {
                collection.result()->dataSubType() == Id::StrongRef;
     }
 
-    void darkItem(const Item& item, const char* why) {
-        std::string text =
-            std::string(why) + " " +
-            (item.label ? dottedHex(item.label->data(), 16) : "tag " + tagText(item.tag));
-        text += ": " + plainHex(item.bytes.data(), item.bytes.size());
-        xml_.comment(" " + text + " ");
+    // What the dictionary does not define is never dropped silently: its key and bytes.
+    void darkItem(const Item& item) {
+        xml_.comment(
+            "Unknown property\nKey: " +
+            (item.label ? RegXMLText::auid(item.label->data()) : "tag " + tagText(item.tag)) +
+            "\nData: " + plainHex(item.bytes.data(), item.bytes.size()));
     }
 
     static std::string tagText(std::uint16_t tag) {
@@ -350,17 +350,35 @@ class DocumentWriter {
                 if (sets[at].definition != nullptr) {
                     openSet(at, path, false);  // frame is invalid from here
                 } else {
-                    xml_.comment(" a set of key " + dottedHex(sets[at].key.data(), 16) +
-                                 " the dictionary does not know, with " +
-                                 std::to_string(sets[at].items.size()) + " items ");
+                    xml_.comment(
+                        "Unknown group\nKey: " + RegXMLText::auid(sets[at].key.data()) +
+                        "\nInstance UID: " + RegXMLText::uuid(sets[at].instanceUID->data()));
                     skipPast(frame, at);
                 }
                 return;
             }
-            Bytes16 id{};
-            std::copy(target.begin(), target.end(), id.begin());
-            xml_.comment(" a strong reference to " + uuidUrn(hexDigits(uuidText(id))) +
-                         ", which is not a set placed here ");
+            // A set that holds this one: written up to its InstanceUID, and said to be circular.
+            for (const Frame& above : path) {
+                const LocalSet& ancestor = header_.sets[above.set];
+                if (ancestor.instanceUID &&
+                    std::equal(target.begin(), target.end(), ancestor.instanceUID->begin())) {
+                    xml_.open(setName(ancestor));
+                    for (const Item& item : ancestor.items) {
+                        if (item.element != nullptr && item.value && item.label &&
+                            isInstanceUIDLabel(*item.label)) {
+                            writeValue(itemName(item), item.type, item.element->dataType(),
+                                       *item.value, {});
+                            break;
+                        }
+                    }
+                    xml_.close();
+                    xml_.comment("Circular Strong Reference to Set UID " +
+                                 RegXMLText::uuid(target.data()));
+                    return;
+                }
+            }
+            xml_.comment("Strong Reference target " + RegXMLText::uuid(target.data()) +
+                         " is not found");
             return;
         }
         if (frame.item == set.items.size()) {
@@ -374,14 +392,15 @@ class DocumentWriter {
         }
         const Item& item = set.items[frame.item++];
         if (item.element == nullptr) {
-            darkItem(item, "an item the dictionary does not know,");
+            darkItem(item);
             skipOwned(frame, item);
             return;
         }
         if (isStrongReference(item)) {
             frame.references = strongReferences(*item.element, item.bytes);
             if (frame.references.empty() && !item.bytes.empty() && !item.value) {
-                darkItem(item, "an item with no decoded value,");
+                xml_.leaf(itemName(item), {},
+                          xmlText(plainHex(item.bytes.data(), item.bytes.size())));
                 return;
             }
             frame.reference = 0;

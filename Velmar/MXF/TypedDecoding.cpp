@@ -402,7 +402,14 @@ class TypedDecoder {
             badSize(std::to_string(size) + " bytes, fewer than an indirect value's 17-byte header");
             return std::nullopt;
         }
-        const MM::TypeDefinition* actual = types_.type(b + 1);
+        // The type's identifier is an AUID: a label stored with its halves swapped, as AAF
+        // writes it, or as a label.
+        std::uint8_t type[16];
+        const bool swapped = !isLabel(b + 1) && isLabel(b + 9);
+        for (int i = 0; i < 16; ++i) {
+            type[i] = swapped ? b[1 + (i + 8) % 16] : b[1 + i];
+        }
+        const MM::TypeDefinition* actual = types_.type(type);
         if (b[0] != 'B' || actual == nullptr) {
             return std::nullopt;
         }
@@ -411,7 +418,7 @@ class TypedDecoder {
             return std::nullopt;
         }
         return Value::record(
-            {{"actualType", Value::label(dottedHex(b + 1, 16), std::string(actual->symbol),
+            {{"actualType", Value::label(dottedHex(type, 16), std::string(actual->symbol),
                                          std::string(actual->name))},
              {"value", std::move(*value)}});
     }

@@ -123,11 +123,10 @@ TEST(RegXML, WritesWhatItCannotNameAsComments) {
     const std::string xml =
         document(chainFile(1, {}, item(0x5555, {1, 2}) + item(0x7777, {0xab})), tiny());
     EXPECT_EQ(wellFormed(xml), "");
-    EXPECT_NE(xml.find("<!-- an item the dictionary does not know, tag 55.55: 0102 -->"),
-              std::string::npos)
+    EXPECT_NE(xml.find("<!--Unknown property\nKey: tag 55.55\nData: 0102-->"), std::string::npos)
         << xml;
-    EXPECT_NE(xml.find("<!-- an item the dictionary does not know, "
-                       "06.0e.2b.34.01.01.01.01.0f.00.00.00.00.00.09.00: ab -->"),
+    EXPECT_NE(xml.find("<!--Unknown property\nKey: urn:smpte:ul:060e2b34.01010101.0f000000."
+                       "00000900\nData: ab-->"),
               std::string::npos)
         << xml;
 }
@@ -187,14 +186,14 @@ TEST(RegXML, WritesATreeDeeperThanTheStack) {
     EXPECT_NE(xml.find(std::string(2 * 64, ' ') + "<"), std::string::npos);
 }
 
-// A reference to no set, or to a set placed elsewhere (an ancestor, which the reader does not
-// follow), is a comment where the set would stand.
+// A reference to no set is a comment where the set would stand; one to a set that holds it
+// (which the reader does not follow) writes that set up to its InstanceUID, and says so.
 TEST(RegXML, SaysWhereAReferencedSetIsNotWritten) {
     const std::string dangling = document(chainFile(0), tiny());
     EXPECT_EQ(wellFormed(dangling), "");
-    EXPECT_NE(dangling.find("  <r0:Content>\n    <!-- a strong reference to "
-                            "urn:uuid:cdcdcdcd-cdcd-cdcd-0000-000000000002, which is not a set "
-                            "placed here -->\n  </r0:Content>"),
+    EXPECT_NE(dangling.find("  <r0:Content>\n    <!--Strong Reference target "
+                            "urn:uuid:cdcdcdcd-cdcd-cdcd-0000-000000000002 is not found-->\n"
+                            "  </r0:Content>"),
               std::string::npos)
         << dangling;
 
@@ -209,8 +208,13 @@ TEST(RegXML, SaysWhereAReferencedSetIsNotWritten) {
                            klv(kStorageKey, item(0x3c0a, id2) + item(0x1901, id2));
     const std::string cycle = document(partition(metadata.size()) + metadata, tiny());
     EXPECT_EQ(wellFormed(cycle), "");
-    EXPECT_EQ(count(cycle, "<r0:Storage>"), 1u);
-    EXPECT_EQ(count(cycle, "which is not a set placed here"), 1u);
+    EXPECT_EQ(count(cycle, "<r0:Storage>"), 2u);
+    EXPECT_NE(cycle.find("      <r0:Child>\n        <r0:Storage>\n          <r0:InstanceID>"
+                         "urn:uuid:cdcdcdcd-cdcd-cdcd-0000-000000000002</r0:InstanceID>\n"
+                         "        </r0:Storage>\n        <!--Circular Strong Reference to Set "
+                         "UID urn:uuid:cdcdcdcd-cdcd-cdcd-0000-000000000002-->\n      </r0:Child>"),
+              std::string::npos)
+        << cycle;
 }
 
 // Every fixture, and files broken from them (cut short, a byte changed): whatever is read
