@@ -187,7 +187,15 @@ class DocumentWriter {
   public:
     DocumentWriter(std::ostream& out, const HeaderMetadata& header,
                    const MM::Dictionary& dictionary)
-        : xml_(out), header_(header), types_(dictionary.typeDefinitions()) {}
+        : xml_(out), header_(header), types_(dictionary.typeDefinitions()) {
+        // Looked up by set and tag once, so that a file of many such items costs no product.
+        for (const Finding& finding : header.findings) {
+            if (finding.rule == "bad-size" && finding.setOffset && finding.tag) {
+                badSizes_.emplace(std::make_pair(*finding.setOffset, *finding.tag),
+                                  finding.message);
+            }
+        }
+    }
 
     void write(std::size_t root) {
         const std::size_t end = subtreeEnd(root);
@@ -329,6 +337,9 @@ class DocumentWriter {
         Frame frame;
         frame.set = index;
         frame.cursor = index + 1;
+        if (set.instanceUID) {
+            onPath_.emplace(*set.instanceUID, index);
+        }
         path.push_back(std::move(frame));
     }
 
@@ -358,10 +369,10 @@ class DocumentWriter {
                 return;
             }
             // A set that holds this one: written up to its InstanceUID, and said to be circular.
-            for (const Frame& above : path) {
-                const LocalSet& ancestor = header_.sets[above.set];
-                if (ancestor.instanceUID &&
-                    std::equal(target.begin(), target.end(), ancestor.instanceUID->begin())) {
+            const auto above = onPath_.find(bytes16(target.data()));
+            if (above != onPath_.end()) {
+                const LocalSet& ancestor = header_.sets[above->second];
+                {
                     xml_.open(setName(ancestor));
                     for (const Item& item : ancestor.items) {
                         if (item.element != nullptr && item.value && item.label &&
@@ -384,6 +395,12 @@ class DocumentWriter {
         if (frame.item == set.items.size()) {
             xml_.close();
             const std::size_t end = frame.cursor;
+            if (set.instanceUID) {
+                const auto on = onPath_.find(*set.instanceUID);
+                if (on != onPath_.end() && on->second == frame.set) {
+                    onPath_.erase(on);
+                }
+            }
             path.pop_back();
             if (!path.empty()) {
                 skipPast(path.back(), end - 1);
@@ -434,8 +451,13 @@ class DocumentWriter {
             return;
         }
         if (!item.value) {
-            // Opaque data and what has no text form: its bytes in hexadecimal.
+            // Opaque data and what has no text form: its bytes in hexadecimal; where the reader
+            // found the value wrong (its size), what it found beside it.
             xml_.leaf(itemName(item), {}, xmlText(plainHex(item.bytes.data(), item.bytes.size())));
+            const auto wrong = badSizes_.find({set.offset, item.tag});
+            if (wrong != badSizes_.end()) {
+                xml_.comment("Incorrect field length: " + wrong->second);
+            }
             return;
         }
         // Typed AUID by the register, these hold UUIDs as stored.
@@ -541,19 +563,25 @@ class DocumentWriter {
     // package's unique identifier, its PackageID.
     void primaryPackage(const Item& item) {
         const Bytes16 target = bytes16(item.bytes.data());
-        for (const LocalSet& set : header_.sets) {
-            if (set.instanceUID != target) {
-                continue;
-            }
-            for (const Item& candidate : set.items) {
-                if (candidate.element != nullptr && candidate.value &&
-                    types_.uniqueIdentifier(bytesOf(candidate.element->universalLabel().bytes()))) {
-                    xml_.leaf(
-                        itemName(item), {},
-                        xmlText(umidUrn(plainHex(candidate.bytes.data(), candidate.bytes.size()))));
-                    return;
+        if (!indexed_) {  // once for all sets: many such items cost no product
+            indexed_ = true;
+            for (const LocalSet& set : header_.sets) {
+                for (const Item& candidate : set.items) {
+                    if (set.instanceUID && candidate.element != nullptr && candidate.value &&
+                        types_.uniqueIdentifier(
+                            bytesOf(candidate.element->universalLabel().bytes()))) {
+                        packageIDs_.emplace(
+                            *set.instanceUID,
+                            umidUrn(plainHex(candidate.bytes.data(), candidate.bytes.size())));
+                        break;
+                    }
                 }
             }
+        }
+        const auto found = packageIDs_.find(target);
+        if (found != packageIDs_.end()) {
+            xml_.leaf(itemName(item), {}, xmlText(found->second));
+            return;
         }
         xml_.leaf(itemName(item), {}, XmlText());
         xml_.comment(" Target Primary Package with Instance UID " +
@@ -673,6 +701,11 @@ class DocumentWriter {
     const HeaderMetadata& header_;
     const MM::TypeDefinitions& types_;
     std::map<std::string, std::string> prefixes_;
+    std::map<std::pair<std::uint64_t, std::uint16_t>, std::string> badSizes_;  // by set and tag
+    std::map<Bytes16, std::size_t> onPath_;  // the open sets by InstanceUID (the first of one)
+    // Each set's unique identifier as written, by InstanceUID, made when first asked for.
+    bool indexed_ = false;
+    std::map<Bytes16, std::string> packageIDs_;
     std::vector<const std::pair<const std::string, std::string>*> order_;
 };
 
