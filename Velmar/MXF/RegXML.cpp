@@ -137,9 +137,9 @@ std::string valueText(const Value& value, Form form) {
         case Value::Kind::Boolean:
             return RegXMLText::boolean(value.asBoolean());
         case Value::Kind::Signed:
-            return std::to_string(value.asSigned());
+            return RegXMLText::integer(value.asSigned());
         case Value::Kind::Unsigned:
-            return std::to_string(value.asUnsigned());
+            return RegXMLText::integer(value.asUnsigned());
         case Value::Kind::Float:
             return RegXMLText::real(value.asFloat());  // widened to 64 bits
         case Value::Kind::Label:

@@ -67,6 +67,14 @@ bool kept(std::uint32_t c) {
 
 }  // namespace
 
+std::string integer(std::int64_t value) {
+    return std::to_string(value);
+}
+
+std::string integer(std::uint64_t value) {
+    return std::to_string(value);
+}
+
 std::string boolean(bool value) {
     return value ? "True" : "False";
 }

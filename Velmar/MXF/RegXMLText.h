@@ -9,6 +9,9 @@ namespace Velmar::MXF::RegXMLText {
 
 // The texts RegXML gives values, from the bytes a file stores (big-endian) or the value read.
 
+// Integers in decimal, over their full range.
+std::string integer(std::int64_t value);
+std::string integer(std::uint64_t value);
 // "True" or "False", the register's Boolean enumeration.
 std::string boolean(bool value);
 // "urn:smpte:ul:" and four dot-separated groups of 8 lowercase digits, the bytes as stored.

@@ -11,6 +11,16 @@
 
 namespace RegXMLText = Velmar::MXF::RegXMLText;
 
+TEST(RegXMLText, IntegersOverTheirFullRange) {
+    EXPECT_EQ(RegXMLText::integer(std::numeric_limits<std::int64_t>::min()),
+              "-9223372036854775808");
+    EXPECT_EQ(RegXMLText::integer(std::int64_t{-1}), "-1");
+    EXPECT_EQ(RegXMLText::integer(std::numeric_limits<std::int64_t>::max()), "9223372036854775807");
+    EXPECT_EQ(RegXMLText::integer(std::numeric_limits<std::uint64_t>::max()),
+              "18446744073709551615");
+    EXPECT_EQ(RegXMLText::integer(std::uint64_t{0}), "0");
+}
+
 TEST(RegXMLText, RealsAsWidenedToSixtyFourBits) {
     struct Case {
         double value;
