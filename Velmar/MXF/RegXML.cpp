@@ -315,7 +315,20 @@ class DocumentWriter {
         return dottedHex(bytes, 2);
     }
 
+    // Every set by InstanceUID (the first of one), made when first needed.
+    void indexSets() {
+        if (!setsIndexed_) {
+            setsIndexed_ = true;
+            for (std::size_t i = 0; i < header_.sets.size(); ++i) {
+                if (header_.sets[i].instanceUID) {
+                    setsByInstance_.emplace(*header_.sets[i].instanceUID, i);
+                }
+            }
+        }
+    }
+
     void openSet(std::size_t index, std::vector<Frame>& path, bool root) {
+        ++written_;
         const LocalSet& set = header_.sets[index];
         XmlWriter::Attributes attributes;
         if (root) {
@@ -388,8 +401,20 @@ class DocumentWriter {
                     return;
                 }
             }
-            xml_.comment("Strong Reference target " + RegXMLText::uuid(target.data()) +
-                         " is not found");
+            // A set the reader placed at another reference is written here too, as long as
+            // what is written stays within a bound of the file's sets: references that fan out
+            // again and again would otherwise write a document of no bound.
+            indexSets();
+            const auto elsewhere = setsByInstance_.find(bytes16(target.data()));
+            if (elsewhere != setsByInstance_.end() &&
+                header_.sets[elsewhere->second].definition != nullptr &&
+                written_ < 4 * header_.sets.size() + 1024) {
+                openSet(elsewhere->second, path, false);  // frame is invalid from here
+                return;
+            }
+            xml_.comment(
+                "Strong Reference target " + RegXMLText::uuid(target.data()) +
+                (elsewhere != setsByInstance_.end() ? " is written elsewhere" : " is not found"));
             return;
         }
         if (frame.item == set.items.size()) {
@@ -703,6 +728,9 @@ class DocumentWriter {
     std::map<std::string, std::string> prefixes_;
     std::map<std::pair<std::uint64_t, std::uint16_t>, std::string> badSizes_;  // by set and tag
     std::map<Bytes16, std::size_t> onPath_;  // the open sets by InstanceUID (the first of one)
+    bool setsIndexed_ = false;
+    std::map<Bytes16, std::size_t> setsByInstance_;  // every set by InstanceUID, when first needed
+    std::size_t written_ = 0;                        // sets written, a set written twice twice
     // Each set's unique identifier as written, by InstanceUID, made when first asked for.
     bool indexed_ = false;
     std::map<Bytes16, std::string> packageIDs_;

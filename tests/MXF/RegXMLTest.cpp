@@ -253,3 +253,35 @@ TEST(RegXML, EveryDocumentOfTheFixturesAndTheirBreakagesParses) {
     EXPECT_GT(written, 900u);
     EXPECT_GT(refused, 100u);
 }
+
+// A set referenced from several places is written at each, as long as what is written stays
+// within a bound of the file's sets: references fanning out cannot make a document of no bound.
+TEST(RegXML, WritesASetAtEachReferenceWithinABound) {
+    const Bytes contentLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                0x06, 0x01, 0x01, 0x04, 0x02, 0x01, 0x00, 0x00};
+    const Bytes packagesLabel = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                 0x06, 0x01, 0x01, 0x04, 0x05, 0x01, 0x00, 0x00};
+    const Bytes packageKey = key(0x02, 0x53, 0x01, 0x36, 0x00, 0x01, 0x0d, 0x01, 0x01);
+    auto file = [&](std::size_t references) {
+        Bytes batch = be(references, 4) + be(16, 4);
+        for (std::size_t i = 0; i < references; ++i) {
+            batch = batch + uid(3);
+        }
+        const Bytes entries = be(0x3c0a, 2) + kInstanceUIDLabel + be(0x3b03, 2) + contentLabel +
+                              be(0x1901, 2) + packagesLabel;
+        const Bytes metadata = klv(key(0x02, 0x05, 0x05, 0x01), be(3, 4) + be(18, 4) + entries) +
+                               klv(kPrefaceKey, item(0x3c0a, uid(1)) + item(0x3b03, uid(2))) +
+                               klv(kStorageKey, item(0x3c0a, uid(2)) + item(0x1901, batch)) +
+                               klv(packageKey, item(0x3c0a, uid(3)));
+        return partition(metadata.size()) + metadata;
+    };
+    const std::string twice = document(file(2), registers());
+    EXPECT_EQ(wellFormed(twice), "");
+    EXPECT_EQ(count(twice, "</r0:MaterialPackage>"), 2u) << twice;
+    EXPECT_EQ(count(twice, "written elsewhere"), 0u);
+    // Three sets and 4,000 references to one: written 4 x 3 + 1,024 times in all, then said.
+    const std::string many = document(file(4000), registers());
+    EXPECT_EQ(wellFormed(many), "");
+    EXPECT_EQ(count(many, "</r0:MaterialPackage>") + 2, 4u * 3 + 1024);
+    EXPECT_EQ(count(many, "is written elsewhere"), 4000u - (4 * 3 + 1024 - 2));
+}
