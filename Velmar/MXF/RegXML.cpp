@@ -475,6 +475,9 @@ class DocumentWriter {
         if (!item.value && indirectLittleEndian(item)) {
             return;
         }
+        if (!item.value && wrongLengthInteger(item)) {
+            return;
+        }
         if (!item.value) {
             // Opaque data and what has no text form: its bytes in hexadecimal; where the reader
             // found the value wrong (its size), what it found beside it.
@@ -491,6 +494,31 @@ class DocumentWriter {
                           elementSymbol == "ApplicationProductID";
         writeValue(itemName(item), item.type, item.element->dataType(), *item.value, {}, 0,
                    uuid ? std::optional<Form>(Form::Uuid) : std::nullopt);
+    }
+
+    // An integer of the wrong length: the value of the bytes there are, and what is wrong;
+    // none at all is NaN.
+    bool wrongLengthInteger(const Item& item) {
+        const MM::TypeDefinition* type = item.type ? types_.resolve(*item.type) : nullptr;
+        const std::vector<std::uint8_t>& b = item.bytes;
+        if (type == nullptr || type->kind != TypeKind::Integer || b.size() == type->size ||
+            b.size() > 8) {
+            return false;
+        }
+        if (b.empty()) {
+            xml_.leaf(itemName(item), {}, xmlText("NaN"));
+            xml_.comment("No data");
+            return true;
+        }
+        const std::uint64_t u = bigEndian(b.data(), b.size());
+        const unsigned shift = static_cast<unsigned>(64 - 8 * b.size());
+        xml_.leaf(itemName(item), {},
+                  xmlText(type->isSigned
+                              ? RegXMLText::integer(static_cast<std::int64_t>(u << shift) >> shift)
+                              : RegXMLText::integer(u)));
+        xml_.comment("Incorrect field length: expected " + std::to_string(type->size) +
+                     " and parsed " + std::to_string(b.size()) + ".");
+        return true;
     }
 
     // A variable array or set of integers the reader leaves as bytes (UInt8Array): one element

@@ -87,6 +87,7 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
     const char* kChannelStatus = "urn:smpte:ul:060e2b34.01010105.04020501.02000000";
     const char* kAudienceShare = "urn:smpte:ul:060e2b34.01010102.02200303.00000000";
     const char* kPlatform = "urn:smpte:ul:060e2b34.01010102.05200701.06010000";
+    const char* kObjectModel = "urn:smpte:ul:060e2b34.01010102.03010201.04000000";
     const char* kModified = "urn:smpte:ul:060e2b34.01010102.07020110.02030000";
     const char* kOrganization = "urn:smpte:ul:060e2b34.01010101.01011001.00000000";
     const char* kUTF8Text = "urn:smpte:ul:060e2b34.0101010d.03010220.03010000";
@@ -234,6 +235,18 @@ TEST(TypedValues, DecodesAndWritesEachKindOfType) {
          "{\"Major\": 1, \"Minor\": 2, \"Tertiary\": 3, \"PatchLevel\": 4, \"BuildType\": "
          "261}",
          "unknown-enumeration-value", ":Tertiary>3</"},
+        {"an integer of the wrong length: the value of its bytes",
+         kObjectModel,
+         {0x01, 0x02},
+         "hex",
+         "bad-size",
+         ":ObjectModelVersion>258</"},
+        {"an integer of no bytes",
+         kObjectModel,
+         {},
+         "hex",
+         "bad-size",
+         ":ObjectModelVersion>NaN</"},
         {"a string XML cannot hold as it is", kPlatform, utf16("a\x01$<b"), "\"a\\u0001$<b\"", "",
          "b:escape=\"true\">a$#x1;$#x24;&lt;b</"},
     };
