@@ -1,6 +1,7 @@
 #include "XmlWriter.h"
 
 #include "Velmar/MXF/RegXMLText.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,26 +14,7 @@ XmlText xmlText(std::string_view utf8) {
     const RegXMLText::Escaped escaped = RegXMLText::escape(utf8);
     XmlText result;
     result.escaped = escaped.escaped;
-    std::string& out = result.text;
-    out.reserve(escaped.text.size());
-    for (const char c : escaped.text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
+    result.text = SDK::Utils::xmlEscaped(escaped.text);
     return result;
 }
 

@@ -56,3 +56,9 @@ TEST(StringConversion, BytesRoundTrip) {
     EXPECT_EQ(std::u16string(Utils::bytesToWstring("caf\xc3\xa9").c_str()), u"caf\u00e9");
     EXPECT_EQ(std::u16string(Utils::bytesToWstring("d\xe9").c_str()), u"d\xdce9");
 }
+
+TEST(StringConversion, XmlEscapesMarkupAlone) {
+    EXPECT_EQ(Utils::xmlEscaped("a<b>&\"c\"'$\t\xc3\xa9"),
+              "a&lt;b&gt;&amp;&quot;c&quot;'$\t\xc3\xa9");
+    EXPECT_EQ(Utils::xmlEscaped(""), "");
+}

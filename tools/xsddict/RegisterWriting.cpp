@@ -8,33 +8,14 @@
 
 #include "RegisterImport.h"
 #include "RegisterTypes.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
 
 namespace {
 
 std::string escape(const std::string& value) {
-    std::string out;
-    out.reserve(value.size());
-    for (const char c : value) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
+    return Velmar::SDK::Utils::xmlEscaped(value);
 }
 
 // "urn:smpte:ul:060e2b34.01010101.01011502.00000000" as 16 bytes, or empty.

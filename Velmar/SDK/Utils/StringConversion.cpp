@@ -145,6 +145,30 @@ WString Platform::stringToWstring(const char* text) {
     return Utils::stringToWstring(text);
 }
 
+std::string Utils::xmlEscaped(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    for (const char c : utf8) {
+        switch (c) {
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
 std::string Utils::jsonQuoted(std::string_view utf8) {
     std::string out = "\"";
     out.reserve(utf8.size() + 2);

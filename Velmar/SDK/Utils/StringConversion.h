@@ -35,6 +35,9 @@ inline String toUtf8(const WString& text) {
 // A JSON string literal of UTF-8 text: quoted, with JSON's escapes for quotes, backslashes and
 // control characters; everything else as it stands.
 VELMAR_SDK_API std::string jsonQuoted(std::string_view utf8);
+// The text with XML's markup characters (& < > ") as entities, fit for content and attribute
+// values; nothing else changes.
+VELMAR_SDK_API std::string xmlEscaped(std::string_view utf8);
 
 }  // namespace Utils
 
