@@ -29,15 +29,6 @@ constexpr std::uint8_t kIsSigned[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01
 constexpr std::uint8_t kRenamedType[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
                                            0x06, 0x01, 0x01, 0x07, 0x12, 0x00, 0x00, 0x00};
 
-bool sameLabel(const Bytes16& a, const std::uint8_t (&b)[16]) {
-    for (int i = 0; i < 16; ++i) {
-        if (i != 7 && a[i] != b[i]) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The kind of meta definition a set's key names, or 0.
 std::uint8_t definitionKind(const Bytes16& key) {
     for (int i = 0; i < 13; ++i) {
@@ -70,20 +61,20 @@ FileMetaDictionary::FileMetaDictionary(
                 continue;
             }
             const std::vector<std::uint8_t>& b = item.bytes;
-            if (sameLabel(*label, kIdentification) && b.size() == 16) {
+            if (sameLabel(label->data(), kIdentification) && b.size() == 16) {
                 identification = bytes16(b.data());
-            } else if (sameLabel(*label, kName)) {
+            } else if (sameLabel(label->data(), kName)) {
                 bool replaced = false;
                 name = decodeText(b.data(), b.size(), TextEncoding::UTF16BE, replaced);
-            } else if (sameLabel(*label, kPropertyType) && b.size() == 16) {
+            } else if (sameLabel(label->data(), kPropertyType) && b.size() == 16) {
                 propertyType = bytes16(b.data());
-            } else if (sameLabel(*label, kLocalIdentification) && b.size() == 2) {
+            } else if (sameLabel(label->data(), kLocalIdentification) && b.size() == 2) {
                 localTag = static_cast<std::uint16_t>(bigEndian(b.data(), 2));
-            } else if (sameLabel(*label, kSize) && b.size() == 1) {
+            } else if (sameLabel(label->data(), kSize) && b.size() == 1) {
                 type.size = b[0];
-            } else if (sameLabel(*label, kIsSigned) && b.size() == 1) {
+            } else if (sameLabel(label->data(), kIsSigned) && b.size() == 1) {
                 type.isSigned = b[0] != 0;
-            } else if (sameLabel(*label, kRenamedType) && b.size() == 16) {
+            } else if (sameLabel(label->data(), kRenamedType) && b.size() == 16) {
                 renamed = bytes16(b.data());
             }
         }

@@ -234,16 +234,20 @@ class Walker {
 
     // Where the labels do not say, what the file holds does: a container of one element is a
     // clip where more than one edit unit is indexed inside it, or where it is measured at all.
-    bool isClip(std::uint32_t bodySID, std::size_t entries) const {
-        const Wrapping labelled = labelledWrapping();
-        if (labelled != Wrapping::Unknown) {
-            return labelled == Wrapping::Clip;
+    // Both counted once for the walk, not once a segment: many partitions and many segments
+    // never cost their product.
+    bool isClip(std::uint32_t bodySID, std::size_t entries) {
+        if (!labelled_) {
+            labelled_ = labelledWrapping();
+            for (const EssenceRun& run : runs_) {
+                elementsOf_[run.bodySID] += run.elements;
+            }
         }
-        std::uint64_t elements = 0;
-        for (const EssenceRun& run : runs_) {
-            elements += run.bodySID == bodySID ? run.elements : 0;
+        if (*labelled_ != Wrapping::Unknown) {
+            return *labelled_ == Wrapping::Clip;
         }
-        return elements == 1 && entries != 1;
+        const auto elements = elementsOf_.find(bodySID);
+        return elements != elementsOf_.end() && elements->second == 1 && entries != 1;
     }
 
     std::uint64_t relative(std::uint64_t offset) const { return offset - result_.runIn; }
@@ -537,10 +541,10 @@ class Walker {
         }
     }
 
-    // The file offset of a stream offset in an essence container, where the walk found it: by
+    // The run of an essence container holding a stream offset, where the walk found one: by
     // halving among the container's runs, sorted once, so that a file of many partitions and
     // long index tables costs their sizes' product in no step.
-    std::optional<std::uint64_t> fileOffset(std::uint32_t bodySID, std::uint64_t stream) {
+    const EssenceRun* runAt(std::uint32_t bodySID, std::uint64_t stream) {
         if (byStream_.empty() && !runs_.empty()) {
             byStream_ = runs_;
             std::sort(
@@ -555,13 +559,13 @@ class Walker {
                 return key < std::make_pair(run.bodySID, run.streamStart);
             });
         if (after == byStream_.begin()) {
-            return std::nullopt;
+            return nullptr;
         }
         const EssenceRun& run = *std::prev(after);
         if (run.bodySID == bodySID && stream - run.streamStart < run.fileEnd - run.fileStart) {
-            return run.fileStart + (stream - run.streamStart);
+            return &run;
         }
-        return std::nullopt;
+        return nullptr;
     }
 
     // Each entry's stream offset lands on the key of an essence element of its container where
@@ -572,17 +576,19 @@ class Walker {
             std::uint64_t previous = 0;
             for (std::size_t i = 0; i < segment.entries.size(); ++i) {
                 const std::uint64_t stream = segment.entries[i].streamOffset;
-                const auto at = fileOffset(segment.bodySID, stream);
-                if (!at && truncated_) {
+                const EssenceRun* run = runAt(segment.bodySID, stream);
+                if (run == nullptr && truncated_) {
                     break;  // the essence it points at was cut off
                 }
+                const std::optional<std::uint64_t> at =
+                    run ? std::optional<std::uint64_t>(run->fileStart + (stream - run->streamStart))
+                        : std::nullopt;
                 std::string fault;
                 if (!at) {
                     fault = ", which no essence of that container reaches";
                 } else if (clip) {
-                    const auto value = clipValue(segment.bodySID, *at);
                     // The clip's key (where a writer indexes the element) or inside its value.
-                    if (!value || *at < value->first || *at >= value->second) {
+                    if (*at >= run->firstValueOffset + run->firstValueLength) {
                         fault =
                             ", outside the clip's value (file offset " + std::to_string(*at) + ")";
                     } else if (i != 0 && stream < previous) {
@@ -606,17 +612,6 @@ class Walker {
                 previous = stream;
             }
         }
-    }
-
-    // The value of the clip (the essence element) of a container that holds a file offset.
-    std::optional<std::pair<std::uint64_t, std::uint64_t>> clipValue(std::uint32_t bodySID,
-                                                                     std::uint64_t at) const {
-        for (const EssenceRun& run : runs_) {
-            if (run.bodySID == bodySID && at >= run.fileStart && at < run.fileEnd) {
-                return std::make_pair(run.fileStart, run.firstValueOffset + run.firstValueLength);
-            }
-        }
-        return std::nullopt;
     }
 
     // A table of constant-size edit units: its essence holds whole edit units, as many as its
@@ -685,6 +680,8 @@ class Walker {
     std::vector<Partition> packs_;
     std::vector<EssenceRun> runs_;      // in file order
     std::vector<EssenceRun> byStream_;  // by container and stream offset, made when first asked
+    std::optional<Wrapping> labelled_;  // the labels' wrapping, and elements by BodySID, made
+    std::map<std::uint32_t, std::uint64_t> elementsOf_;  // when first asked for
     std::set<std::uint32_t> tracks_;
     bool open_ = false;              // whether an essence run is open in the current partition
     bool inEssence_ = false;         // whether the last packet was essence, or fill after it
@@ -715,34 +712,31 @@ constexpr std::uint8_t kEssenceDescription[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 
 constexpr std::uint8_t kGenericStreamID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x0d,
                                                0x01, 0x03, 0x04, 0x08, 0x00, 0x00, 0x00, 0x00};
 
-// Equal but for the version byte.
-bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
-    for (int i = 0; i < 16; ++i) {
-        if (i != 7 && a[i] != b[i]) {
-            return false;
+// Whether each set or its subtree names a generic stream the file has (a Generic Stream ID of
+// a text-based set, say): a track's data is then carried there, not in an essence container.
+// One pass from the last set back, each subtree's answer handed to its parent by depth, so
+// that nested sets cost no product.
+std::vector<bool> namesAGenericStream(const std::vector<LocalSet>& sets,
+                                      const std::set<std::uint32_t>& streams) {
+    std::vector<bool> names(sets.size(), false);
+    std::vector<bool> below;  // by depth: whether a set met of that depth names one
+    for (std::size_t i = sets.size(); i-- > 0;) {
+        const std::size_t depth = sets[i].depth;
+        if (below.size() < depth + 2) {
+            below.resize(depth + 2, false);
         }
-    }
-    return true;
-}
-
-// The generic streams a track or its subtree names (Generic Stream ID of a text-based set, say) and
-// that the file has: such a track's data is carried there, not in an essence container.
-std::set<std::uint32_t> genericStreamsNamed(const std::vector<LocalSet>& sets, std::size_t track,
-                                            const std::set<std::uint32_t>& streams) {
-    std::set<std::uint32_t> named;
-    for (std::size_t i = track;
-         i < sets.size() && (i == track || sets[i].depth > sets[track].depth); ++i) {
+        bool own = below[depth + 1];  // its children, met since
+        below[depth + 1] = false;
         for (const Item& item : sets[i].items) {
-            if (item.label && sameLabel(item.label->data(), kGenericStreamID) &&
-                item.bytes.size() == 4) {
-                const auto sid = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4));
-                if (streams.count(sid) != 0) {
-                    named.insert(sid);
-                }
-            }
+            own = own ||
+                  (item.label && sameLabel(item.label->data(), kGenericStreamID) &&
+                   item.bytes.size() == 4 &&
+                   streams.count(static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4))) != 0);
         }
+        names[i] = own;
+        below[depth] = below[depth] || own;
     }
-    return named;
+    return names;
 }
 
 const Item* itemOf(const LocalSet& set, const std::uint8_t* label) {
@@ -817,6 +811,7 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
     }
     std::sort(containers.begin(), containers.end());
     const std::vector<bool> isFileTrack = fileTracks(sets);
+    const std::vector<bool> ofGenericStream = namesAGenericStream(sets, streams);
     struct Missing {
         const LocalSet* set;
         const Item* item;
@@ -838,7 +833,7 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
                 // Cut short, the file may have lost the essence; a track whose data is a
                 // generic stream of the file has none in a container.
                 if (!truncated && !std::binary_search(found.begin(), found.end(), number) &&
-                    genericStreamsNamed(sets, s, streams).empty()) {
+                    !ofGenericStream[s]) {
                     missing.push_back({&set, &item, number});
                 }
             } else if (sameLabel(item.label->data(), kEssenceContainer) &&

@@ -47,6 +47,15 @@ constexpr std::uint64_t kMaxRandomIndex = 16 << 20;
 
 }  // namespace
 
+bool sameLabel(const std::uint8_t* a, const std::uint8_t* b) {
+    for (int i = 0; i < 16; ++i) {
+        if (i != 7 && a[i] != b[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
 Bytes16 bytes16(const std::uint8_t* bytes) {
     Bytes16 out;
     std::memcpy(out.data(), bytes, 16);

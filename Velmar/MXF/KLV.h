@@ -61,6 +61,9 @@ bool isInstanceUIDLabel(const Bytes16& label);
 enum class Wrapping { Unknown, Frame, Clip };
 Wrapping wrappingOf(const Bytes16& label);
 
+// Two labels equal but for their version byte (the eighth).
+bool sameLabel(const std::uint8_t* a, const std::uint8_t* b);
+
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size);
 Bytes16 bytes16(const std::uint8_t* bytes);
 
