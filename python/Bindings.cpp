@@ -311,17 +311,12 @@ class Reading {
     // As xsddict regxml writes it: by default of the header partition's header metadata, which
     // the file is read again for where the reading took another partition's.
     std::string toRegXML(const py::object& root, const std::string& partition) const {
-        using Metadata = MXF::ReadOptions::Metadata;
-        MXF::ReadOptions reading;
-        if (partition == "header") {
-            reading.metadata = Metadata::Header;
-        } else if (partition == "footer") {
-            reading.metadata = Metadata::Footer;
-        } else if (partition == "body") {
-            reading.metadata = Metadata::Body;
-        } else if (partition != "auto") {
+        const auto metadata = MXF::metadataPartitionNamed(partition);
+        if (!metadata) {
             throw py::value_error("partition is header, footer, body or auto, not " + partition);
         }
+        MXF::ReadOptions reading;
+        reading.metadata = *metadata;
         MXF::RegXMLOptions options;
         if (!root.is_none()) {
             const MM::LabelBytes id = labelOf(root);

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Velmar/MXF/FileRefused.h"
@@ -179,6 +180,10 @@ struct ReadOptions {
     enum class Metadata { FirstClosedComplete, Header, Footer, Body };
     Metadata metadata = Metadata::FirstClosedComplete;
 };
+
+// The partition named "header", "footer", "body" or "auto" (the first closed complete one), as
+// programs let their users choose it; none for any other word.
+std::optional<ReadOptions::Metadata> metadataPartitionNamed(std::string_view name);
 
 // Reads a file's partitions and the header metadata of the first closed complete partition
 // that has one (else the first that has one), maps every set and item through the dictionary

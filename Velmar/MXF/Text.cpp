@@ -51,6 +51,15 @@ const char* Partition::kindName() const {
     return "body";
 }
 
+std::optional<ReadOptions::Metadata> metadataPartitionNamed(std::string_view name) {
+    using Metadata = ReadOptions::Metadata;
+    return name == "header"   ? std::optional<Metadata>(Metadata::Header)
+           : name == "footer" ? std::optional<Metadata>(Metadata::Footer)
+           : name == "body"   ? std::optional<Metadata>(Metadata::Body)
+           : name == "auto"   ? std::optional<Metadata>(Metadata::FirstClosedComplete)
+                              : std::nullopt;
+}
+
 const char* severityName(Severity severity) {
     return severity == Severity::Error     ? "error"
            : severity == Severity::Warning ? "warning"

@@ -464,22 +464,12 @@ Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
 // Whose header metadata regxml writes: the header partition's unless asked otherwise, as
 // other RegXML writers do, so that a file's open header can be compared with theirs.
 Velmar::MXF::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
-    using Metadata = Velmar::MXF::ReadOptions::Metadata;
-    const std::string value =
-        arguments.has("--partition") ? arguments.value("--partition") : "header";
-    if (value == "header") {
-        return Metadata::Header;
+    const auto metadata = Velmar::MXF::metadataPartitionNamed(
+        arguments.has("--partition") ? arguments.value("--partition") : "header");
+    if (!metadata) {
+        throw UsageError{"--partition takes header, footer, body or auto"};
     }
-    if (value == "footer") {
-        return Metadata::Footer;
-    }
-    if (value == "body") {
-        return Metadata::Body;
-    }
-    if (value == "auto") {
-        return Metadata::FirstClosedComplete;
-    }
-    throw UsageError{"--partition takes header, footer, body or auto"};
+    return *metadata;
 }
 
 // The ones given with --dictionary, stacked in order (a "+" before a path keeps the built-in
