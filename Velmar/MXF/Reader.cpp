@@ -540,15 +540,17 @@ class Reader {
             return known ? std::optional<Bytes16>(bytes16(known->bytes())) : std::nullopt;
         });
         // Dark sets whose class the file does not define stay dark: stepped over, unread.
-        std::vector<LocalSet> kept;
-        for (LocalSet& set : fileOrder_) {
-            if (darkSets_.count(set.offset) != 0 && meta.className(set.key) == nullptr) {
-                result_.findings.push_back(darkSet(set.offset, set.key));
-            } else {
-                kept.push_back(std::move(set));
+        if (!darkSets_.empty()) {
+            std::vector<LocalSet> kept;
+            for (LocalSet& set : fileOrder_) {
+                if (darkSets_.count(set.offset) != 0 && meta.className(set.key) == nullptr) {
+                    result_.findings.push_back(darkSet(set.offset, set.key));
+                } else {
+                    kept.push_back(std::move(set));
+                }
             }
+            fileOrder_ = std::move(kept);
         }
-        fileOrder_ = std::move(kept);
         for (LocalSet& set : fileOrder_) {
             set.definition = dictionary_.findMetaMetadataSet(SDK::KLV::Key(set.key.data()));
             if (set.definition == nullptr) {
