@@ -9,6 +9,7 @@
 #include <string>
 #include <tuple>
 
+#include "ItemLabels.h"
 #include "KLV.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
@@ -42,10 +43,14 @@ class Walker {
     void walk() {
         Walk walk;
         std::uint64_t at = result_.runIn;
+        if (at != 0) {
+            walk.regions.push_back({Region::Kind::RunIn, 0, at, 0, 0, {}, 0});
+        }
         while (at < source_.size()) {
             const std::optional<KLVHeader> read = readPacket(at);
             if (!read) {
                 walk.truncatedAt = source_.size();
+                walk.regions.push_back({Region::Kind::Cut, at, source_.size() - at, 1, 0, {}, 0});
                 break;
             }
             const KLVHeader& header = *read;
@@ -53,32 +58,43 @@ class Walker {
             checkAlignment(header);
             const bool fillInEssence = inEssence_ && isFillKey(header.key);
             inEssence_ = false;
+            Region::Kind kind = Region::Kind::Other;
+            std::optional<std::uint32_t> track;  // of an essence element
             if (fillInEssence) {
                 runs_.back().fileEnd = header.end();  // fill belongs to the container's stream
                 inEssence_ = true;
+                kind = Region::Kind::Essence;
             } else if (isPartitionKey(header.key)) {
                 packs_.push_back(readPartitionPack(source_, at));
                 open_ = false;
                 metadataEnd_ = 0;
+                kind = Region::Kind::PartitionPack;
             } else if (isPrimerKey(header.key) && !packs_.empty()) {
                 // The header metadata's byte count starts at the primer's key.
                 metadataEnd_ =
                     header.offset + std::min<std::uint64_t>(packs_.back().headerByteCount,
                                                             source_.size() - header.offset);
-            } else if (header.offset < metadataEnd_ || isFillKey(header.key)) {
+                kind = Region::Kind::HeaderMetadata;
+            } else if (isFillKey(header.key)) {
+                kind = Region::Kind::Fill;
+            } else if (header.offset < metadataEnd_) {
                 // Sets, dark or not: the reader reads the header metadata it uses itself.
+                kind = Region::Kind::HeaderMetadata;
             } else if (isRandomIndexKey(header.key)) {
                 if (header.end() != source_.size()) {
                     find("random-index", at, "a random index pack that does not end the file");
                 } else {
                     result_.randomIndex = readRandomIndexPack(source_, header);
                 }
+                kind = Region::Kind::RandomIndex;
             } else if (isIndexSegmentKey(header.key)) {
                 walk.indexSegments.push_back(readIndexSegment(header));
                 checkIndexSegmentPlace(walk.indexSegments.back());
+                kind = Region::Kind::IndexTable;
             } else if (!packs_.empty() && packs_.back().kind == Partition::Kind::GenericStream) {
                 ++walk.genericStreamPackets;
                 walk.genericStreamBytes += header.end() - header.offset;
+                kind = Region::Kind::GenericStream;
             } else if (isEssenceKey(header.key) ||
                        (!packs_.empty() && packs_.back().bodySID != 0 && isSMPTELabel(header.key) &&
                         !isLocalSetKey(header.key))) {
@@ -87,16 +103,19 @@ class Walker {
                 ++walk.essenceElements;
                 walk.essenceBytes += header.end() - header.offset;
                 essence(header);
+                kind = Region::Kind::Essence;
                 if (isEncryptedTripletKey(header.key)) {
                     ++walk.encryptedElements;
-                    if (const auto number = encryptedTrackNumber(header)) {
-                        tracks_.insert(*number);
+                    track = encryptedTrackNumber(header);
+                    if (track) {
+                        tracks_.insert(*track);
                     }
                 } else if (header.key[4] == 0x01 && header.key[5] == 0x02) {  // no system item
-                    tracks_.insert(
-                        static_cast<std::uint32_t>(bigEndian(header.key.data() + 12, 4)));
+                    track = static_cast<std::uint32_t>(bigEndian(header.key.data() + 12, 4));
+                    tracks_.insert(*track);
                 }
             }
+            addToRegions(walk.regions, kind, header, track);
             at = header.end();
         }
         if (!walk.truncatedAt && !packs_.empty() && packs_.front().footerPartition != 0 &&
@@ -121,6 +140,37 @@ class Walker {
     }
 
   private:
+    // The packet joins the region it continues, or starts one: a region holds one kind of
+    // packet of one partition.
+    void addToRegions(std::vector<Region>& regions, Region::Kind kind, const KLVHeader& header,
+                      std::optional<std::uint32_t> track) {
+        const std::uint64_t size = header.end() - header.offset;
+        const std::uint32_t bodySID =
+            packs_.empty() || kind == Region::Kind::PartitionPack ? 0 : packs_.back().bodySID;
+        if (regions.empty() || regions.back().kind != kind ||
+            regions.back().offset + regions.back().size != header.offset ||
+            regions.back().bodySID != bodySID || kind == Region::Kind::PartitionPack) {
+            regions.push_back({kind, header.offset, 0, 0, bodySID, {}, 0});
+        }
+        Region& region = regions.back();
+        region.size += size;
+        ++region.packets;
+        if (!track) {
+            return;
+        }
+        for (Region::TrackBytes& t : region.tracks) {
+            if (t.trackNumber == *track) {
+                t.bytes += size;
+                return;
+            }
+        }
+        if (region.tracks.size() < Region::kMaxTracks) {
+            region.tracks.push_back({*track, size});
+        } else {
+            region.otherTrackBytes += size;
+        }
+    }
+
     void find(const char* rule, std::uint64_t offset, std::string message) {
         result_.findings.push_back({rule, offset, "", std::nullopt, "", std::move(message)});
     }
@@ -699,19 +749,6 @@ void walkFile(ByteSource& source, HeaderMetadata& result) {
 }
 
 namespace {
-constexpr std::uint8_t kTrackNumber[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
-                                           0x01, 0x04, 0x01, 0x03, 0x00, 0x00, 0x00, 0x00};
-constexpr std::uint8_t kEssenceContainer[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
-                                                0x06, 0x01, 0x01, 0x04, 0x01, 0x02, 0x00, 0x00};
-constexpr std::uint8_t kLinkedPackageID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
-                                               0x06, 0x01, 0x01, 0x06, 0x01, 0x00, 0x00, 0x00};
-constexpr std::uint8_t kPackageID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
-                                         0x01, 0x01, 0x15, 0x10, 0x00, 0x00, 0x00, 0x00};
-constexpr std::uint8_t kEssenceDescription[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
-                                                  0x06, 0x01, 0x01, 0x04, 0x02, 0x03, 0x00, 0x00};
-constexpr std::uint8_t kGenericStreamID[16] = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x0d,
-                                               0x01, 0x03, 0x04, 0x08, 0x00, 0x00, 0x00, 0x00};
-
 // Whether each set or its subtree names a generic stream the file has (a Generic Stream ID of
 // a text-based set, say): a track's data is then carried there, not in an essence container.
 // One pass from the last set back, each subtree's answer handed to its parent by depth, so
@@ -729,7 +766,7 @@ std::vector<bool> namesAGenericStream(const std::vector<LocalSet>& sets,
         below[depth + 1] = false;
         for (const Item& item : sets[i].items) {
             own = own ||
-                  (item.label && sameLabel(item.label->data(), kGenericStreamID) &&
+                  (item.label && sameLabel(item.label->data(), ItemLabels::GenericStreamID) &&
                    item.bytes.size() == 4 &&
                    streams.count(static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4))) != 0);
         }
@@ -739,22 +776,13 @@ std::vector<bool> namesAGenericStream(const std::vector<LocalSet>& sets,
     return names;
 }
 
-const Item* itemOf(const LocalSet& set, const std::uint8_t* label) {
-    for (const Item& item : set.items) {
-        if (item.label && sameLabel(item.label->data(), label)) {
-            return &item;
-        }
-    }
-    return nullptr;
-}
-
 // The tracks whose numbers are essence track numbers: those of the file packages, which the
 // essence container data link to (else, where a file has none, source packages with a
 // descriptor). A material package's tracks may number their tracks as they like.
 std::vector<bool> fileTracks(const std::vector<LocalSet>& sets) {
     std::set<std::vector<std::uint8_t>> linked;
     for (const LocalSet& set : sets) {
-        if (const Item* id = itemOf(set, kLinkedPackageID)) {
+        if (const Item* id = itemOf(set, ItemLabels::LinkedPackageID)) {
             linked.insert(id->bytes);
         }
     }
@@ -766,8 +794,8 @@ std::vector<bool> fileTracks(const std::vector<LocalSet>& sets) {
             tracks[i] = true;  // no package to tell: held against the essence all the same
         } else if (path.size() == sets[i].depth) {
             const LocalSet& package = sets[path.back()];
-            const Item* id = itemOf(package, kPackageID);
-            tracks[i] = linked.empty() ? itemOf(package, kEssenceDescription) != nullptr
+            const Item* id = itemOf(package, ItemLabels::PackageID);
+            tracks[i] = linked.empty() ? itemOf(package, ItemLabels::EssenceDescription) != nullptr
                                        : id != nullptr && linked.count(id->bytes) != 0;
         }
         path.push_back(i);
@@ -824,7 +852,7 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
             if (!item.label) {
                 continue;
             }
-            if (sameLabel(item.label->data(), kTrackNumber) && item.bytes.size() == 4) {
+            if (sameLabel(item.label->data(), ItemLabels::TrackNumber) && item.bytes.size() == 4) {
                 const auto number = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4));
                 if (number == 0 || !isFileTrack[s]) {
                     continue;  // a track of no essence of this file (material, timecode)
@@ -836,7 +864,7 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
                     !ofGenericStream[s]) {
                     missing.push_back({&set, &item, number});
                 }
-            } else if (sameLabel(item.label->data(), kEssenceContainer) &&
+            } else if (sameLabel(item.label->data(), ItemLabels::EssenceContainer) &&
                        item.bytes.size() == 16 && !encrypted && [&] {
                            Bytes16 label = bytes16(item.bytes.data());
                            label[7] = 0;

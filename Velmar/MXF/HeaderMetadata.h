@@ -144,6 +144,43 @@ struct IndexSegment {
     std::vector<Entry> entries;
 };
 
+// A stretch of the file holding one kind of packet, as the walk met them: the file's layout.
+// Consecutive packets of a kind make one region; fill among essence elements belongs to the
+// essence, as it does to the container's stream.
+struct Region {
+    enum class Kind {
+        RunIn,           // bytes before the header partition
+        PartitionPack,   // a partition pack (of any kind)
+        HeaderMetadata,  // the primer and the sets
+        IndexTable,      // index table segments
+        Essence,         // essence elements and system items
+        GenericStream,   // the packets of a generic stream partition
+        Fill,
+        RandomIndex,  // the random index pack
+        Other,        // a packet none of the above, outside header metadata
+        Cut,          // the packet the file ends in, where it was cut short
+    };
+    // Essence: bytes by track number, in the order first met; elements of more track numbers
+    // than kMaxTracks are counted together.
+    static constexpr std::size_t kMaxTracks = 16;
+    struct TrackBytes {
+        std::uint32_t trackNumber = 0;
+        std::uint64_t bytes = 0;  // keys, lengths and values of its elements
+    };
+
+    Kind kind = Kind::Other;
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    std::uint64_t packets = 0;
+    std::uint32_t bodySID = 0;  // the partition's, for essence, index tables and generic streams
+    std::vector<TrackBytes> tracks;
+    std::uint64_t otherTrackBytes = 0;  // of elements past kMaxTracks track numbers
+
+    // "runIn", "partitionPack", "headerMetadata", "indexTable", "essence", "genericStream",
+    // "fill", "randomIndex", "other", "cut".
+    const char* kindName() const;
+};
+
 // What a walk of every KLV of the file found, beside what its checks report as findings.
 struct Walk {
     std::uint64_t klvs = 0;                    // every packet, partition packs and fill included
@@ -155,6 +192,7 @@ struct Walk {
     std::optional<std::uint64_t> truncatedAt;  // where the file ends in a packet, if it does
     std::vector<IndexSegment> indexSegments;   // in file order
     std::vector<std::uint32_t> essenceTrackNumbers;  // of the elements found, each once, sorted
+    std::vector<Region> regions;  // in file order, from the file's start to where the walk stopped
 };
 
 struct HeaderMetadata {

@@ -37,6 +37,32 @@ std::string uuidText(const Bytes16& bytes) {
            hex.substr(16, 4) + "-" + hex.substr(20);
 }
 
+const char* Region::kindName() const {
+    switch (kind) {
+        case Kind::RunIn:
+            return "runIn";
+        case Kind::PartitionPack:
+            return "partitionPack";
+        case Kind::HeaderMetadata:
+            return "headerMetadata";
+        case Kind::IndexTable:
+            return "indexTable";
+        case Kind::Essence:
+            return "essence";
+        case Kind::GenericStream:
+            return "genericStream";
+        case Kind::Fill:
+            return "fill";
+        case Kind::RandomIndex:
+            return "randomIndex";
+        case Kind::Other:
+            return "other";
+        case Kind::Cut:
+            return "cut";
+    }
+    return "other";
+}
+
 const char* Partition::kindName() const {
     switch (kind) {
         case Kind::Header:

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <ostream>
 #include <sstream>
-#include <thread>
 
 #include "Mxf.h"
+#include "OrderedRun.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -85,57 +83,46 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
     return result;
 }
 
-// "12/1000 files, 85.3 files/s, 11 s left", redrawn in place.
-class Progress {
-  public:
-    Progress(std::ostream& err, std::size_t total, bool shown)
-        : err_(err), total_(total), shown_(shown), start_(Clock::now()) {}
-    void done(std::size_t count) {
-        if (!shown_) {
-            return;
-        }
-        const auto now = Clock::now();
-        if (count < total_ && now - drawn_ < std::chrono::milliseconds(100)) {
-            return;
-        }
-        drawn_ = now;
-        const double seconds = std::chrono::duration<double>(now - start_).count();
-        const double rate = seconds > 0 ? static_cast<double>(count) / seconds : 0.0;
-        std::ostringstream line;
-        line.setf(std::ios::fixed);
-        line.precision(1);
-        line << "\r" << count << "/" << total_ << " files, " << rate << " files/s";
-        if (rate > 0 && count < total_) {
-            line << ", " << std::llround(static_cast<double>(total_ - count) / rate) << " s left";
-        }
-        line << "\x1b[K";
-        err_ << line.str() << std::flush;
-        drawnAny_ = true;
-    }
-    // Clears the line before other text goes to the terminal.
-    void clear() {
-        if (drawnAny_) {
-            err_ << "\r\x1b[K" << std::flush;
-            drawnAny_ = false;
-        }
-    }
-    void finish() {
-        if (drawnAny_) {
-            err_ << "\n" << std::flush;
-        }
-    }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-    std::ostream& err_;
-    std::size_t total_;
-    bool shown_;
-    Clock::time_point start_;
-    Clock::time_point drawn_{};
-    bool drawnAny_ = false;
-};
-
 }  // namespace
+
+Progress::Progress(std::ostream& err, std::size_t total, bool shown)
+    : err_(err), total_(total), shown_(shown), start_(Clock::now()) {}
+
+void Progress::done(std::size_t count) {
+    if (!shown_) {
+        return;
+    }
+    const auto now = Clock::now();
+    if (count < total_ && now - drawn_ < std::chrono::milliseconds(100)) {
+        return;
+    }
+    drawn_ = now;
+    const double seconds = std::chrono::duration<double>(now - start_).count();
+    const double rate = seconds > 0 ? static_cast<double>(count) / seconds : 0.0;
+    std::ostringstream line;
+    line.setf(std::ios::fixed);
+    line.precision(1);
+    line << "\r" << count << "/" << total_ << " files, " << rate << " files/s";
+    if (rate > 0 && count < total_) {
+        line << ", " << std::llround(static_cast<double>(total_ - count) / rate) << " s left";
+    }
+    line << "\x1b[K";
+    err_ << line.str() << std::flush;
+    drawnAny_ = true;
+}
+
+void Progress::clear() {
+    if (drawnAny_) {
+        err_ << "\r\x1b[K" << std::flush;
+        drawnAny_ = false;
+    }
+}
+
+void Progress::finish() {
+    if (drawnAny_) {
+        err_ << "\n" << std::flush;
+    }
+}
 
 bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold) {
     for (const Velmar::MXF::Finding& finding : header.findings) {
@@ -188,62 +175,13 @@ int readMxfFiles(const std::vector<MxfInput>& files,
         worst = std::max(worst, result.status);
     };
 
-    const std::size_t threads =
-        std::max<std::size_t>(1, std::min<std::size_t>(options.jobs, files.size()));
-    if (threads == 1) {
-        for (std::size_t i = 0; i < files.size(); ++i) {
-            emit(readOne(files[i], dictionary, options));
+    runInOrder(
+        files.size(), options.jobs,
+        [&](std::size_t i) { return readOne(files[i], dictionary, options); },
+        [&](FileResult&& result, std::size_t i) {
+            emit(result);
             progress.done(i + 1);
-        }
-    } else {
-        // A window of results ahead of the one written next: workers wait rather than run
-        // ahead of a slow file, so at most `window` documents are held at once.
-        const std::size_t window = 4 * threads;
-        std::vector<std::optional<FileResult>> slots(window);
-        std::mutex mutex;
-        std::condition_variable changed;
-        std::size_t next = 0;     // the next file to take
-        std::size_t written = 0;  // files written so far
-        auto work = [&] {
-            std::unique_lock<std::mutex> lock(mutex);
-            for (;;) {
-                changed.wait(lock, [&] { return next >= files.size() || next < written + window; });
-                if (next >= files.size()) {
-                    return;
-                }
-                const std::size_t index = next++;
-                lock.unlock();
-                FileResult result = readOne(files[index], dictionary, options);
-                lock.lock();
-                slots[index % window] = std::move(result);
-                changed.notify_all();
-            }
-        };
-        std::vector<std::thread> workers;
-        workers.reserve(threads);
-        for (std::size_t i = 0; i < threads; ++i) {
-            workers.emplace_back(work);
-        }
-        while (written < files.size()) {
-            std::optional<FileResult> result;
-            {
-                std::unique_lock<std::mutex> lock(mutex);
-                changed.wait(lock, [&] { return slots[written % window].has_value(); });
-                result = std::move(slots[written % window]);
-                slots[written % window].reset();
-            }
-            emit(*result);
-            {
-                std::lock_guard<std::mutex> lock(mutex);
-                ++written;
-            }
-            changed.notify_all();
-            progress.done(written);
-        }
-        for (std::thread& worker : workers) {
-            worker.join();
-        }
-    }
+        });
     progress.finish();
     if (!out.flush()) {
         return std::max(worst, kFailed);

@@ -25,6 +25,7 @@
 #include "Mxf.h"
 #include "MxfRun.h"
 #include "RegisterImport.h"
+#include "Report.h"
 #include "Show.h"
 #include "Summary.h"
 #include "Velmar/MXF/RegXML.h"
@@ -58,6 +59,7 @@ const char* const kHelp =
     "                   [--fail-on error|warning|info] FILE.mxf|DIR...\n"
     "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID]\n"
     "                      [--partition header|footer|body|auto] FILE.mxf\n"
+    "       xsddict report [--dictionary DICTIONARY]... [-o OUT] [-j N] FILE.mxf|DIR...\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -88,6 +90,12 @@ const char* const kHelp =
     "  regxml FILE.mxf          the file's header metadata as a RegXML document: the Preface\n"
     "                           and the sets it owns, every value in its registered type's\n"
     "                           form; findings go to standard error as mxf prints them\n"
+    "  report FILE.mxf|DIR...   an HTML page of each file, which stands alone: its summary,\n"
+    "                           a map of its bytes with its findings marked, its findings and\n"
+    "                           its header metadata as a tree (the file is walked as with\n"
+    "                           mxf --walk). One file: the page goes to -o FILE.html, else to\n"
+    "                           standard output; a directory or several files: -o names a\n"
+    "                           folder that gets a page per file and an index.html\n"
     "\n"
     "options:\n"
     "  --json                   summary, check and mxf: write JSON\n"
@@ -101,8 +109,9 @@ const char* const kHelp =
     "                           partition's (the default), the footer's (or the last that has\n"
     "                           some), the first body partition's, or auto (the first closed\n"
     "                           complete one's, as mxf reads)\n"
-    "  -j N                     mxf: read on N threads (default: one per core)\n"
-    "  --fail-on SEVERITY       mxf and regxml: the mildest severity of finding that makes\n"
+    "  -j N                     mxf and report: read on N threads (default: one per core)\n"
+    "  --fail-on SEVERITY       mxf, regxml and report: the mildest severity of finding that "
+    "makes\n"
     "                           the exit status 3: error, warning (the default) or info\n"
     "  --walk                   mxf: also step through every KLV of every partition by its\n"
     "                           length (never reading essence), refusing a fault anywhere and\n"
@@ -111,7 +120,8 @@ const char* const kHelp =
     "  --documentation          dump and show: also load each declaration's documentation\n"
     "  --length-description     dump and show: also load each \"Length\" annotation\n"
     "  -o FILE                  import-registers and compile: the dictionary to write;\n"
-    "                           regxml: the document (written whole or not at all)\n"
+    "                           regxml: the document (written whole or not at all);\n"
+    "                           report: the page, or the folder of pages\n"
     "  --note TEXT              compile: a note kept with the dictionary (its source)\n"
     "  --verbose                on failure, also say where in the library it was raised\n"
     "  --                       ends the options\n"
@@ -120,7 +130,8 @@ const char* const kHelp =
     "\n"
     "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
     "import failed), 2 usage error, 3 check found something, or mxf or regxml found errors or\n"
-    "warnings (see --fail-on), 4 mxf or regxml refused the file (several files: the highest\n"
+    "warnings (see --fail-on), 4 mxf, regxml or report refused the file (several files: the "
+    "highest\n"
     "of these)\n";
 
 struct Option {
@@ -133,20 +144,21 @@ struct Option {
 // load benchmark and is not in the help.
 const Option kOptions[] = {
     {"--json", false, {"summary", "check", "mxf"}},
-    {"--dictionary", true, {"mxf", "regxml"}},
+    {"--dictionary", true, {"mxf", "regxml", "report"}},
     {"--root", true, {"regxml"}},
-    {"-j", true, {"mxf"}},
+    {"-j", true, {"mxf", "report"}},
     {"--walk", false, {"mxf"}},
-    {"--fail-on", true, {"mxf", "regxml"}},
+    {"--fail-on", true, {"mxf", "regxml", "report"}},
     {"--partition", true, {"regxml"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
-    {"-o", true, {"import-registers", "compile", "regxml"}},
+    {"-o", true, {"import-registers", "compile", "regxml", "report"}},
     {"--note", true, {"compile"}},
     {"--copies", true, {"import-registers"}},
     {"--verbose",
      false,
-     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf", "regxml"}},
+     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf", "regxml",
+      "report"}},
 };
 
 struct Command {
@@ -164,6 +176,7 @@ const Command kCommands[] = {
     {"compile", 1, "a dictionary file"},
     {"mxf", 1, "MXF files or directories", true},
     {"regxml", 1, "one MXF file"},
+    {"report", 1, "MXF files or directories", true},
 };
 
 struct Arguments {
@@ -635,6 +648,31 @@ int readMxf(const Arguments& arguments) {
     return xsddict::readMxfFiles(files, dictionary, options, std::cout, std::cerr);
 }
 
+// Pages people look at: one file's, or a folder of them with an index.
+int report(const Arguments& arguments) {
+    xsddict::ReportOptions options;
+    options.output = arguments.value("-o");
+    options.jobs = jobsOption(arguments);
+    options.verbose = arguments.has("--verbose");
+    options.failOn = failOnOption(arguments);
+    const bool one =
+        arguments.positional.size() == 1 && !std::filesystem::is_directory(arguments.positional[0]);
+    if (!one && options.output.empty()) {
+        throw UsageError{"report of a directory or several files needs -o FOLDER"};
+    }
+    if (!one && xsddict::mxfFiles(arguments.positional).empty()) {
+        std::cerr << "xsddict: no .mxf file in the directories given\n";
+        return EXIT_SUCCESS;
+    }
+    KeptToExit<SDK::MetaMetadata::Dictionary> kept;
+    SDK::MetaMetadata::Dictionary& dictionary = kept.get();
+    if (!loadReadingDictionary(arguments, dictionary)) {
+        return kFailed;
+    }
+    options.progress = !one && isatty(STDERR_FILENO) == 1;
+    return xsddict::writeReports(arguments.positional, dictionary, options, std::cout, std::cerr);
+}
+
 // Compiles through a scratch file, so that a failure leaves nothing behind.
 int compile(const Arguments& arguments) {
     const std::string& input = arguments.positional.front();
@@ -692,6 +730,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments.command == "regxml") {
         return regxml(arguments);
+    }
+    if (arguments.command == "report") {
+        return report(arguments);
     }
     const std::string& schema = arguments.positional.front();
     const bool json = arguments.has("--json");

@@ -1,0 +1,223 @@
+#include "Report.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <new>
+#include <ostream>
+#include <sstream>
+
+#include "MxfRun.h"
+#include "OrderedRun.h"
+#include "Velmar/MXF/Report/Report.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace xsddict {
+
+namespace fs = std::filesystem;
+namespace MXF = Velmar::MXF;
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kFindings = 3;
+constexpr int kRefused = 4;
+
+// A file to report on: where it is, the name its row shows and its page's path in the folder.
+struct Target {
+    MxfInput input;
+    std::string name;
+    std::string page;
+};
+
+struct Outcome {
+    MXF::Report::IndexRow row;
+    std::string err;
+    int status = 0;
+};
+
+// Written through a scratch file renamed once whole, so that a failure leaves no half page.
+bool writeWhole(const fs::path& path, const std::string& text, std::string& why) {
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    const fs::path scratch = path.string() + ".partial";
+    std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
+    if (out) {
+        out << text;
+        out.close();
+        if (out && std::rename(scratch.c_str(), path.c_str()) == 0) {
+            return true;
+        }
+    }
+    why = std::strerror(errno);
+    std::remove(scratch.c_str());
+    return false;
+}
+
+std::uint64_t sizeOf(const std::string& path) {
+    std::error_code error;
+    const auto size = fs::file_size(path, error);
+    return error ? 0 : size;
+}
+
+std::string refusalLine(const std::string& file, const MXF::FileRefused& e, bool verbose) {
+    std::ostringstream err;
+    err << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset() << ": "
+        << Velmar::SDK::Utils::wstringToBytes(e.message()).c_str();
+    if (verbose) {
+        err << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
+    }
+    return err.str() + "\n";
+}
+
+// Reads and walks one file and makes its page, in `page`, and its row.
+Outcome report(const Target& target, const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
+               const ReportOptions& options, std::string& page) {
+    Outcome outcome;
+    std::ostringstream html;
+    const std::string& file = target.input.path;
+    try {
+        try {
+            if (!target.input.unlisted.empty()) {
+                throw MXF::FileRefused("unreadable", 0, "cannot list: " + target.input.unlisted,
+                                       __FILE__, __LINE__);
+            }
+            MXF::ReadOptions reading;
+            reading.walk = true;
+            const MXF::HeaderMetadata header =
+                MXF::readHeaderMetadata(file.c_str(), dictionary, reading);
+            MXF::Report::writePage(html, file, header, &dictionary);
+            outcome.row = MXF::Report::indexRow(target.name, target.page, header, &dictionary);
+            outcome.status = fails(header, options.failOn) ? kFindings : 0;
+        } catch (const MXF::FileRefused& e) {
+            const std::uint64_t size = sizeOf(file);
+            MXF::Report::writeRefusedPage(html, file, size, e);
+            outcome.row = MXF::Report::refusedIndexRow(target.name, target.page, size, e);
+            outcome.err = refusalLine(file, e, options.verbose);
+            outcome.status = kRefused;
+        }
+        page = html.str();
+    } catch (const std::bad_alloc&) {
+        page.clear();
+        outcome.row.name = target.name;
+        outcome.row.refusal = "out of memory";
+        outcome.err = "xsddict: " + file + ": out of memory\n";
+        outcome.status = kFailed;
+    }
+    return outcome;
+}
+
+// The page of each file: its path under the directory given (or its name, for a file given),
+// under that directory's own name where several arguments are given, ".html" for ".mxf".
+std::vector<Target> targetsOf(const std::vector<std::string>& arguments) {
+    std::vector<Target> targets;
+    std::map<std::string, int> used;
+    for (const std::string& argument : arguments) {
+        std::error_code error;
+        const bool directory = fs::is_directory(argument, error);
+        const fs::path root = fs::path(argument).lexically_normal();
+        for (MxfInput& input : mxfFiles({argument})) {
+            fs::path name = directory
+                                ? fs::path(input.path).lexically_normal().lexically_relative(root)
+                                : fs::path(input.path).filename();
+            if (name.empty() || name.string().rfind("..", 0) == 0) {
+                name = fs::path(input.path).filename();
+            }
+            if (arguments.size() > 1 && directory) {
+                name = (root.filename().empty() ? root.parent_path().filename() : root.filename()) /
+                       name;
+            }
+            std::string page = fs::path(name).replace_extension(".html").generic_string();
+            if (const int n = used[page]++; n != 0) {
+                page = fs::path(name).replace_extension("").generic_string() + "~" +
+                       std::to_string(n + 1) + ".html";
+            }
+            targets.push_back(Target{std::move(input), name.generic_string(), page});
+        }
+    }
+    return targets;
+}
+
+}  // namespace
+
+int writeReports(const std::vector<std::string>& arguments,
+                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
+                 const ReportOptions& options, std::ostream& out, std::ostream& err) {
+    std::error_code error;
+    const bool one = arguments.size() == 1 && !fs::is_directory(arguments.front(), error);
+    if (one) {
+        const Target target{MxfInput{arguments.front(), {}}, arguments.front(), {}};
+        std::string page;
+        Outcome outcome = report(target, dictionary, options, page);
+        err << outcome.err;
+        if (page.empty()) {
+            return std::max(outcome.status, kFailed);
+        }
+        if (options.output.empty()) {
+            out << page;
+            return out.flush() ? outcome.status : kFailed;
+        }
+        std::string why;
+        if (!writeWhole(options.output, page, why)) {
+            err << "xsddict: cannot write " << options.output << ": " << why << "\n";
+            return kFailed;
+        }
+        out << "wrote " << options.output << "\n";
+        return outcome.status;
+    }
+
+    const std::vector<Target> targets = targetsOf(arguments);
+    const fs::path folder(options.output);
+    fs::create_directories(folder, error);
+    if (!fs::is_directory(folder, error)) {
+        err << "xsddict: cannot make the folder " << options.output << "\n";
+        return kFailed;
+    }
+    std::vector<MXF::Report::IndexRow> rows;
+    rows.reserve(targets.size());
+    Progress progress(err, targets.size(), options.progress);
+    int worst = 0;
+    runInOrder(
+        targets.size(), options.jobs,
+        [&](std::size_t i) {
+            std::string page;
+            Outcome outcome = report(targets[i], dictionary, options, page);
+            std::string why;
+            if (!page.empty() && !writeWhole(folder / targets[i].page, page, why)) {
+                outcome.err += "xsddict: cannot write " + (folder / targets[i].page).string() +
+                               ": " + why + "\n";
+                outcome.status = kFailed;
+            }
+            return outcome;
+        },
+        [&](Outcome&& outcome, std::size_t i) {
+            if (!outcome.err.empty()) {
+                progress.clear();
+                err << outcome.err;
+            }
+            worst = std::max(worst, outcome.status);
+            rows.push_back(std::move(outcome.row));
+            progress.done(i + 1);
+        });
+    progress.finish();
+
+    std::string title;
+    for (const std::string& argument : arguments) {
+        title += (title.empty() ? "" : ", ") + argument;
+    }
+    std::ostringstream index;
+    MXF::Report::writeIndex(index, title, rows);
+    std::string why;
+    const fs::path indexPath = folder / "index.html";
+    if (!writeWhole(indexPath, index.str(), why)) {
+        err << "xsddict: cannot write " << indexPath.string() << ": " << why << "\n";
+        return kFailed;
+    }
+    out << "wrote " << indexPath.string() << " and " << targets.size()
+        << (targets.size() == 1 ? " page" : " pages") << "\n";
+    return out.flush() ? worst : std::max(worst, kFailed);
+}
+
+}  // namespace xsddict

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/SDK/MetaMetadata/Dictionary.h"
+
+namespace xsddict {
+
+struct ReportOptions {
+    std::string output;  // a page (one file), or the folder of the pages and their index
+    unsigned jobs = 1;
+    bool progress = false;
+    bool verbose = false;
+    Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
+};
+
+// A page for one file (to `output`, else to `out`), or, for a directory or several files, a
+// page each under the folder `output` (mirroring their paths) and an index.html listing them.
+// Each file is walked; a refused file gets a page that shows its refusal. Pages are written
+// whole or not at all. Returns the highest status of the files, as readMxfFiles does.
+int writeReports(const std::vector<std::string>& arguments,
+                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
+                 const ReportOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace xsddict
