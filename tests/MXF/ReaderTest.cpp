@@ -472,6 +472,68 @@ TEST(MXFWalk, DecodesEveryPartitionAndIndexSegmentOfASoundFile) {
     EXPECT_TRUE(header.findings.empty()) << findings(header).front();
 }
 
+// The file's layout: runs of one kind of packet, fill among essence counted with it, bytes by
+// track; a run-in before the header, and the packet a cut file ends in, are regions too.
+TEST(MXFWalk, RecordsTheFilesRegions) {
+    Bytes other = essenceElement(50);
+    other[13] = 0x02;  // track 15020500
+    const Bytes fill = klv(key(0x01, 0x01, 0x00, 0x00, 0x00, 0x01, 0x03, 0x02, 0x10), Bytes(3, 0));
+    const Bytes runIn(8, 0x00);
+    const Bytes bytes = runIn + laidOut(nullptr, [&](Layout& l) {
+                            l.essence = essenceElement(100) + fill + other + essenceElement(100);
+                        });
+    const MXF::HeaderMetadata header =
+        MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
+    ASSERT_TRUE(header.walk.has_value());
+    using K = MXF::Region::Kind;
+    struct Expected {
+        K kind;
+        std::uint64_t offset, size, packets;
+        std::uint32_t bodySID;
+    };
+    const auto& p = header.partitions;
+    ASSERT_EQ(p.size(), 3u);
+    const std::uint64_t metadataAt = p[0].packEnd;
+    const std::uint64_t essenceAt = p[1].packEnd;
+    const std::uint64_t indexAt = p[2].packEnd;
+    const std::vector<Expected> expected = {
+        {K::RunIn, 0, 8, 0, 0},
+        {K::PartitionPack, 8, metadataAt - 8, 1, 0},
+        {K::HeaderMetadata, metadataAt, p[1].offset - metadataAt, 3, 0},  // primer and 2 sets
+        {K::PartitionPack, p[1].offset, essenceAt - p[1].offset, 1, 0},
+        {K::Essence, essenceAt, 117 + 20 + 67 + 117, 4, 1},
+        {K::PartitionPack, p[2].offset, indexAt - p[2].offset, 1, 0},
+        {K::IndexTable, indexAt, bytes.size() - indexAt, 1, 0},
+    };
+    const auto& regions = header.walk->regions;
+    ASSERT_EQ(regions.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        SCOPED_TRACE(regions[i].kindName());
+        EXPECT_EQ(regions[i].kind, expected[i].kind);
+        EXPECT_EQ(regions[i].offset, expected[i].offset);
+        EXPECT_EQ(regions[i].size, expected[i].size);
+        EXPECT_EQ(regions[i].packets, expected[i].packets);
+        EXPECT_EQ(regions[i].bodySID, expected[i].bodySID);
+    }
+    const auto& tracks = regions[4].tracks;
+    ASSERT_EQ(tracks.size(), 2u);
+    EXPECT_EQ(tracks[0].trackNumber, 0x15010500u);
+    EXPECT_EQ(tracks[0].bytes, 2 * 117u);  // the fill after it is the container's, no track's
+    EXPECT_EQ(tracks[1].trackNumber, 0x15020500u);
+    EXPECT_EQ(tracks[1].bytes, 67u);
+    EXPECT_STREQ(regions[4].kindName(), "essence");
+
+    // Cut one byte into the index segment: it is the region the file ends in.
+    const Bytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(indexAt) + 1);
+    const MXF::HeaderMetadata cutHeader =
+        MXF::readHeaderMetadata(cut.data(), cut.size(), tiny(), {true});
+    const MXF::Region& last = cutHeader.walk->regions.back();
+    EXPECT_EQ(last.kind, K::Cut);
+    EXPECT_EQ(last.offset, indexAt);
+    EXPECT_EQ(last.size, 1u);
+    EXPECT_EQ(cutHeader.walk->regions.size(), expected.size());
+}
+
 // Faults in the essence that a read without the walk never meets.
 TEST(MXFWalk, RefusesStructuralFaultsAnywhere) {
     const Bytes good = laidOut();
