@@ -7,6 +7,8 @@
 //     median of repeated loads) and first (one load in a fresh process, as a command pays it);
 //   - 1,000 files (copies of the fixtures) in one run, xsddict mxf --json DIR against
 //     mediainfo --Output=JSON DIR, and xsddict's peak memory at 1,000 files against 100;
+//     a report page of each and their index (xsddict report DIR -o OUT) against
+//     xsddict mxf --json --walk DIR;
 //   - the files of other writers, where their corpus lies beside the project: files per second
 //     of xsddict mxf --json -j 2 against mediainfo --Output=JSON over the same files.
 //
@@ -244,6 +246,11 @@ int main(int argc, char** argv) {
                                            bench::quoted(archive1000.string()));
             measure("archive-xsddict-100", self + " --run " + xsddict + " mxf --json " +
                                                bench::quoted(archive100.string()));
+            measure("archive-walk", self + " --run " + xsddict + " mxf --json --walk " +
+                                        bench::quoted(archive1000.string()));
+            measure("archive-report", self + " --run " + xsddict + " report -o " +
+                                          bench::quoted((folder / "reports").string()) + " " +
+                                          bench::quoted(archive1000.string()));
         }
 
         std::printf("\nread in a process with the built-in dictionary loaded (median):\n");
@@ -290,6 +297,8 @@ int main(int argc, char** argv) {
                    "xsddict, 100 files", "archive-xsddict-100", 1.25),
             paired("1,000 files: peak memory against mediainfo", true, "archive-xsddict",
                    "mediainfo --Output=JSON", "archive-mediainfo", 1.0),
+            paired("1,000 files, report DIR -o OUT: time", false, "archive-report",
+                   "xsddict mxf --json --walk", "archive-walk", 2.0),
             paired("RegXML, D-10 100 frames: time", false, "regxml0", "xsddict mxf --json",
                    "xsddict0", 2.0),
             paired("RegXML, OP1a fixture: time", false, "regxml1", "xsddict mxf --json", "xsddict1",

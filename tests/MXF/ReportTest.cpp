@@ -185,7 +185,7 @@ TEST(ReportPage, EscapesWhatTheFileSaysAndLinksReferences) {
     // 64 numbers of 65 shown, the last one said to be left out.
     EXPECT_NE(html.find("1063, … 1 more]"), std::string::npos);
     EXPECT_EQ(html.find("1064"), std::string::npos);
-    EXPECT_NE(html.find("dead <span class=\"meta\">2 bytes</span>"), std::string::npos);
+    EXPECT_NE(html.find("<td>dead <span class=\"meta\">2 bytes</span>\n"), std::string::npos);
     EXPECT_EQ(count(html, "<details class=\"set\""), 2u);
     EXPECT_EQ(count(html, "</details>"), 2u);
     EXPECT_EQ(html.find("http"), std::string::npos);  // nothing fetched

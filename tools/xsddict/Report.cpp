@@ -1,5 +1,8 @@
 #include "Report.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -38,22 +41,39 @@ struct Outcome {
     int status = 0;
 };
 
-// Written through a scratch file renamed once whole, so that a failure leaves no half page.
+// Written in one call; a page that could not be written whole is removed, and the failure
+// said. (No scratch file and rename: for a thousand pages those cost as much as the reading.)
 bool writeWhole(const fs::path& path, const std::string& text, std::string& why) {
     std::error_code error;
-    fs::create_directories(path.parent_path(), error);
-    const fs::path scratch = path.string() + ".partial";
-    std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
-    if (out) {
-        out << text;
-        out.close();
-        if (out && std::rename(scratch.c_str(), path.c_str()) == 0) {
-            return true;
-        }
+    if (!fs::is_directory(path.parent_path(), error)) {
+        fs::create_directories(path.parent_path(), error);
     }
-    why = std::strerror(errno);
-    std::remove(scratch.c_str());
-    return false;
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        why = std::strerror(errno);
+        return false;
+    }
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            why = n < 0 ? std::strerror(errno) : "nothing written";
+            break;
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    if (::close(fd) != 0 && done == text.size()) {
+        why = std::strerror(errno);
+        done = 0;
+    }
+    if (done != text.size()) {
+        ::unlink(path.c_str());
+        return false;
+    }
+    return true;
 }
 
 std::uint64_t sizeOf(const std::string& path) {

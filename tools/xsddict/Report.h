@@ -19,8 +19,8 @@ struct ReportOptions {
 
 // A page for one file (to `output`, else to `out`), or, for a directory or several files, a
 // page each under the folder `output` (mirroring their paths) and an index.html listing them.
-// Each file is walked; a refused file gets a page that shows its refusal. Pages are written
-// whole or not at all. Returns the highest status of the files, as readMxfFiles does.
+// Each file is walked; a refused file gets a page that shows its refusal. A page that cannot
+// be written whole is removed and the failure said. Returns the highest status of the files, as readMxfFiles does.
 int writeReports(const std::vector<std::string>& arguments,
                  const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                  const ReportOptions& options, std::ostream& out, std::ostream& err);

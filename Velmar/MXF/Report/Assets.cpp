@@ -60,9 +60,9 @@ details.set>summary .sn{font-weight:600}
 .meta{color:var(--muted);font-size:12px;margin-left:6px}
 table.items{margin:2px 0 6px;font-size:13px}
 table.items td{padding:1px 8px 1px 0;vertical-align:top}
-td.tag{font-family:ui-monospace,monospace;color:var(--muted)}
-td.t{color:var(--muted);white-space:nowrap}
-td.v{word-break:break-word;font-family:ui-monospace,monospace;font-size:12px}
+table.items td:nth-child(1){font-family:ui-monospace,monospace;color:var(--muted)}
+table.items td:nth-child(3){color:var(--muted);white-space:nowrap}
+table.items td:nth-child(4){word-break:break-word;font-family:ui-monospace,monospace;font-size:12px}
 abbr{text-decoration:none;border-bottom:1px dotted var(--muted)}
 .file{font-style:italic}
 .flash{animation:flash 1.6s ease-out}
@@ -103,7 +103,7 @@ window.addEventListener('popstate',fromHash);
 // The map: a band's place and size shown on hover, focus or click; arrow keys move along it.
 var info=document.getElementById('map-info');
 var bands=Array.prototype.slice.call(document.querySelectorAll('.band'));
-function show(b){bands.forEach(function(x){x.classList.toggle('sel',x===b);});if(info)info.textContent=b.getAttribute('data-info');}
+function show(b){bands.forEach(function(x){x.classList.toggle('sel',x===b);});if(info)info.textContent=b.title;}
 bands.forEach(function(b,i){
   b.addEventListener('mouseenter',function(){show(b);});
   b.addEventListener('focus',function(){show(b);});

@@ -1,5 +1,6 @@
 #include "Html.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 
@@ -8,6 +9,14 @@ namespace Velmar::MXF::Report {
 extern const char* const kStyle;
 
 std::string escape(std::string_view text) {
+    // Most texts of a page need nothing done: one pass to find that out.
+    const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
+        const auto u = static_cast<unsigned char>(c);
+        return u >= 0x20 && u != 0x7f && c != '&' && c != '<' && c != '>' && c != '"' && c != '\'';
+    });
+    if (plain) {
+        return std::string(text);
+    }
     std::string out;
     out.reserve(text.size() + text.size() / 8);
     for (const char c : text) {

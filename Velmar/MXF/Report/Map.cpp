@@ -257,15 +257,13 @@ void writeMap(std::ostream& out, const HeaderMetadata& header, const std::vector
         out << "<a role=\"listitem\" class=\"band k-" << b.kind << "\" id=\"b" << i
             << "\" href=\"#b" << i << "\" tabindex=\"" << (i == 0 ? 0 : -1)
             << "\" style=\"width:" << percent(b.width) << ";" << essenceStyle(b, colours)
-            << "\" title=\"" << escape(info) << "\" data-info=\"" << escape(info)
-            << "\" aria-label=\"" << escape(info) << "\"></a>";
+            << "\" title=\"" << escape(info) << "\"></a>";
     }
     out << "</div>\n<div class=\"marks\">";
     for (const MapMark& m : marks) {
         out << "<a class=\"mark " << severityName(m.severity) << "\" id=\"m-" << m.anchor
             << "\" href=\"#" << m.anchor << "\" style=\"left:" << percent(place(bands, m.offset))
-            << "\" title=\"" << escape(m.title) << "\" aria-label=\"" << escape(m.title)
-            << "\"></a>";
+            << "\" title=\"" << escape(m.title) << "\"></a>";
     }
     out << "</div>\n</div>\n<p id=\"map-info\" aria-live=\"polite\">Point at a band, or move "
            "along the bar with the arrow keys, for its offsets and size.</p>\n"

@@ -157,11 +157,12 @@ class ValueWriter {
 
 void writeItem(std::ostream& out, const Item& item, const LocalSet& set, const TreeIndex& index) {
     const std::string type = typeText(item);
-    out << "<tr id=\"" << itemAnchor(item) << "\"><td class=\"tag\">" << tagText(item.tag)
-        << "</td><td class=\"n\">"
+    // Cells and rows end where the next begins (HTML's optional end tags): the rows are most
+    // of a page, and a page stays light.
+    out << "<tr id=\"" << itemAnchor(item) << "\"><td>" << tagText(item.tag) << "<td>"
         << escape(item.name().empty() ? std::string("(unknown item)") : item.name())
         << (item.fileDefinition ? " <span class=\"file\">(defined by the file)</span>" : "")
-        << "</td><td class=\"t\">" << escape(type) << "</td><td class=\"v\">";
+        << "<td>" << escape(type) << "<td>";
     if (item.value) {
         ValueWriter(out, index, set).write(*item.value, type == "Rational");
     } else {
@@ -169,7 +170,7 @@ void writeItem(std::ostream& out, const Item& item, const LocalSet& set, const T
         out << plainHex(item.bytes.data(), shown) << (item.bytes.size() > shown ? "…" : "")
             << " <span class=\"meta\">" << sizeText(item.bytes.size()) << "</span>";
     }
-    out << "</td></tr>\n";
+    out << "\n";
 }
 
 }  // namespace

@@ -169,7 +169,7 @@ def test_the_map_answers_the_keyboard(browser, pages):
     bands[0].send_keys(Keys.ARROW_RIGHT)
     assert browser.switch_to.active_element == bands[1]
     info = browser.find_element(By.ID, "map-info").text
-    assert info == bands[1].get_attribute("data-info")
+    assert info == bands[1].get_attribute("title")
     assert info.startswith("fill") or info.startswith("header metadata"), info
     browser.switch_to.active_element.send_keys(Keys.END)
     assert browser.switch_to.active_element == bands[-1]
