@@ -1,10 +1,10 @@
-// Fuzzes the MXF reader and the RegXML writer: the input is a file, read through the register
-// dictionary named by VELMAR_FUZZ_DICTIONARY (whose registered types decode every value; the
-// sample dictionary, which has none, when unset), once as a plain read and once walking every
-// KLV, and what is read is written as RegXML and as JSON, which must be valid UTF-8 whatever
-// the file's text bytes. A refusal is an expected answer; a crash, a hang, a leak, undefined
-// behaviour, an allocation the input's size does not justify, output that is not UTF-8, or any
-// other exception is a finding.
+// Fuzzes the MXF reader and what writes what it reads: the input is a file, read through the
+// register dictionary named by VELMAR_FUZZ_DICTIONARY (whose registered types decode every
+// value; the sample dictionary, which has none, when unset), once as a plain read and once
+// walking every KLV, and what is read is written as RegXML, as JSON and as a report page (a
+// refused file's page too), which must be valid UTF-8 whatever the file's text bytes. A refusal
+// is an expected answer; a crash, a hang, a leak, undefined behaviour, an allocation the
+// input's size does not justify, output that is not UTF-8, or any other exception is a finding.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -13,6 +13,7 @@
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Report/Report.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 namespace {
@@ -61,7 +62,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (!validUtf8(json.str())) {
                 std::abort();
             }
-        } catch (const Velmar::MXF::FileRefused&) {
+            if (walk) {
+                std::ostringstream page;
+                Velmar::MXF::Report::writePage(page, "fuzz.mxf", header, dictionary);
+                if (!validUtf8(page.str())) {
+                    std::abort();
+                }
+            }
+        } catch (const Velmar::MXF::FileRefused& refusal) {
+            std::ostringstream page;
+            Velmar::MXF::Report::writeRefusedPage(page, "fuzz.mxf", size, refusal);
+            if (!validUtf8(page.str())) {
+                std::abort();
+            }
         }
     }
     return 0;

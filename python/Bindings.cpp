@@ -14,6 +14,7 @@
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Report/Report.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
@@ -337,6 +338,16 @@ class Reading {
         return out.str();
     }
 
+    // The page xsddict report writes for the file.
+    std::string toHtml() const {
+        std::ostringstream out;
+        {
+            py::gil_scoped_release released;
+            MXF::Report::writePage(out, path_, header_, dictionary_.get());
+        }
+        return out.str();
+    }
+
     // The items of set `index`, made when a program first asks for them.
     py::list items(std::size_t index) const {
         if (index >= header_.sets.size()) {
@@ -398,6 +409,22 @@ class Reading {
             walk["encrypted_elements"] = header_.walk->encryptedElements;
             walk["generic_stream_packets"] = header_.walk->genericStreamPackets;
             walk["generic_stream_bytes"] = header_.walk->genericStreamBytes;
+            py::list regions;
+            for (const MXF::Region& r : header_.walk->regions) {
+                py::dict region;
+                region["kind"] = r.kindName();
+                region["offset"] = r.offset;
+                region["size"] = r.size;
+                region["packets"] = r.packets;
+                region["body_sid"] = r.bodySID;
+                py::dict tracks;
+                for (const MXF::Region::TrackBytes& t : r.tracks) {
+                    tracks[py::int_(t.trackNumber)] = t.bytes;
+                }
+                region["track_bytes"] = tracks;
+                regions.append(region);
+            }
+            walk["regions"] = regions;
             walk["truncated_at"] = header_.walk->truncatedAt
                                        ? py::object(py::int_(*header_.walk->truncatedAt))
                                        : py::object(py::none());
@@ -612,6 +639,7 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("data", [](const py::object& self) { return self.cast<const Reading&>().data(self); })
         .def("items", &Reading::items)
         .def("to_json", &Reading::toJson)
+        .def("to_html", &Reading::toHtml)
         .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none(),
              py::arg("partition") = "header");
 

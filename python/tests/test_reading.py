@@ -91,6 +91,24 @@ def test_values_come_in_their_natural_types():
     assert header.walk is None and xsddict.read(MPEG2, walk=True).walk["klvs"] > 0
 
 
+def test_to_html_is_the_report_page_and_the_walk_gives_the_files_regions(xsddict_tool):
+    for path in fixtures():
+        header = xsddict.read(path, walk=True)
+        page = subprocess.run([xsddict_tool, "report", path], check=True, capture_output=True,
+                              text=True).stdout
+        assert header.to_html() == page, path
+        regions = header.walk["regions"]
+        assert regions[0]["offset"] == 0 and regions[-1]["offset"] + regions[-1]["size"] == \
+            os.path.getsize(path)
+        assert all(a["offset"] + a["size"] == b["offset"] for a, b in zip(regions, regions[1:]))
+        essence = [r for r in regions if r["kind"] == "essence"]
+        assert sum(sum(r["track_bytes"].values()) for r in essence) <= header.walk["essence_bytes"]
+        numbers = {n for r in essence for n in r["track_bytes"]}
+        assert numbers == set(header.walk["essence_track_numbers"]), path
+    # Without the walk, the map is drawn from the partitions alone.
+    assert 'class="band k-partitionPack"' in xsddict.read(MPEG2).to_html()
+
+
 def test_to_json_is_what_the_command_writes_and_to_regxml_the_document(xsddict_tool):
     for path in fixtures():
         header = xsddict.read(path)

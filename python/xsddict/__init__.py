@@ -212,6 +212,12 @@ class Header:
         (the one read)."""
         return self._reading.to_regxml(None if root is None else root.bytes, partition)
 
+    def to_html(self) -> str:
+        """The report page `xsddict report` writes for the file: its summary, the map of its
+        bytes (its regions where it was read with walk=True, else its partitions), its findings
+        and its metadata tree, in one page that stands alone."""
+        return self._reading.to_html()
+
     def set(self, name: str) -> Optional[Set]:
         """The first set of this name, in tree order."""
         return next((s for s in self.sets if s.name == name), None)

@@ -191,6 +191,18 @@ TEST(ReportPage, EscapesWhatTheFileSaysAndLinksReferences) {
     EXPECT_EQ(html.find("http"), std::string::npos);  // nothing fetched
 }
 
+TEST(ReportPage, CutsALongValueOnACharactersFirstByte) {
+    // 2,048 bytes are shown; the cut falls one byte into the first "é".
+    for (const std::size_t ascii : {2047u, 2048u}) {
+        SCOPED_TRACE(ascii);
+        MXF::HeaderMetadata header = twoSets();
+        header.sets[0].items[1].value =
+            MXF::Value::text(std::string(ascii, 'a') + "\xc3\xa9\xc3\xa9");
+        const std::string html = page(header);
+        EXPECT_NE(html.find("<td>" + std::string(ascii, 'a') + "…\n"), std::string::npos);
+    }
+}
+
 TEST(ReportPage, FoldsMoreRegionsThanABarShows) {
     for (const std::size_t regions : {240u, 241u, 10000u}) {
         SCOPED_TRACE(regions);

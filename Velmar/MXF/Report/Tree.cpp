@@ -80,9 +80,14 @@ class ValueWriter {
         if (full()) {
             return;
         }
-        const std::string shown = text.size() > kMaxValueText - written_
-                                      ? text.substr(0, kMaxValueText - written_) + "…"
-                                      : text;
+        std::size_t keep = std::min(text.size(), kMaxValueText - written_);
+        if (keep < text.size()) {
+            // Cut on a character's first byte: the page stays UTF-8.
+            while (keep > 0 && (static_cast<unsigned char>(text[keep]) & 0xc0) == 0x80) {
+                --keep;
+            }
+        }
+        const std::string shown = keep < text.size() ? text.substr(0, keep) + "…" : text;
         written_ += shown.size();
         out_ << escape(shown);
     }
