@@ -4,45 +4,40 @@
 #include <cstdio>
 #include <ostream>
 
+#include "Velmar/SDK/Utils/StringConversion.h"
+
 namespace Velmar::MXF::Report {
 
 extern const char* const kStyle;
 
+namespace {
+
+bool isControl(char c) {
+    const auto u = static_cast<unsigned char>(c);
+    return (u < 0x20 && c != '\t' && c != '\n') || u == 0x7f;
+}
+
+}  // namespace
+
 std::string escape(std::string_view text) {
     // Most texts of a page need nothing done: one pass to find that out.
-    const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
-        const auto u = static_cast<unsigned char>(c);
-        return u >= 0x20 && u != 0x7f && c != '&' && c != '<' && c != '>' && c != '"' && c != '\'';
-    });
-    if (plain) {
+    if (std::none_of(text.begin(), text.end(), [](char c) {
+            return isControl(c) || c == '&' || c == '<' || c == '>' || c == '"';
+        })) {
         return std::string(text);
     }
+    // The page's attributes are all in double quotes, so XML's escapes do; control characters
+    // are no text a page can show.
+    std::string escaped = SDK::Utils::xmlEscaped(text);
+    if (std::none_of(escaped.begin(), escaped.end(), isControl)) {
+        return escaped;
+    }
     std::string out;
-    out.reserve(text.size() + text.size() / 8);
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\'':
-                out += "&#39;";
-                break;
-            default:
-                if ((static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') ||
-                    c == '\x7f') {
-                    out += "\xef\xbf\xbd";
-                } else {
-                    out += c;
-                }
+    for (const char c : escaped) {
+        if (isControl(c)) {
+            out += "\xef\xbf\xbd";
+        } else {
+            out += c;
         }
     }
     return out;

@@ -7,8 +7,8 @@
 
 namespace Velmar::MXF::Report {
 
-// Text made safe in HTML text and in quoted attributes; control characters other than tab and
-// line feed become U+FFFD.
+// Text made safe in HTML text and in double-quoted attributes; control characters other than
+// tab and line feed become U+FFFD.
 std::string escape(std::string_view text);
 
 // 1234567 as "1,234,567".
