@@ -9,7 +9,8 @@
 #   bench     load cost against the bare parse, at register size and larger; MXF files read
 #             against mediainfo, one file and an archive; the compiled dictionary's load; the
 #             walk of a file of more than 1 GiB against cat; RegXML against the JSON reading;
-#             files read from Python against the command and pymediainfo
+#             files read from Python against the command and pymediainfo; report pages'
+#             sizes and the time Chromium takes to open them
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -55,6 +56,9 @@ case "${1:-demo}" in
     ./build-bench/bench/mxf_benchmark
     PYTHONPATH=build-bench/python /usr/bin/python3 bench/python_read.py build-bench/tools/xsddict \
       tests/MXF/fixtures
+    scripts/ensure-packages.sh chromium chromium-driver python3-selenium
+    /usr/bin/python3 bench/report_open.py build-bench/tools/xsddict tests/MXF/fixtures \
+      ../shared/mxf-corpus
     ;;
   *)
     echo "usage: $0 [demo|test|python|sanitize|bench]" >&2

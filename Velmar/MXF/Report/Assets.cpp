@@ -55,6 +55,7 @@ nav.toc{margin:10px 0 0;display:flex;gap:16px;flex-wrap:wrap}
 .tools{display:flex;gap:8px;margin:0 0 8px}
 button{font:inherit;padding:2px 10px;border:1px solid var(--line);background:var(--panel);border-radius:4px;cursor:pointer}
 details.set{margin:2px 0 2px 0;border-left:2px solid var(--line);padding-left:10px}
+#tree>details.set>details.set{content-visibility:auto;contain-intrinsic-size:auto 400px}
 details.set>summary{cursor:pointer;padding:2px 0}
 details.set>summary .sn{font-weight:600}
 .meta{color:var(--muted);font-size:12px;margin-left:6px}
