@@ -252,7 +252,9 @@ TEST(ReportIndex, RowsSayEachFilesState) {
                                    __LINE__);
     const std::vector<MXF::Report::IndexRow> rows = {
         MXF::Report::indexRow("a&b.mxf", "a&b.html", header),
-        MXF::Report::refusedIndexRow("c.mxf", "c.html", 77, refusal)};
+        MXF::Report::refusedIndexRow("c.mxf", "c.html", 77, refusal),
+        // A Latin-1 name from an old file server: shown with U+FFFD, linked by its bytes.
+        MXF::Report::indexRow("dir/caf\xe9 #1.mxf", "dir/caf\xe9 #1.html", header)};
     EXPECT_EQ(rows[0].errors, 1u);
     EXPECT_EQ(rows[0].warnings, 1u);
     EXPECT_EQ(rows[0].info, 0u);
@@ -260,9 +262,11 @@ TEST(ReportIndex, RowsSayEachFilesState) {
     std::ostringstream out;
     MXF::Report::writeIndex(out, "<all>", rows);
     const std::string html = out.str();
-    EXPECT_NE(html.find("<a href=\"a&amp;b.html\">a&amp;b.mxf</a>"), std::string::npos);
+    EXPECT_NE(html.find("<a href=\"a%26b.html\">a&amp;b.mxf</a>"), std::string::npos);
+    EXPECT_NE(html.find("<a href=\"dir/caf%E9%20%231.html\">dir/caf\xef\xbf\xbd #1.mxf</a>"),
+              std::string::npos);
     EXPECT_NE(html.find("<tr class=\"refused\" data-refused=\"1\""), std::string::npos);
-    EXPECT_NE(html.find("2 files · 1 refused · 1 with errors · 0 with warnings"),
+    EXPECT_NE(html.find("3 files · 1 refused · 2 with errors · 0 with warnings"),
               std::string::npos);
     EXPECT_NE(html.find("<h1>&lt;all&gt;</h1>"), std::string::npos);
 }

@@ -1,6 +1,7 @@
 #include "Html.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <ostream>
 
@@ -43,6 +44,28 @@ std::string escape(std::string_view text) {
     return out;
 }
 
+std::string escapePath(const std::string& path) {
+    return escape(SDK::Utils::toUtf8(SDK::Utils::stringToWstring(path.c_str())).c_str());
+}
+
+std::string href(const std::string& path) {
+    static const char* const digits = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : path) {
+        const auto u = static_cast<unsigned char>(c);
+        if (std::isalnum(u) != 0 && u < 0x80) {
+            out += c;
+        } else if (c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
+            out += c;
+        } else {
+            out += '%';
+            out += digits[u >> 4];
+            out += digits[u & 0xf];
+        }
+    }
+    return out;
+}
+
 std::string grouped(std::uint64_t n) {
     std::string digits = std::to_string(n);
     for (std::size_t i = digits.size(); i > 3; i -= 3) {
@@ -71,7 +94,7 @@ void writeHead(std::ostream& out, const std::string& title) {
     out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<meta name=\"generator\" content=\"xsddict report\">\n<title>"
-        << escape(title) << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n";
+        << escapePath(title) << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n";
 }
 
 void writeTail(std::ostream& out, const char* script) {

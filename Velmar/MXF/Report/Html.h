@@ -11,6 +11,12 @@ namespace Velmar::MXF::Report {
 // tab and line feed become U+FFFD.
 std::string escape(std::string_view text);
 
+// A path as given, read as UTF-8 (bytes that are none become U+FFFD), escaped as above.
+std::string escapePath(const std::string& path);
+// A relative path as a link's address: bytes outside letters, digits, "-._~/" percent-encoded,
+// so that any name a file system gives is a link to it.
+std::string href(const std::string& path);
+
 // 1234567 as "1,234,567".
 std::string grouped(std::uint64_t n);
 // A size for people: "812 bytes", "14.2 kB", "1.07 GB".

@@ -41,7 +41,7 @@ void writeIndex(std::ostream& out, const std::string& title, const std::vector<I
         warnings += r.errors == 0 && r.warnings != 0;
     }
     writeHead(out, title + " · MXF reports");
-    out << "<header class=\"page\"><h1>" << escape(title) << "</h1>\n<p class=\"sub\">"
+    out << "<header class=\"page\"><h1>" << escapePath(title) << "</h1>\n<p class=\"sub\">"
         << rows.size() << (rows.size() == 1 ? " file" : " files") << " · " << refused
         << " refused · " << errors << " with errors · " << warnings
         << " with warnings and no error</p>\n</header>\n<main>\n"
@@ -74,7 +74,7 @@ void writeIndex(std::ostream& out, const std::string& title, const std::vector<I
         }
         out << "<tr" << (isRefused ? " class=\"refused\"" : "") << " data-refused=\""
             << (isRefused ? 1 : 0) << "\" data-errors=\"" << r.errors << "\" data-warnings=\""
-            << r.warnings << "\"><td><a href=\"" << escape(r.page) << "\">" << escape(r.name)
+            << r.warnings << "\"><td><a href=\"" << href(r.page) << "\">" << escapePath(r.name)
             << "</a></td><td class=\"num\" data-v=\"" << r.size << "\">" << sizeText(r.size)
             << "</td><td title=\"" << escape(s.operationalPattern) << "\">"
             << escape(s.operationalPatternCode.empty() ? s.operationalPattern

@@ -127,8 +127,8 @@ void writeFindings(std::ostream& out, const HeaderMetadata& header,
 
 void writeTop(std::ostream& out, const std::string& file, std::uint64_t size) {
     writeHead(out, baseName(file) + " · MXF report");
-    out << "<header class=\"page\"><h1>" << escape(baseName(file)) << "</h1>\n<p class=\"sub\">"
-        << escape(file) << " · " << sizeText(size)
+    out << "<header class=\"page\"><h1>" << escapePath(baseName(file)) << "</h1>\n<p class=\"sub\">"
+        << escapePath(file) << " · " << sizeText(size)
         << (size >= 1000 ? " (" + grouped(size) + " bytes)" : std::string()) << "</p>\n";
 }
 
