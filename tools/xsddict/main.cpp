@@ -25,7 +25,7 @@
 #include "Mxf.h"
 #include "MxfRun.h"
 #include "RegisterImport.h"
-#include "Report.h"
+#include "ReportRun.h"
 #include "Show.h"
 #include "Summary.h"
 #include "Velmar/MXF/RegXML.h"

@@ -1,4 +1,4 @@
-#include "Report.h"
+#include "ReportRun.h"
 
 #include <fcntl.h>
 #include <unistd.h>
