@@ -66,3 +66,52 @@ execute_process(COMMAND ${XSDDICT} mxf --json empty WORKING_DIRECTORY ${run}
 if(NOT result EQUAL 0 OR NOT out STREQUAL "" OR NOT err STREQUAL "xsddict: no .mxf file in the directories given\n")
   message(FATAL_ERROR "empty directory: exit ${result}\n${out}${err}")
 endif()
+
+# Reports of the same run: a page per file under the folder (a file given by its name, a
+# directory's files under its own name), the refused and the missing ones showing their
+# refusal, an index listing them in order; the same pages on any number of threads.
+foreach(jobs 1 2)
+  file(REMOVE_RECURSE ${run}/pages-${jobs})
+  execute_process(COMMAND ${XSDDICT} report -j ${jobs} -o pages-${jobs} given.mxf archive missing.mxf
+                  WORKING_DIRECTORY ${run} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 4 OR NOT out STREQUAL "wrote pages-${jobs}/index.html and 5 pages\n" OR NOT err STREQUAL errors)
+    message(FATAL_ERROR "report -j ${jobs}: exit ${result}\n${out}${err}")
+  endif()
+  foreach(page given archive/Z archive/bad archive/deeper/audio missing)
+    file(READ ${run}/pages-${jobs}/${page}.html html)
+    if(NOT html MATCHES "^<!DOCTYPE html>" OR NOT html MATCHES "</html>\n$")
+      message(FATAL_ERROR "report -j ${jobs}: ${page}.html is not a whole page")
+    endif()
+    if(page MATCHES "bad|missing" AND NOT html MATCHES "<strong>(no-partition|unreadable)</strong>")
+      message(FATAL_ERROR "report -j ${jobs}: ${page}.html shows no refusal")
+    endif()
+  endforeach()
+  file(READ ${run}/pages-${jobs}/index.html index)
+  string(REGEX MATCHALL "<td><a href=\"[^\"]*\">" links "${index}")
+  string(REPLACE ";" " " links "${links}")
+  if(NOT links STREQUAL "<td><a href=\"given.html\"> <td><a href=\"archive/Z.html\"> <td><a href=\"archive/bad.html\"> <td><a href=\"archive/deeper/audio.html\"> <td><a href=\"missing.html\">")
+    message(FATAL_ERROR "report -j ${jobs}: the index links ${links}")
+  endif()
+endforeach()
+execute_process(COMMAND diff -r ${run}/pages-1 ${run}/pages-2 RESULT_VARIABLE differ OUTPUT_VARIABLE difference)
+if(NOT differ EQUAL 0)
+  message(FATAL_ERROR "report writes differently on 2 threads:\n${difference}")
+endif()
+# One file: to standard output, to a file, or into a folder under its name.
+execute_process(COMMAND ${XSDDICT} report given.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE out)
+file(READ ${run}/pages-1/given.html given)
+if(NOT result EQUAL 0 OR NOT out STREQUAL given)
+  message(FATAL_ERROR "report given.mxf: exit ${result}, or not the page the run wrote")
+endif()
+execute_process(COMMAND ${XSDDICT} report given.mxf -o pages-1 WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE out)
+if(NOT result EQUAL 0 OR NOT out STREQUAL "wrote pages-1/given.html\n")
+  message(FATAL_ERROR "report given.mxf -o FOLDER: exit ${result}\n${out}")
+endif()
+# A directory needs a folder for its pages.
+execute_process(COMMAND ${XSDDICT} report archive WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 2 OR NOT err MATCHES "needs -o FOLDER")
+  message(FATAL_ERROR "report archive: exit ${result}\n${err}")
+endif()

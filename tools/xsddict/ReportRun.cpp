@@ -179,12 +179,17 @@ int writeReports(const std::vector<std::string>& arguments,
             out << page;
             return out.flush() ? outcome.status : kFailed;
         }
+        // Into a folder given, under the file's name.
+        fs::path output = options.output;
+        if (fs::is_directory(output, error)) {
+            output /= fs::path(arguments.front()).filename().replace_extension(".html");
+        }
         std::string why;
-        if (!writeWhole(options.output, page, why)) {
-            err << "xsddict: cannot write " << options.output << ": " << why << "\n";
+        if (!writeWhole(output, page, why)) {
+            err << "xsddict: cannot write " << output.string() << ": " << why << "\n";
             return kFailed;
         }
-        out << "wrote " << options.output << "\n";
+        out << "wrote " << output.string() << "\n";
         return outcome.status;
     }
 

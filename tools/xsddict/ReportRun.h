@@ -17,7 +17,7 @@ struct ReportOptions {
     Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
 };
 
-// A page for one file (to `output`, else to `out`), or, for a directory or several files, a
+// A page for one file (to `output`, or into it where it is a folder, else to `out`), or, for a directory or several files, a
 // page each under the folder `output` (mirroring their paths) and an index.html listing them.
 // Each file is walked; a refused file gets a page that shows its refusal. A page that cannot
 // be written whole is removed and the failure said. Returns the highest status of the files, as readMxfFiles does.
