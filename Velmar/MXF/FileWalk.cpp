@@ -150,25 +150,56 @@ class Walker {
         if (regions.empty() || regions.back().kind != kind ||
             regions.back().offset + regions.back().size != header.offset ||
             regions.back().bodySID != bodySID || kind == Region::Kind::PartitionPack) {
+            if (regions.size() == Region::kMaxRegions) {
+                foldRegions(regions);
+            }
             regions.push_back({kind, header.offset, 0, 0, bodySID, {}, 0});
         }
         Region& region = regions.back();
         region.size += size;
         ++region.packets;
-        if (!track) {
-            return;
+        if (track) {
+            addTrackBytes(region, *track, size);
         }
+    }
+
+    static void addTrackBytes(Region& region, std::uint32_t track, std::uint64_t bytes) {
         for (Region::TrackBytes& t : region.tracks) {
-            if (t.trackNumber == *track) {
-                t.bytes += size;
+            if (t.trackNumber == track) {
+                t.bytes += bytes;
                 return;
             }
         }
         if (region.tracks.size() < Region::kMaxTracks) {
-            region.tracks.push_back({*track, size});
+            region.tracks.push_back({track, bytes});
         } else {
-            region.otherTrackBytes += size;
+            region.otherTrackBytes += bytes;
         }
+    }
+
+    // Each pair of neighbours becomes one region, of their kind where they share it.
+    static void foldRegions(std::vector<Region>& regions) {
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < regions.size(); i += 2) {
+            Region folded = std::move(regions[i]);
+            if (i + 1 < regions.size()) {
+                Region& next = regions[i + 1];
+                if (folded.kind != next.kind) {
+                    folded.kind = Region::Kind::Mixed;
+                }
+                if (folded.bodySID != next.bodySID) {
+                    folded.bodySID = 0;
+                }
+                folded.size = next.offset + next.size - folded.offset;
+                folded.packets += next.packets;
+                for (const Region::TrackBytes& t : next.tracks) {
+                    addTrackBytes(folded, t.trackNumber, t.bytes);
+                }
+                folded.otherTrackBytes += next.otherTrackBytes;
+            }
+            regions[kept++] = std::move(folded);
+        }
+        regions.resize(kept);
     }
 
     void find(const char* rule, std::uint64_t offset, std::string message) {

@@ -159,6 +159,7 @@ struct Region {
         RandomIndex,  // the random index pack
         Other,        // a packet none of the above, outside header metadata
         Cut,          // the packet the file ends in, where it was cut short
+        Mixed,        // neighbours of different kinds folded into one (see kMaxRegions)
     };
     // Essence: bytes by track number, in the order first met; elements of more track numbers
     // than kMaxTracks are counted together.
@@ -177,8 +178,12 @@ struct Region {
     std::uint64_t otherTrackBytes = 0;  // of elements past kMaxTracks track numbers
 
     // "runIn", "partitionPack", "headerMetadata", "indexTable", "essence", "genericStream",
-    // "fill", "randomIndex", "other", "cut".
+    // "fill", "randomIndex", "other", "cut", "mixed".
     const char* kindName() const;
+
+    // A walk keeps at most this many: past it, neighbours are folded in pairs, so that a file
+    // of millions of tiny packets of changing kinds costs no more (no page shows more anyway).
+    static constexpr std::size_t kMaxRegions = 1 << 16;
 };
 
 // What a walk of every KLV of the file found, beside what its checks report as findings.

@@ -59,6 +59,8 @@ const char* Region::kindName() const {
             return "other";
         case Kind::Cut:
             return "cut";
+        case Kind::Mixed:
+            return "mixed";
     }
     return "other";
 }

@@ -534,6 +534,46 @@ TEST(MXFWalk, RecordsTheFilesRegions) {
     EXPECT_EQ(cutHeader.walk->regions.size(), expected.size());
 }
 
+// A file of more changes of kind than a walk keeps regions for: neighbours are folded in
+// pairs, and the regions still tile the file and count every packet and track byte.
+TEST(MXFWalk, FoldsRegionsPastItsBound) {
+    const Bytes element = essenceElement(1);
+    const Bytes dark = klv(key(0x02, 0x53, 0x7f, 0x7f), {});
+    // 5 regions of packs, metadata and index, and two a pair: one short of the bound, then
+    // one past it.
+    for (const std::size_t pairs : {std::size_t{32765}, std::size_t{32766}}) {
+        SCOPED_TRACE(pairs);
+        const Bytes bytes = laidOut(nullptr, [&](Layout& l) {
+            l.essence.clear();
+            for (std::size_t i = 0; i < pairs; ++i) {
+                l.essence.insert(l.essence.end(), element.begin(), element.end());
+                l.essence.insert(l.essence.end(), dark.begin(), dark.end());
+            }
+        });
+        const MXF::HeaderMetadata header =
+            MXF::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
+        const auto& regions = header.walk->regions;
+        const bool folded = 5 + 2 * pairs > MXF::Region::kMaxRegions;
+        EXPECT_EQ(regions.size(), folded ? (MXF::Region::kMaxRegions + 1) / 2 + 1 : 5 + 2 * pairs);
+        std::uint64_t at = 0, packets = 0, trackBytes = 0;
+        std::size_t mixed = 0;
+        for (const MXF::Region& r : regions) {
+            EXPECT_EQ(r.offset, at);
+            at += r.size;
+            packets += r.packets;
+            for (const auto& t : r.tracks) {
+                EXPECT_EQ(t.trackNumber, 0x15010500u);
+                trackBytes += t.bytes;
+            }
+            mixed += r.kind == MXF::Region::Kind::Mixed;
+        }
+        EXPECT_EQ(at, bytes.size());
+        EXPECT_EQ(packets, header.walk->klvs);
+        EXPECT_EQ(trackBytes, pairs * element.size());
+        EXPECT_EQ(mixed > 0, folded);
+    }
+}
+
 // Faults in the essence that a read without the walk never meets.
 TEST(MXFWalk, RefusesStructuralFaultsAnywhere) {
     const Bytes good = laidOut();
