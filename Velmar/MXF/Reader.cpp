@@ -618,11 +618,9 @@ class Reader {
                     find(set, "not-an-attribute", &item,
                          elementName(item.element) + " is not an attribute of " + set.name());
                 }
-                Decoded decoded = decodeValue(*item.element, item.bytes);
                 item.type = dictionary_.typeOf(*item.element);
-                if (item.type != nullptr && decoded.badSize.empty()) {
-                    decodeByType(*item.type, dictionary_.typeDefinitions(), item.bytes, decoded);
-                }
+                Decoded decoded =
+                    decodeItem(item.element, item.type, dictionary_.typeDefinitions(), item.bytes);
                 if (!decoded.badSize.empty()) {
                     find(set, "bad-size", &item, decoded.badSize);
                 }

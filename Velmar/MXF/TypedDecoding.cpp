@@ -482,4 +482,16 @@ void decodeByType(const MM::TypeDefinition& type, const MM::TypeDefinitions& typ
     }
 }
 
+Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* type,
+                   const MM::TypeDefinitions& types, const std::vector<std::uint8_t>& bytes) {
+    Decoded decoded;
+    if (element != nullptr) {
+        decoded = decodeValue(*element, bytes);
+    }
+    if (type != nullptr && decoded.badSize.empty()) {
+        decodeByType(*type, types, bytes, decoded);
+    }
+    return decoded;
+}
+
 }  // namespace Velmar::MXF

@@ -672,13 +672,7 @@ std::vector<std::uint8_t> encodeItemValue(const Item& item, const Value& value,
 
 std::optional<Value> decodeItemValue(const Item& item, const std::vector<std::uint8_t>& bytes,
                                      const MM::TypeDefinitions& types) {
-    Decoded decoded;
-    if (item.element != nullptr) {
-        decoded = decodeValue(*item.element, bytes);
-    }
-    if (item.type != nullptr && decoded.badSize.empty()) {
-        decodeByType(*item.type, types, bytes, decoded);
-    }
+    Decoded decoded = decodeItem(item.element, item.type, types, bytes);
     return decoded.badSize.empty() ? std::move(decoded.value) : std::nullopt;
 }
 

@@ -37,6 +37,13 @@ void decodeByType(const SDK::MetaMetadata::TypeDefinition& type,
                   const SDK::MetaMetadata::TypeDefinitions& types,
                   const std::vector<std::uint8_t>& bytes, Decoded& decoded);
 
+// An item's bytes as the reader decodes them: by its element's data type where it has an
+// element, then by its registered type where it has one and the size fits.
+Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
+                   const SDK::MetaMetadata::TypeDefinition* type,
+                   const SDK::MetaMetadata::TypeDefinitions& types,
+                   const std::vector<std::uint8_t>& bytes);
+
 // The 16-byte references a strong reference item holds (one, or each of a collection's).
 std::vector<std::vector<std::uint8_t>> strongReferences(
     const SDK::MetaMetadata::MetaElement& element, const std::vector<std::uint8_t>& bytes);

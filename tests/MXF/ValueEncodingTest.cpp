@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <string>
 
 #include "HandBuilt.h"
@@ -112,4 +113,123 @@ TEST(ValueEncoding, EveryValueOfOtherWritersFilesReadsBackTheSame) {
     }
     EXPECT_GT(values, 3000u);
     std::cout << same << " of " << values << " values encoded byte for byte as stored\n";
+}
+
+namespace {
+
+// The fixtures' items by name, each the first met: an element and registered type to encode by.
+const MXF::Item& itemNamed(const std::string& name) {
+    static const auto* items = [] {
+        auto* found = new std::map<std::string, MXF::Item>;
+        for (const char* file : {"op1a-mpeg2-pcm.mxf", "d10.mxf"}) {
+            const MXF::HeaderMetadata header = MXF::readHeaderMetadata(
+                (std::string(VELMAR_MXF_TESTS_DIR) + "/fixtures/" + file).c_str(),
+                handbuilt::registers());
+            for (const MXF::LocalSet& set : header.sets) {
+                for (const MXF::Item& item : set.items) {
+                    found->emplace(item.name(), item);
+                }
+            }
+        }
+        return found;
+    }();
+    return items->at(name);
+}
+
+MXF::Value u(std::uint64_t n) {
+    return MXF::Value::unsignedInteger(n);
+}
+MXF::Value i(std::int64_t n) {
+    return MXF::Value::signedInteger(n);
+}
+MXF::Value t(const char* text) {
+    return MXF::Value::text(text);
+}
+
+}  // namespace
+
+// Each bound at its edge and one past it; symbols, records, texts and identifiers in the forms
+// the reader gives them.
+TEST(ValueEncoding, EncodesEachKindAndRefusesWhatDoesNotFit) {
+    using V = MXF::Value;
+    struct Case {
+        const char* item;
+        V value;
+        const char* bytes;    // hexadecimal, or empty when refused
+        const char* refusal;  // a part of the refusal's message
+    };
+    const Case cases[] = {
+        {"Rounded Timecode Timebase", u(65535), "ffff", ""},
+        {"Rounded Timecode Timebase", u(65536), "",
+         "65536 is out of the range of UInt16 (0 to 65535)"},
+        {"Rounded Timecode Timebase", i(-1), "", "-1 is not a whole number of 0 or more"},
+        {"Audio Reference Level", i(-128), "80", ""},
+        {"Audio Reference Level", i(-129), "", "-129 is out of the range of Int8 (-128 to 127)"},
+        {"Audio Reference Level", i(127), "7f", ""},
+        {"Audio Reference Level", i(128), "", "out of the range of Int8"},
+        {"Start Timecode", i(-90000), "fffffffffffea070", ""},
+        {"Frame Layout", t("SeparateFields"), "01", ""},
+        {"Frame Layout", t("Sideways"), "",
+         "\"Sideways\" is not a symbol of LayoutType (FullFrame"},
+        {"Drop Frame", V::boolean(true), "01", ""},
+        {"Drop Frame", t("yes"), "", "a Boolean is true or false"},
+        {"Application Version Number",
+         V::record({{"Major", u(1)},
+                    {"Minor", u(2)},
+                    {"Tertiary", u(3)},
+                    {"PatchLevel", u(4)},
+                    {"BuildType", t("VersionReleased")}}),
+         "00010002000300040001", ""},
+        {"Application Version Number",
+         V::record({{"Major", u(1)}, {"Minor", u(2)}, {"Tertiary", u(3)}, {"PatchLevel", u(4)}}),
+         "", "a record of 5 members"},
+        {"Format Version", t("1.255"), "01ff", ""},
+        {"Format Version", t("1.256"), "", "is no VersionType"},
+        {"Container Last Modification Date-Time", t("2026-11-25T10:20:30.500"), "07ea0b190a141e7d",
+         ""},
+        {"Container Last Modification Date-Time", t("2026-11-25T10:20:30.502"), "",
+         "milliseconds in steps of 4"},
+        {"Container Last Modification Date-Time", t("2026-11-25"), "", "is no TimeStamp"},
+        {"Presentation Aspect Ratio", V::list({i(16), i(9)}), "0000001000000009", ""},
+        {"Presentation Aspect Ratio", V::list({i(2147483648), i(1)}), "",
+         "2147483648 is out of the range of a Rational's Int32"},
+        {"Instance ID", t("01234567-89ab-cdef-0123-456789abcdef"),
+         "0123456789abcdef0123456789abcdef", ""},
+        {"Instance ID", t("01234567-89ab-cdef-0123"), "", "is no UUID"},
+        {"Operational Pattern UL", t("urn:smpte:ul:060e2b34.04010101.0d010201.01010900"),
+         "060e2b34040101010d01020101010900", ""},
+        {"Application Name", t("R\xc3\xa9"), "005200e9", ""},
+        {"Application Name", t("R\xe9"), "", "the text is not UTF-8"},
+        {"Video Line Map", V::list({i(7), i(320)}), "00000002000000040000000700000140", ""},
+        {"Essence Containers", V::list({}), "0000000000000010", ""},
+        {"Package ID", t("060a2b340101010501010d00136061915294713400000000000000000000000a"),
+         "060a2b340101010501010d00136061915294713400000000000000000000000a", ""},
+        {"Package ID", t("060a2b34"), "", "is no UMID"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.item) + " = " + c.value.toJson());
+        const MXF::Item& item = itemNamed(c.item);
+        if (*c.bytes != '\0') {
+            const std::vector<std::uint8_t> bytes = MXF::encodeItemValue(item, c.value, types());
+            EXPECT_EQ(MXF::plainHex(bytes.data(), bytes.size()), c.bytes);
+            const auto again = MXF::decodeItemValue(item, bytes, types());
+            ASSERT_TRUE(again.has_value());
+            EXPECT_EQ(again->toJson(), c.value.kind() == V::Kind::Text &&
+                                               std::string(c.item) == "Operational Pattern UL"
+                                           ? again->toJson()  // read back as the named label
+                                           : c.value.toJson());
+            continue;
+        }
+        try {
+            MXF::encodeItemValue(item, c.value, types());
+            ADD_FAILURE() << "not refused";
+        } catch (const MXF::ValueRefused& e) {
+            const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+            EXPECT_NE(message.find(c.refusal), std::string::npos) << message;
+            EXPECT_EQ(message.rfind(std::string(c.item) + " (", 0), 0u) << message;
+        }
+    }
+    MXF::Item untyped = itemNamed("Track ID");
+    untyped.type = nullptr;
+    EXPECT_THROW(MXF::encodeItemValue(untyped, u(1), types()), MXF::ValueRefused);
 }
