@@ -54,6 +54,8 @@ struct RandomIndexEntry {
 struct Primer {
     std::uint64_t partitionOffset = 0;
     std::uint64_t offset = 0;
+    Bytes16 key{};                // as stored (its version byte varies between writers)
+    std::uint8_t lengthSize = 0;  // the bytes of its BER length as stored
     std::vector<std::pair<std::uint16_t, Bytes16>> entries;
     const Bytes16* label(std::uint16_t tag) const;
 };
@@ -84,6 +86,7 @@ struct Item {
 struct LocalSet {
     std::uint64_t offset = 0;  // of its key
     Bytes16 key{};
+    std::uint8_t lengthSize = 0;  // the bytes of its BER length as stored; 0 for a set made anew
     const SDK::MetaMetadata::MetaMetadataSet* definition = nullptr;  // the dictionary's, or none
     std::optional<Bytes16> instanceUID;
     std::size_t depth = 0;
@@ -200,13 +203,21 @@ struct Walk {
     std::vector<Region> regions;  // in file order, from the file's start to where the walk stopped
 };
 
+// A packet of the header metadata read that is no set of the tree (a dark set, a packet that
+// is no local set), kept whole: what is written back loses nothing. Fill is not kept.
+struct UnreadPacket {
+    std::uint64_t offset = 0;
+    std::vector<std::uint8_t> bytes;  // key, length and value
+};
+
 struct HeaderMetadata {
     std::uint64_t fileSize = 0;
     std::uint64_t runIn = 0;
     std::vector<Partition> partitions;  // in file order
     std::optional<std::vector<RandomIndexEntry>> randomIndex;
     Primer primer;
-    std::vector<LocalSet> sets;  // in tree order: depth first from the Preface
+    std::vector<LocalSet> sets;               // in tree order: depth first from the Preface
+    std::vector<UnreadPacket> unreadPackets;  // in file order
     std::vector<Finding> findings;
     std::optional<Walk> walk;  // when asked for
 };

@@ -72,6 +72,7 @@ class Reader {
             primer_.clear();
             fileOrder_.clear();
             darkSets_.clear();
+            unread_.clear();
             metadataFindings_.clear();
             readHeaderMetadata(holder);
         }
@@ -303,12 +304,15 @@ class Reader {
                 // Kept until the file's metadictionary says whether it defines the class.
                 darkSets_.insert(header.offset);
                 fileOrder_.push_back(readLocalSet(header));
+                keepUnread(header);
             } else if (!isSMPTELabel(header.key)) {
                 metadataFindings_.push_back(darkSet(header.offset, header.key));
+                keepUnread(header);
             } else {
                 metadataFindings_.push_back(
                     {"unknown-set", header.offset, "", std::nullopt, "",
                      "a packet that is no local set: " + dottedHex(header.key.data(), 16)});
+                keepUnread(header);
             }
             at = header.end();
         }
@@ -336,8 +340,12 @@ class Reader {
                        std::to_string(v.size() < 8 ? 0 : v.size() - 8) +
                        " bytes (entries are 18 bytes)");
         }
+        result_.primer = Primer{};  // another partition's, read before, gives way
         result_.primer.partitionOffset = partition.offset;
         result_.primer.offset = header.offset;
+        result_.primer.key = header.key;
+        result_.primer.lengthSize =
+            static_cast<std::uint8_t>(header.valueOffset - header.offset - 16);
         for (std::size_t at = 8; at < v.size(); at += 18) {
             const auto tag = static_cast<std::uint16_t>(bigEndian(v.data() + at, 2));
             if (!primer_.emplace(tag, bytes16(v.data() + at + 2)).second) {
@@ -346,6 +354,18 @@ class Reader {
             }
             result_.primer.entries.emplace_back(tag, bytes16(v.data() + at + 2));
         }
+    }
+
+    // A packet of the header metadata that may end up in no set, whole (within the header
+    // metadata's bounds, checked before).
+    void keepUnread(const KLVHeader& header) {
+        UnreadPacket packet;
+        packet.offset = header.offset;
+        packet.bytes.resize(static_cast<std::size_t>(header.end() - header.offset));
+        if (!source_.read(header.offset, packet.bytes.data(), packet.bytes.size())) {
+            refuse("bad-local-set", header.offset, "a packet that cannot be read whole");
+        }
+        unread_.push_back(std::move(packet));
     }
 
     static Finding darkSet(std::uint64_t offset, const Bytes16& key) {
@@ -381,6 +401,7 @@ class Reader {
         LocalSet set;
         set.offset = header.offset;
         set.key = header.key;
+        set.lengthSize = static_cast<std::uint8_t>(header.valueOffset - header.offset - 16);
         for (std::size_t at = 0; at < v.size();) {
             if (v.size() - at < 4) {
                 refuse("bad-local-set", header.valueOffset + at, "an item past its set");
@@ -539,18 +560,27 @@ class Reader {
             const SDK::Types::UniversalLabel* known = staticTag(tag);
             return known ? std::optional<Bytes16>(bytes16(known->bytes())) : std::nullopt;
         });
-        // Dark sets whose class the file does not define stay dark: stepped over, unread.
+        // Dark sets whose class the file does not define stay dark: stepped over, unread, and
+        // kept whole; those it defines are sets of the tree.
+        std::set<std::uint64_t> readAsSets;
         if (!darkSets_.empty()) {
             std::vector<LocalSet> kept;
             for (LocalSet& set : fileOrder_) {
                 if (darkSets_.count(set.offset) != 0 && meta.className(set.key) == nullptr) {
                     result_.findings.push_back(darkSet(set.offset, set.key));
                 } else {
+                    readAsSets.insert(set.offset);
                     kept.push_back(std::move(set));
                 }
             }
             fileOrder_ = std::move(kept);
         }
+        for (UnreadPacket& packet : unread_) {
+            if (readAsSets.count(packet.offset) == 0) {
+                result_.unreadPackets.push_back(std::move(packet));
+            }
+        }
+        unread_.clear();
         for (LocalSet& set : fileOrder_) {
             set.definition = dictionary_.findMetaMetadataSet(SDK::KLV::Key(set.key.data()));
             if (set.definition == nullptr) {
@@ -784,6 +814,7 @@ class Reader {
     std::unordered_map<const LocalSet*, const Item*> instanceItems_;  // each set's InstanceUID
     std::vector<Finding> metadataFindings_;  // of the header metadata read, after the partitions
     std::set<std::uint64_t> darkSets_;       // sets of private keys read, by offset
+    std::vector<UnreadPacket> unread_;       // packets that may be in no set, whole
     // The references of items the file's metadictionary types as strong references.
     std::unordered_map<const Item*, std::vector<std::vector<std::uint8_t>>> fileReferences_;
 };

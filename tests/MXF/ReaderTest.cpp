@@ -240,14 +240,18 @@ TEST(MXFReader, ReadsTheFirstClosedCompleteHeaderMetadata) {
     const MXF::HeaderMetadata header = read(bytes);
     ASSERT_EQ(header.partitions.size(), 2u);
     EXPECT_EQ(header.primer.partitionOffset, footerAt);
+    EXPECT_EQ(header.primer.entries.size(), 5u);  // the footer's only, not the header's too
     ASSERT_EQ(header.sets.size(), 2u);
     EXPECT_GT(header.sets[1].offset, footerAt);
+    EXPECT_TRUE(header.unreadPackets.empty());  // the stray packet was in the open header
     EXPECT_TRUE(header.findings.empty()) << findings(header).front();
     // Alone, the open partition's metadata is read, with what is wrong with it.
     const MXF::HeaderMetadata open =
         read(partition(openMetadata.size(), 0, 0x02, noBatch, 0x01) + openMetadata);
     EXPECT_EQ(findings(open), (std::vector<std::string>{
                                   "unknown-set", "dangling-reference Preface Content@3b.03"}));
+    ASSERT_EQ(open.unreadPackets.size(), 1u);  // kept whole, to be written back
+    EXPECT_EQ(open.unreadPackets[0].bytes, stray);
 }
 
 TEST(MXFReader, ReportsWhatIsWrongWithAFileItCanRead) {
