@@ -2,18 +2,21 @@
 // register dictionary named by VELMAR_FUZZ_DICTIONARY (whose registered types decode every
 // value; the sample dictionary, which has none, when unset), once as a plain read and once
 // walking every KLV, and what is read is written as RegXML, as JSON and as a report page (a
-// refused file's page too), which must be valid UTF-8 whatever the file's text bytes. A refusal
-// is an expected answer; a crash, a hang, a leak, undefined behaviour, an allocation the
-// input's size does not justify, output that is not UTF-8, or any other exception is a finding.
+// refused file's page too), which must be valid UTF-8 whatever the file's text bytes, and its
+// header metadata written back, which must read again without a refusal. A refusal is an
+// expected answer; a crash, a hang, a leak, undefined behaviour, an allocation the input's
+// size does not justify, output that is not UTF-8, or any other exception is a finding.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <sstream>
 
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/HeaderMetadataWriting.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/MXF/Report/Report.h"
+#include "Velmar/MXF/ValueEncoding.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 namespace {
@@ -39,6 +42,40 @@ bool validUtf8(const std::string& text) {
     return true;
 }
 
+// The header metadata written back, alone in a closed complete header partition, is read
+// again without a refusal: what the writer lays out is always readable.
+void writtenReadsBack(const Velmar::MXF::HeaderMetadata& header,
+                      const Velmar::SDK::MetaMetadata::Dictionary& dictionary) {
+    std::vector<std::uint8_t> written;
+    try {
+        written = Velmar::MXF::writeHeaderMetadata(header, dictionary);
+    } catch (const Velmar::MXF::ValueRefused&) {
+        return;
+    }
+    auto be = [](std::vector<std::uint8_t>& out, std::uint64_t value, int size) {
+        for (int i = size - 1; i >= 0; --i) {
+            out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+        }
+    };
+    std::vector<std::uint8_t> file = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x05, 0x01, 0x01, 0x0d,
+                                      0x01, 0x02, 0x01, 0x01, 0x02, 0x04, 0x00, 0x58};
+    be(file, 1, 2);  // version 1.3, KAG 1; this, previous and footer partitions 0
+    be(file, 3, 2);
+    be(file, 1, 4);
+    file.insert(file.end(), 24, 0);
+    be(file, written.size(), 8);     // header byte count
+    file.insert(file.end(), 24, 0);  // index byte count, IndexSID, body offset, BodySID: none
+    file.resize(file.size() + 16, 0x06);
+    be(file, 0, 4);
+    be(file, 16, 4);
+    file.insert(file.end(), written.begin(), written.end());
+    try {
+        Velmar::MXF::readHeaderMetadata(file.data(), file.size(), dictionary);
+    } catch (const Velmar::MXF::FileRefused&) {
+        std::abort();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -56,6 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (!walk) {
                 std::ostringstream document;
                 Velmar::MXF::writeRegXML(document, header, *dictionary);
+                writtenReadsBack(header, *dictionary);
             }
             std::ostringstream json;
             Velmar::MXF::writeJson(json, "fuzz.mxf", header, Velmar::MXF::JsonLayout::OneLine);
