@@ -482,6 +482,11 @@ void decodeByType(const MM::TypeDefinition& type, const MM::TypeDefinitions& typ
     }
 }
 
+std::size_t registeredSize(const MM::TypeDefinition& type, const MM::TypeDefinitions& types) {
+    Decoded unused;
+    return TypedDecoder(types, unused).sizeOf(type);
+}
+
 Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* type,
                    const MM::TypeDefinitions& types, const std::vector<std::uint8_t>& bytes) {
     Decoded decoded;

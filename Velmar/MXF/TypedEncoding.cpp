@@ -195,39 +195,6 @@ class TypedEncoder {
         misfit(std::string(type.symbol) + " is opaque: its bytes have no value form");
     }
 
-    // The fixed size of the type's values, or 0 where it varies.
-    std::size_t sizeOf(const MM::TypeDefinition& type) const {
-        switch (type.kind) {
-            case TypeKind::Integer:
-            case TypeKind::Float:
-                return type.size;
-            case TypeKind::ExtendibleEnumeration:
-            case TypeKind::StrongReference:
-                return 16;
-            case TypeKind::Record: {
-                std::size_t total = 0;
-                for (const MM::TypeMember& member : type.members) {
-                    const MM::TypeDefinition* memberType = types_.type(member.type);
-                    const std::size_t size = memberType ? sizeOf(*memberType) : 0;
-                    if (size == 0) {
-                        return 0;
-                    }
-                    total += size;
-                }
-                return total;
-            }
-            case TypeKind::Enumeration:
-            case TypeKind::Rename:
-            case TypeKind::FixedArray: {
-                const MM::TypeDefinition* b = type.base ? types_.type(*type.base) : nullptr;
-                const std::size_t size = b ? sizeOf(*b) : 0;
-                return type.kind == TypeKind::FixedArray ? size * type.size : size;
-            }
-            default:
-                return 0;
-        }
-    }
-
   private:
     const MM::TypeDefinition& base(const MM::TypeDefinition& type) const {
         const MM::TypeDefinition* b = type.base ? types_.type(*type.base) : nullptr;
@@ -572,7 +539,7 @@ class TypedEncoder {
     void collection(const MM::TypeDefinition& type, const Value& v, Bytes& out, int depth) {
         const auto& items = listOf(type, v);
         const MM::TypeDefinition& element = base(type);
-        std::size_t each = sizeOf(element);
+        std::size_t each = registeredSize(element, types_);
         Bytes body;
         for (std::size_t i = 0; i < items.size(); ++i) {
             const std::size_t before = body.size();

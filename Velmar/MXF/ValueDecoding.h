@@ -37,6 +37,11 @@ void decodeByType(const SDK::MetaMetadata::TypeDefinition& type,
                   const SDK::MetaMetadata::TypeDefinitions& types,
                   const std::vector<std::uint8_t>& bytes, Decoded& decoded);
 
+// The fixed size in bytes of a registered type's values, or 0 where it varies or cannot be
+// known (the reader and the encoder measure alike).
+std::size_t registeredSize(const SDK::MetaMetadata::TypeDefinition& type,
+                           const SDK::MetaMetadata::TypeDefinitions& types);
+
 // An item's bytes as the reader decodes them: by its element's data type where it has an
 // element, then by its registered type where it has one and the size fits.
 Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
