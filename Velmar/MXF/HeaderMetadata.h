@@ -256,9 +256,10 @@ HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
                                   const SDK::MetaMetadata::Dictionary& dictionary,
                                   const ReadOptions& options);
 
-// Text forms used by the reader's output: dotted bytes ("06.0e.2b.34..."), a UUID
-// ("8-4-4-4-12") and plain hexadecimal.
+// Text forms used by the reader's output: dotted bytes ("06.0e.2b.34..."), a local tag, a
+// UUID ("8-4-4-4-12") and plain hexadecimal.
 std::string dottedHex(const std::uint8_t* bytes, std::size_t size);
+std::string tagText(std::uint16_t tag);  // a local tag's dotted bytes, "3c.0a"
 std::string uuidText(const Bytes16& bytes);
 std::string plainHex(const std::uint8_t* bytes, std::size_t size);
 

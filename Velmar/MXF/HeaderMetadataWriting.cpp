@@ -47,12 +47,6 @@ void putPacket(Bytes& out, const std::uint8_t* key, const Bytes& value, std::uin
     out.insert(out.end(), value.begin(), value.end());
 }
 
-std::string tagText(std::uint16_t tag) {
-    const std::uint8_t b[2] = {static_cast<std::uint8_t>(tag >> 8),
-                               static_cast<std::uint8_t>(tag & 0xff)};
-    return dottedHex(b, 2);
-}
-
 }  // namespace
 
 std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,

@@ -26,12 +26,6 @@ std::string dotted(const Bytes16& bytes) {
     return dottedHex(bytes.data(), bytes.size());
 }
 
-std::string tagText(std::uint16_t tag) {
-    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                   static_cast<std::uint8_t>(tag & 0xff)};
-    return dottedHex(bytes, 2);
-}
-
 std::string typeName(Id::Identifier type) {
     const char* name = Id::identifierToString(type);
     return name == nullptr ? "null" : jsonString(std::string(name));

@@ -545,12 +545,6 @@ class Reader {
         return element == nullptr ? std::string() : utf8(element->getProperty(u"name"));
     }
 
-    static std::string tagText(std::uint16_t tag) {
-        const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                       static_cast<std::uint8_t>(tag & 0xff)};
-        return dottedHex(bytes, 2);
-    }
-
     void resolveItems() {
         const FileMetaDictionary meta(fileOrder_, [&](std::uint16_t tag) -> std::optional<Bytes16> {
             const auto mapped = primer_.find(tag);

@@ -309,12 +309,6 @@ class DocumentWriter {
             "\nData: " + plainHex(item.bytes.data(), item.bytes.size()));
     }
 
-    static std::string tagText(std::uint16_t tag) {
-        const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                       static_cast<std::uint8_t>(tag & 0xff)};
-        return dottedHex(bytes, 2);
-    }
-
     // Every set by InstanceUID (the first of one), made when first needed.
     void indexSets() {
         if (!setsIndexed_) {

@@ -27,6 +27,12 @@ std::string dottedHex(const std::uint8_t* bytes, std::size_t size) {
     return hexBytes(bytes, size, '.');
 }
 
+std::string tagText(std::uint16_t tag) {
+    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
+                                   static_cast<std::uint8_t>(tag & 0xff)};
+    return dottedHex(bytes, 2);
+}
+
 std::string plainHex(const std::uint8_t* bytes, std::size_t size) {
     return hexBytes(bytes, size, 0);
 }

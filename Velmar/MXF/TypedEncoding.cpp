@@ -594,9 +594,8 @@ Id::Identifier subTypeOf(const MM::MetaElement& element) {
 }
 
 std::string itemTitle(const Item& item) {
-    char tag[8];
-    std::snprintf(tag, sizeof tag, "%02x.%02x", item.tag >> 8, item.tag & 0xff);
-    return (item.name().empty() ? std::string("item") : item.name()) + " (" + tag + ")";
+    return (item.name().empty() ? std::string("item") : item.name()) + " (" + tagText(item.tag) +
+           ")";
 }
 
 }  // namespace

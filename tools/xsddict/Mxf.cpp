@@ -17,12 +17,6 @@ std::string dotted(const MXF::Bytes16& bytes) {
     return MXF::dottedHex(bytes.data(), bytes.size());
 }
 
-std::string tagText(std::uint16_t tag) {
-    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                   static_cast<std::uint8_t>(tag & 0xff)};
-    return MXF::dottedHex(bytes, 2);
-}
-
 }  // namespace
 
 void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
@@ -31,7 +25,7 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
         out << indent << (set.name().empty() ? dotted(set.key) : set.name()) << " @" << set.offset
             << "\n";
         for (const MXF::Item& item : set.items) {
-            out << indent << "  " << tagText(item.tag) << " "
+            out << indent << "  " << MXF::tagText(item.tag) << " "
                 << (item.name().empty() ? "?" : item.name()) << " ("
                 << (item.element && Id::identifierToString(item.element->dataType())
                         ? Id::identifierToString(item.element->dataType())
@@ -91,8 +85,8 @@ void printMxfFindings(const MXF::HeaderMetadata& header, std::ostream& out) {
     for (const MXF::Finding& f : header.findings) {
         out << MXF::severityName(f.severity) << " " << f.rule << ": "
             << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
-            << (f.tag ? " " + tagText(*f.tag) : "") << (f.itemName.empty() ? "" : " " + f.itemName)
-            << ": " << f.message << "\n";
+            << (f.tag ? " " + MXF::tagText(*f.tag) : "")
+            << (f.itemName.empty() ? "" : " " + f.itemName) << ": " << f.message << "\n";
     }
 }
 

@@ -65,14 +65,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
         if (options.json) {
             Velmar::MXF::writeRefusalJson(out, file, e);
         }
-        std::ostringstream err;
-        err << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()
-            << ": " << Velmar::SDK::Utils::wstringToBytes(e.message()).c_str();
-        if (options.verbose) {
-            err << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
-        }
-        err << "\n";
-        result.err = err.str();
+        result.err = refusalLine(file, e, options.verbose);
         result.status = kRefused;
     } catch (const std::bad_alloc&) {
         result.err = "xsddict: " + file + ": out of memory\n";
@@ -122,6 +115,18 @@ void Progress::finish() {
     if (drawnAny_) {
         err_ << "\n" << std::flush;
     }
+}
+
+std::string refusalLine(const std::string& file, const Velmar::MXF::FileRefused& refusal,
+                        bool verbose) {
+    std::ostringstream line;
+    line << "xsddict: " << file << ": refused: " << refusal.rule() << " at offset "
+         << refusal.offset() << ": "
+         << Velmar::SDK::Utils::wstringToBytes(refusal.message()).c_str();
+    if (verbose) {
+        line << " (raised at " << refusal.sourceFile() << ":" << refusal.sourceLine() << ")";
+    }
+    return line.str() + "\n";
 }
 
 bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold) {

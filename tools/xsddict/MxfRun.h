@@ -31,6 +31,10 @@ struct MxfRunOptions {
     Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
 };
 
+// "xsddict: FILE: refused: RULE at offset N: MESSAGE", and where it was raised if verbose.
+std::string refusalLine(const std::string& file, const Velmar::MXF::FileRefused& refusal,
+                        bool verbose);
+
 // Whether a file has a finding at least as grave as the threshold.
 bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold);
 

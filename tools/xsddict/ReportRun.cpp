@@ -82,16 +82,6 @@ std::uint64_t sizeOf(const std::string& path) {
     return error ? 0 : size;
 }
 
-std::string refusalLine(const std::string& file, const MXF::FileRefused& e, bool verbose) {
-    std::ostringstream err;
-    err << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset() << ": "
-        << Velmar::SDK::Utils::wstringToBytes(e.message()).c_str();
-    if (verbose) {
-        err << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
-    }
-    return err.str() + "\n";
-}
-
 // Reads and walks one file and makes its page, in `page`, and its row.
 Outcome report(const Target& target, const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                const ReportOptions& options, std::string& page) {

@@ -17,10 +17,11 @@ struct ReportOptions {
     Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
 };
 
-// A page for one file (to `output`, or into it where it is a folder, else to `out`), or, for a directory or several files, a
-// page each under the folder `output` (mirroring their paths) and an index.html listing them.
-// Each file is walked; a refused file gets a page that shows its refusal. A page that cannot
-// be written whole is removed and the failure said. Returns the highest status of the files, as readMxfFiles does.
+// A page for one file (to `output`, or into it where it is a folder, else to `out`), or, for a
+// directory or several files, a page each under the folder `output` (mirroring their paths) and an
+// index.html listing them. Each file is walked; a refused file gets a page that shows its refusal.
+// A page that cannot be written whole is removed and the failure said. Returns the highest status
+// of the files, as readMxfFiles does.
 int writeReports(const std::vector<std::string>& arguments,
                  const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                  const ReportOptions& options, std::ostream& out, std::ostream& err);

@@ -602,8 +602,7 @@ int regxml(const Arguments& arguments) {
         if (!output.empty()) {
             std::remove(scratch.c_str());
         }
-        std::cerr << "xsddict: " << file << ": refused: " << e.rule() << " at offset " << e.offset()
-                  << ": " << SDK::Utils::wstringToBytes(e.message()).c_str() << "\n";
+        std::cerr << xsddict::refusalLine(file, e, false);
         return kRefused;
     } catch (const SDK::Exceptions::BaseException& e) {
         if (!output.empty()) {

@@ -17,12 +17,6 @@ std::string baseName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-std::string tagText(std::uint16_t tag) {
-    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                   static_cast<std::uint8_t>(tag & 0xff)};
-    return dottedHex(bytes, 2);
-}
-
 void writeCounts(std::ostream& out, const std::size_t counts[3]) {
     if (counts[0] + counts[1] + counts[2] == 0) {
         out << "<span class=\"badge none\">no findings</span>";

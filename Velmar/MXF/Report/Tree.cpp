@@ -21,12 +21,6 @@ constexpr std::size_t kMaxListItems = 64;
 constexpr std::size_t kMaxValueText = 2048;
 constexpr std::size_t kMaxHexBytes = 48;
 
-std::string tagText(std::uint16_t tag) {
-    const std::uint8_t bytes[2] = {static_cast<std::uint8_t>(tag >> 8),
-                                   static_cast<std::uint8_t>(tag & 0xff)};
-    return dottedHex(bytes, 2);
-}
-
 std::string typeText(const Item& item) {
     if (item.type != nullptr && !item.type->symbol.empty()) {
         return std::string(item.type->symbol);
