@@ -10,6 +10,7 @@
 #include "FileMetaDictionary.h"
 #include "FileWalk.h"
 #include "KLV.h"
+#include "Reading.h"
 #include "ValueDecoding.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
@@ -827,6 +828,11 @@ HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
 HeaderMetadata readHeaderMetadata(const char* path, const MM::Dictionary& dictionary,
                                   const ReadOptions& options) {
     FileSource source(path);
+    return Reader(source, dictionary, options).read();
+}
+
+HeaderMetadata readHeaderMetadata(ByteSource& source, const MM::Dictionary& dictionary,
+                                  const ReadOptions& options) {
     return Reader(source, dictionary, options).read();
 }
 

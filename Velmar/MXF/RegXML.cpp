@@ -290,17 +290,6 @@ class DocumentWriter {
         return label;
     }
 
-    static bool isStrongReference(const Item& item) {
-        const Id::Identifier type = item.element->dataType();
-        if (type == Id::StrongRef) {
-            return true;
-        }
-        MM::Visitors::GetMetaElementVisitor<MM::MetaCollectionElement> collection;
-        item.element->accept(collection);
-        return collection.result() != nullptr &&
-               collection.result()->dataSubType() == Id::StrongRef;
-    }
-
     // What the dictionary does not define is never dropped silently: its key and bytes.
     void darkItem(const Item& item) {
         xml_.comment(
@@ -432,7 +421,7 @@ class DocumentWriter {
             skipOwned(frame, item);
             return;
         }
-        if (isStrongReference(item)) {
+        if (holdsStrongReferences(*item.element)) {
             frame.references = strongReferences(*item.element, item.bytes);
             if (frame.references.empty() && !item.bytes.empty() && !item.value) {
                 xml_.leaf(itemName(item), {},

@@ -187,4 +187,47 @@ Escaped escape(std::string_view utf8) {
     return result;
 }
 
+std::string unescape(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find(';', at);
+        if (text.compare(at, 3, "$#x") == 0 && end != std::string_view::npos && end > at + 3 &&
+            end - at <= 9) {
+            std::uint32_t c = 0;
+            bool good = true;
+            for (std::size_t i = at + 3; i < end; ++i) {
+                const char d = text[i];
+                const int v = d >= '0' && d <= '9'   ? d - '0'
+                              : d >= 'a' && d <= 'f' ? d - 'a' + 10
+                              : d >= 'A' && d <= 'F' ? d - 'A' + 10
+                                                     : -1;
+                good = good && v >= 0;
+                c = c << 4 | static_cast<std::uint32_t>(v < 0 ? 0 : v);
+            }
+            if (good && c <= 0x10ffff) {
+                if (c < 0x80) {
+                    out += static_cast<char>(c);
+                } else if (c < 0x800) {
+                    out += static_cast<char>(0xc0 | c >> 6);
+                    out += static_cast<char>(0x80 | (c & 0x3f));
+                } else if (c < 0x10000) {
+                    out += static_cast<char>(0xe0 | c >> 12);
+                    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
+                    out += static_cast<char>(0x80 | (c & 0x3f));
+                } else {
+                    out += static_cast<char>(0xf0 | c >> 18);
+                    out += static_cast<char>(0x80 | (c >> 12 & 0x3f));
+                    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
+                    out += static_cast<char>(0x80 | (c & 0x3f));
+                }
+                at = end + 1;
+                continue;
+            }
+        }
+        out += text[at++];
+    }
+    return out;
+}
+
 }  // namespace Velmar::MXF::RegXMLText

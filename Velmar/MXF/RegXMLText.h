@@ -42,5 +42,8 @@ struct Escaped {
     bool escaped = false;
 };
 Escaped escape(std::string_view utf8);
+// The text an escaped element stands for: each "$#xH;" back to its character (as UTF-8); a "$"
+// that starts no such form is kept.
+std::string unescape(std::string_view text);
 
 }  // namespace Velmar::MXF::RegXMLText

@@ -344,6 +344,11 @@ Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8
     return decoded;
 }
 
+bool holdsStrongReferences(const MM::MetaElement& element) {
+    return element.dataType() == Id::StrongRef ||
+           (isCollection(element.dataType()) && subTypeOf(element) == Id::StrongRef);
+}
+
 std::vector<std::vector<std::uint8_t>> strongReferences(const MM::MetaElement& element,
                                                         const std::vector<std::uint8_t>& bytes) {
     std::vector<std::vector<std::uint8_t>> references;

@@ -49,6 +49,9 @@ Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
                    const SDK::MetaMetadata::TypeDefinitions& types,
                    const std::vector<std::uint8_t>& bytes);
 
+// Whether an element holds strong references (one, or a collection of them).
+bool holdsStrongReferences(const SDK::MetaMetadata::MetaElement& element);
+
 // The 16-byte references a strong reference item holds (one, or each of a collection's).
 std::vector<std::vector<std::uint8_t>> strongReferences(
     const SDK::MetaMetadata::MetaElement& element, const std::vector<std::uint8_t>& bytes);

@@ -21,6 +21,7 @@
 
 #include "Check.h"
 #include "Dump.h"
+#include "EditRun.h"
 #include "HeapWarmup.h"
 #include "Mxf.h"
 #include "MxfRun.h"
@@ -60,6 +61,10 @@ const char* const kHelp =
     "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID]\n"
     "                      [--partition header|footer|body|auto] FILE.mxf\n"
     "       xsddict report [--dictionary DICTIONARY]... [-o OUT] [-j N] FILE.mxf|DIR...\n"
+    "       xsddict set [--dictionary DICTIONARY]... (-o OUT.mxf | --in-place)\n"
+    "                   FILE.mxf ['PATH=VALUE']... [--remove PATH]... [--add 'PATH=SET']...\n"
+    "       xsddict apply [--dictionary DICTIONARY]... (-o OUT.mxf | --in-place)\n"
+    "                     FILE.mxf DOC.xml|-\n"
     "\n"
     "Loads a dictionary of SMPTE registered metadata, written as an XML Schema (FILE.xsd) or\n"
     "compiled (FILE.xsdc; the two are told apart by content), and reports what it holds; reads\n"
@@ -96,6 +101,16 @@ const char* const kHelp =
     "                           mxf --walk). One file: the page goes to -o FILE.html, else to\n"
     "                           standard output; a directory or several files: -o names a\n"
     "                           folder that gets a page per file and an index.html\n"
+    "  set FILE.mxf 'PATH=VALUE'...\n"
+    "                           changes the file's header metadata: each item a path names\n"
+    "                           set to a value in its text form (as regxml writes it; a\n"
+    "                           record or list as mxf --json gives it). A path names sets by\n"
+    "                           name or InstanceUID, then sets below by item or name, [n]\n"
+    "                           the n-th, and last an item by name or local tag:\n"
+    "                           'Preface/Identification[0]/Product Name=Archive copy'.\n"
+    "                           Removals and additions are made first, in the order given\n"
+    "  apply FILE.mxf DOC.xml   the file's header metadata replaced by a RegXML document's\n"
+    "                           (as regxml writes it, edited); - reads it from standard input\n"
     "\n"
     "options:\n"
     "  --json                   summary, check and mxf: write JSON\n"
@@ -113,7 +128,8 @@ const char* const kHelp =
     "  --fail-on SEVERITY       mxf, regxml and report: the mildest severity of finding that "
     "makes\n"
     "                           the exit status 3: error, warning (the default) or info\n"
-    "  --walk                   mxf: also step through every KLV of every partition by its\n"
+    "  --walk                   mxf (set and apply in place: also of the file written): also step "
+    "through every KLV of every partition by its\n"
     "                           length (never reading essence), refusing a fault anywhere and\n"
     "                           checking the partition chain, the random index pack and the\n"
     "                           index tables\n"
@@ -122,6 +138,16 @@ const char* const kHelp =
     "  -o FILE                  import-registers and compile: the dictionary to write;\n"
     "                           regxml: the document (written whole or not at all);\n"
     "                           report: the page, or the folder of pages\n"
+    "                           set and apply: the MXF file to write (a new file, written\n"
+    "                           whole or not at all; essence and index tables copied as they\n"
+    "                           are, moved where the header metadata needs more room)\n"
+    "  --in-place               set and apply: change the file itself, spending the fill\n"
+    "                           after its header metadata; refused, with the room needed,\n"
+    "                           where it does not fit\n"
+    "  --remove PATH            set: remove the item or the sets (with what they hold) a\n"
+    "                           path names\n"
+    "  --add 'PATH=SET'         set: add a set of that kind to the strong-reference item a\n"
+    "                           path names (its InstanceUID is printed)\n"
     "  --note TEXT              compile: a note kept with the dictionary (its source)\n"
     "  --verbose                on failure, also say where in the library it was raised\n"
     "  --                       ends the options\n"
@@ -129,7 +155,8 @@ const char* const kHelp =
     "  --version                the version, and the register snapshot built in\n"
     "\n"
     "exit status: 0 success, 1 the dictionary did not load (or WHAT was not found, or the\n"
-    "import failed), 2 usage error, 3 check found something, or mxf or regxml found errors or\n"
+    "import failed, or set or apply refused a change or wrote nothing), 2 usage error, 3 check "
+    "found something, or mxf or regxml found errors or\n"
     "warnings (see --fail-on), 4 mxf, regxml or report refused the file (several files: the "
     "highest\n"
     "of these)\n";
@@ -144,21 +171,24 @@ struct Option {
 // load benchmark and is not in the help.
 const Option kOptions[] = {
     {"--json", false, {"summary", "check", "mxf"}},
-    {"--dictionary", true, {"mxf", "regxml", "report"}},
+    {"--dictionary", true, {"mxf", "regxml", "report", "set", "apply"}},
     {"--root", true, {"regxml"}},
     {"-j", true, {"mxf", "report"}},
-    {"--walk", false, {"mxf"}},
+    {"--walk", false, {"mxf", "set", "apply"}},
+    {"--in-place", false, {"set", "apply"}},
+    {"--remove", true, {"set"}},
+    {"--add", true, {"set"}},
     {"--fail-on", true, {"mxf", "regxml", "report"}},
     {"--partition", true, {"regxml"}},
     {"--documentation", false, {"dump", "show", "compile"}},
     {"--length-description", false, {"dump", "show", "compile"}},
-    {"-o", true, {"import-registers", "compile", "regxml", "report"}},
+    {"-o", true, {"import-registers", "compile", "regxml", "report", "set", "apply"}},
     {"--note", true, {"compile"}},
     {"--copies", true, {"import-registers"}},
     {"--verbose",
      false,
-     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf", "regxml",
-      "report"}},
+     {"summary", "dump", "check", "show", "import-registers", "compile", "mxf", "regxml", "report",
+      "set", "apply"}},
 };
 
 struct Command {
@@ -177,6 +207,8 @@ const Command kCommands[] = {
     {"mxf", 1, "MXF files or directories", true},
     {"regxml", 1, "one MXF file"},
     {"report", 1, "MXF files or directories", true},
+    {"set", 1, "one MXF file and PATH=VALUE changes", true},
+    {"apply", 2, "one MXF file and a RegXML document (or -)"},
 };
 
 struct Arguments {
@@ -619,6 +651,55 @@ int regxml(const Arguments& arguments) {
     }
 }
 
+// Changes to one file's header metadata, written to a new file or in place.
+int edit(const Arguments& arguments) {
+    xsddict::EditRunOptions options;
+    options.output = arguments.value("-o");
+    options.walk = arguments.has("--walk");
+    options.verbose = arguments.has("--verbose");
+    if (arguments.has("-o") == arguments.has("--in-place")) {
+        throw UsageError{arguments.command + " needs -o OUT.mxf or --in-place (one of them)"};
+    }
+    if (arguments.has("-o") && options.output.empty()) {
+        throw UsageError{"-o needs a file name"};
+    }
+    std::vector<xsddict::EditStep> steps;
+    using Kind = xsddict::EditStep::Kind;
+    for (const auto& [name, value] : arguments.options) {
+        if (name == "--remove") {
+            steps.push_back({Kind::Remove, value, {}});
+        } else if (name == "--add") {
+            const std::size_t equals = value.rfind('=');
+            if (equals == std::string::npos) {
+                throw UsageError{"--add takes PATH=SET, not \"" + value + "\""};
+            }
+            steps.push_back({Kind::Add, value.substr(0, equals), value.substr(equals + 1)});
+        }
+    }
+    if (arguments.command == "apply") {
+        steps.push_back({Kind::Apply, arguments.positional[1], {}});
+    } else {
+        for (std::size_t i = 1; i < arguments.positional.size(); ++i) {
+            const std::string& change = arguments.positional[i];
+            const std::size_t equals = change.find('=');
+            if (equals == std::string::npos) {
+                throw UsageError{"a change is PATH=VALUE, not \"" + change + "\""};
+            }
+            steps.push_back({Kind::Set, change.substr(0, equals), change.substr(equals + 1)});
+        }
+        if (steps.empty()) {
+            throw UsageError{"set needs a change: PATH=VALUE, --remove PATH or --add PATH=SET"};
+        }
+    }
+    KeptToExit<SDK::MetaMetadata::Dictionary> kept;
+    SDK::MetaMetadata::Dictionary& dictionary = kept.get();
+    if (!loadReadingDictionary(arguments, dictionary)) {
+        return kFailed;
+    }
+    return xsddict::editMxfFile(arguments.positional.front(), steps, dictionary, options, std::cout,
+                                std::cerr);
+}
+
 // Findings are what is wrong with a file that can be read; a refusal ends that file's reading.
 int readMxf(const Arguments& arguments) {
     xsddict::MxfRunOptions options;
@@ -732,6 +813,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments.command == "report") {
         return report(arguments);
+    }
+    if (arguments.command == "set" || arguments.command == "apply") {
+        return edit(arguments);
     }
     const std::string& schema = arguments.positional.front();
     const bool json = arguments.has("--json");

@@ -1,0 +1,580 @@
+// Header metadata into a file: each copy replaced where it stands, or the file laid out anew
+// with more room, and the result read back before (as it would be) and after it is written.
+#include "Velmar/MXF/FileWriting.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "KLV.h"
+#include "Reading.h"
+#include "Velmar/MXF/HeaderMetadataWriting.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace Velmar::MXF {
+
+NoRoom::NoRoom(const std::string& message, std::uint64_t needed, const char* sourceFile,
+               int sourceLine)
+    : EditRefused(message, sourceFile, sourceLine), needed_(needed) {}
+
+NoRoom::~NoRoom() = default;
+
+WriteFailed::WriteFailed(const std::string& message, const char* sourceFile, int sourceLine)
+    : EditRefused(message, sourceFile, sourceLine) {}
+
+WriteFailed::~WriteFailed() = default;
+
+namespace {
+
+namespace MM = SDK::MetaMetadata;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint64_t kLeastFill = 17;  // a key and a one-byte length
+constexpr std::uint32_t kMostKAG = 1u << 20;
+
+[[noreturn]] void failed(const std::string& message) {
+    throw WriteFailed(message, __FILE__, __LINE__);
+}
+
+void putBigEndian(std::uint8_t* at, std::uint64_t value, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        at[i] = static_cast<std::uint8_t>(value >> (8 * (size - 1 - i)));
+    }
+}
+
+// A fill packet of exactly `size` bytes (at least kLeastFill), its value zero.
+Bytes fillPacket(const Bytes16& key, std::uint64_t size) {
+    Bytes out(key.begin(), key.end());
+    for (const std::size_t lengthBytes : {0u, 3u, 7u, 8u}) {
+        const std::uint64_t header = 16 + 1 + lengthBytes;
+        if (size < header) {
+            continue;
+        }
+        const std::uint64_t length = size - header;
+        if (lengthBytes == 0 ? length < 0x80
+                             : lengthBytes == 8 || length >> (8 * lengthBytes) == 0) {
+            if (lengthBytes == 0) {
+                out.push_back(static_cast<std::uint8_t>(length));
+            } else {
+                out.push_back(static_cast<std::uint8_t>(0x80 | lengthBytes));
+                out.resize(out.size() + lengthBytes);
+                putBigEndian(out.data() + out.size() - lengthBytes, length, lengthBytes);
+            }
+            out.resize(static_cast<std::size_t>(size), 0);
+            return out;
+        }
+    }
+    return out;  // not reached for size >= kLeastFill
+}
+
+// A copy of the header metadata in the file: its partition, where it starts (the primer) and
+// the room it has (the partition's header byte count), and the fill key its writer used.
+struct Copy {
+    std::uint64_t partition = 0;  // the pack's offset in the file
+    std::uint64_t start = 0;
+    std::uint64_t size = 0;
+    Bytes16 fillKey{0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                    0x03, 0x01, 0x02, 0x10, 0x01, 0x00, 0x00, 0x00};
+};
+
+std::vector<Copy> copiesOf(ByteSource& source, const HeaderMetadata& read) {
+    std::vector<Copy> copies;
+    for (const Partition& partition : read.partitions) {
+        if (partition.headerByteCount == 0) {
+            continue;
+        }
+        Copy copy;
+        copy.partition = partition.offset;
+        KLVHeader klv = readKLVHeader(source, partition.packEnd);
+        while (isFillKey(klv.key)) {
+            klv = readKLVHeader(source, klv.end());
+        }
+        if (!isPrimerKey(klv.key)) {
+            failed("the partition at " + std::to_string(partition.offset) +
+                   " has no primer pack where its header metadata starts");
+        }
+        copy.start = klv.offset;
+        copy.size = partition.headerByteCount;
+        if (copy.size > source.size() - copy.start) {
+            failed("the header metadata of the partition at " + std::to_string(partition.offset) +
+                   " runs past the file's end");
+        }
+        // The fill its writer used, where the copy ends in one.
+        for (std::uint64_t at = copy.start; at < copy.start + copy.size;) {
+            const KLVHeader packet = readKLVHeader(source, at, Keys::Any);
+            if (isFillKey(packet.key)) {
+                copy.fillKey = packet.key;
+            }
+            if (packet.end() <= at) {
+                break;
+            }
+            at = packet.end();
+        }
+        copies.push_back(copy);
+    }
+    return copies;
+}
+
+// A stretch of the source replaced by other bytes.
+struct Edit {
+    std::uint64_t start = 0;
+    std::uint64_t end = 0;
+    Bytes bytes;
+};
+
+// The file as it will be: stretches of the source and the bytes that replace others, readable
+// before a byte of it is written.
+class Layout : public ByteSource {
+  public:
+    struct Piece {
+        std::uint64_t at = 0;  // in the new file
+        std::uint64_t length = 0;
+        std::uint64_t from = 0;  // in the source, where `edit` is none
+        const Edit* edit = nullptr;
+    };
+
+    Layout(ByteSource& source, const std::vector<Edit>& edits) : source_(source) {
+        std::uint64_t from = 0, at = 0;
+        for (const Edit& edit : edits) {
+            if (edit.start > from) {
+                pieces_.push_back({at, edit.start - from, from, nullptr});
+                at += edit.start - from;
+            }
+            if (!edit.bytes.empty()) {
+                pieces_.push_back({at, edit.bytes.size(), 0, &edit});
+                at += edit.bytes.size();
+            }
+            from = edit.end;
+        }
+        if (source.size() > from) {
+            pieces_.push_back({at, source.size() - from, from, nullptr});
+            at += source.size() - from;
+        }
+        size_ = at;
+    }
+
+    std::uint64_t size() const override { return size_; }
+
+    bool read(std::uint64_t offset, std::uint8_t* into, std::size_t size) override {
+        if (offset > size_ || size > size_ - offset) {
+            return false;
+        }
+        auto piece = std::upper_bound(pieces_.begin(), pieces_.end(), offset,
+                                      [](std::uint64_t o, const Piece& p) { return o < p.at; });
+        --piece;
+        while (size > 0) {
+            const std::uint64_t within = offset - piece->at;
+            const std::size_t take =
+                static_cast<std::size_t>(std::min<std::uint64_t>(size, piece->length - within));
+            if (piece->edit != nullptr) {
+                std::memcpy(into, piece->edit->bytes.data() + within, take);
+            } else if (!source_.read(piece->from + within, into, take)) {
+                return false;
+            }
+            into += take;
+            offset += take;
+            size -= take;
+            ++piece;
+        }
+        return true;
+    }
+
+    const std::vector<Piece>& pieces() const { return pieces_; }
+
+  private:
+    ByteSource& source_;
+    std::vector<Piece> pieces_;
+    std::uint64_t size_ = 0;
+};
+
+// Findings as what they say about which set and item, so that a file laid out anew (its
+// offsets moved) compares with its source.
+std::multiset<std::string> findingKeys(const HeaderMetadata& read) {
+    std::multiset<std::string> keys;
+    for (const Finding& f : read.findings) {
+        keys.insert(f.rule + "|" + f.setName + "|" + f.itemName);
+    }
+    return keys;
+}
+
+std::string newFinding(const HeaderMetadata& before, const HeaderMetadata& after) {
+    std::multiset<std::string> had = findingKeys(before);
+    for (const Finding& f : after.findings) {
+        const auto found = had.find(f.rule + "|" + f.setName + "|" + f.itemName);
+        if (found == had.end()) {
+            return f.rule + ": " + f.message;
+        }
+        had.erase(found);
+    }
+    return {};
+}
+
+// The file as it will be (or is) read back: the header metadata written, no new finding.
+void check(ByteSource& written, const HeaderMetadata& expected, const HeaderMetadata& before,
+           const MM::Dictionary& dictionary, bool walk, const char* what) {
+    ReadOptions options;
+    options.walk = walk;
+    HeaderMetadata after;
+    try {
+        after = readHeaderMetadata(written, dictionary, options);
+    } catch (const FileRefused& refused) {
+        failed(std::string(what) + " is refused by the reader (" + refused.rule() +
+               "): " + SDK::Utils::toUtf8(refused.message()).c_str());
+    }
+    const std::string difference = headerMetadataDifference(expected, after);
+    if (!difference.empty()) {
+        failed(std::string(what) + " does not read back as written: " + difference);
+    }
+    const std::string finding = newFinding(before, after);
+    if (!finding.empty()) {
+        failed(std::string(what) + " has a finding the source had not: " + finding);
+    }
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+
+  private:
+    int fd_;
+};
+
+void writeAll(int fd, const std::uint8_t* data, std::size_t size, std::uint64_t offset,
+              const std::string& path) {
+    while (size > 0) {
+        const ssize_t done = ::pwrite(fd, data, size, static_cast<off_t>(offset));
+        if (done < 0 && errno == EINTR) {
+            continue;
+        }
+        if (done <= 0) {
+            failed("cannot write " + path + ": " + std::strerror(errno));
+        }
+        data += done;
+        size -= static_cast<std::size_t>(done);
+        offset += static_cast<std::uint64_t>(done);
+    }
+}
+
+// The source's bytes into the new file: by the kernel where it can, else through a buffer.
+void copyRange(int from, std::uint64_t fromOffset, int to, std::uint64_t toOffset,
+               std::uint64_t length, const std::string& path) {
+    bool kernel = true;
+    while (length > 0 && kernel) {
+        loff_t in = static_cast<loff_t>(fromOffset), out = static_cast<loff_t>(toOffset);
+        const ssize_t done = ::copy_file_range(
+            from, &in, to, &out,
+            static_cast<std::size_t>(std::min<std::uint64_t>(length, 1u << 30)), 0);
+        if (done < 0 && errno == EINTR) {
+            continue;
+        }
+        if (done <= 0) {
+            kernel = false;
+            break;
+        }
+        fromOffset += static_cast<std::uint64_t>(done);
+        toOffset += static_cast<std::uint64_t>(done);
+        length -= static_cast<std::uint64_t>(done);
+    }
+    std::vector<std::uint8_t> buffer(1 << 20);
+    while (length > 0) {
+        const std::size_t take =
+            static_cast<std::size_t>(std::min<std::uint64_t>(length, buffer.size()));
+        const ssize_t got = ::pread(from, buffer.data(), take, static_cast<off_t>(fromOffset));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            failed("cannot read the source: " + std::string(std::strerror(errno)));
+        }
+        writeAll(to, buffer.data(), static_cast<std::size_t>(got), toOffset, path);
+        fromOffset += static_cast<std::uint64_t>(got);
+        toOffset += static_cast<std::uint64_t>(got);
+        length -= static_cast<std::uint64_t>(got);
+    }
+}
+
+void step(const WriteOptions& options, const char* name) {
+    if (options.beforeStep) {
+        options.beforeStep(name);
+    }
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The partition packs and random index pack of a file laid out anew, their offsets moved by
+// what the copies before them grew.
+void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector<Copy>& copies,
+               const std::vector<std::uint64_t>& rooms, std::vector<Edit>& edits) {
+    const auto moved = [&](std::uint64_t fileOffset) {
+        std::uint64_t by = 0;
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            if (copies[i].start + copies[i].size <= fileOffset) {
+                by += rooms[i] - copies[i].size;
+            }
+        }
+        return by;
+    };
+    for (const Partition& partition : read.partitions) {
+        const KLVHeader klv = readKLVHeader(source, partition.offset);
+        if (klv.length < 40) {
+            continue;
+        }
+        Edit edit{klv.offset, klv.end(), Bytes(static_cast<std::size_t>(klv.end() - klv.offset))};
+        if (!source.read(klv.offset, edit.bytes.data(), edit.bytes.size())) {
+            failed("cannot read the partition pack at " + std::to_string(partition.offset));
+        }
+        std::uint8_t* value = edit.bytes.data() + (klv.valueOffset - klv.offset);
+        const auto shift = [&](std::size_t field) {
+            const std::uint64_t old = bigEndian(value + field, 8);
+            if (old != 0 || field == 8) {
+                putBigEndian(value + field, old + moved(old + read.runIn), 8);
+            }
+        };
+        shift(8);   // ThisPartition
+        shift(16);  // PreviousPartition (0 for the header's own)
+        shift(24);  // FooterPartition (0 where unknown)
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            if (copies[i].partition == partition.offset) {
+                putBigEndian(value + 32, rooms[i], 8);  // HeaderByteCount
+            }
+        }
+        edits.push_back(std::move(edit));
+    }
+    if (read.randomIndex) {
+        std::uint8_t tail[4];
+        const std::uint64_t size = source.size();
+        if (!source.read(size - 4, tail, 4)) {
+            failed("cannot read the random index pack");
+        }
+        const KLVHeader klv = readKLVHeader(source, size - bigEndian(tail, 4));
+        Edit edit{klv.offset, klv.end(), Bytes(static_cast<std::size_t>(klv.end() - klv.offset))};
+        if (!source.read(klv.offset, edit.bytes.data(), edit.bytes.size())) {
+            failed("cannot read the random index pack");
+        }
+        std::uint8_t* value = edit.bytes.data() + (klv.valueOffset - klv.offset);
+        for (std::uint64_t at = 0; at + 16 <= klv.length; at += 12) {
+            const std::uint64_t old = bigEndian(value + at + 4, 8);
+            putBigEndian(value + at + 4, old + moved(old + read.runIn), 8);
+        }
+        edits.push_back(std::move(edit));
+    }
+}
+
+}  // namespace
+
+std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetadata& b) {
+    if (a.sets.size() != b.sets.size()) {
+        return std::to_string(a.sets.size()) + " sets against " + std::to_string(b.sets.size());
+    }
+    for (std::size_t s = 0; s < a.sets.size(); ++s) {
+        const LocalSet& x = a.sets[s];
+        const LocalSet& y = b.sets[s];
+        const std::string where = "set " + std::to_string(s + 1) + " (" + x.name() + ")";
+        if (!sameLabel(x.key.data(), y.key.data()) || x.instanceUID != y.instanceUID ||
+            x.depth != y.depth) {
+            return where + " against " + y.name() +
+                   (y.instanceUID ? " " + uuidText(*y.instanceUID) : std::string());
+        }
+        if (x.items.size() != y.items.size()) {
+            return where + " has " + std::to_string(x.items.size()) + " items against " +
+                   std::to_string(y.items.size());
+        }
+        for (std::size_t i = 0; i < x.items.size(); ++i) {
+            const Item& p = x.items[i];
+            const Item& q = y.items[i];
+            if (p.label != q.label || (!p.label && p.tag != q.tag) || p.bytes != q.bytes) {
+                return where + ", item " + std::to_string(i + 1) + " (" + p.name() + ") against " +
+                       q.name() + " of " + std::to_string(q.bytes.size()) + " bytes";
+            }
+        }
+    }
+    return {};
+}
+
+WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
+                      const MM::Dictionary& dictionary, const WriteOptions& options) {
+    const bool inPlace = options.output.empty();
+    const bool walk = !inPlace || options.walkInPlace;
+    FileSource source(sourcePath);
+    ReadOptions readOptions;
+    readOptions.walk = walk;
+    const HeaderMetadata before = readHeaderMetadata(source, dictionary, readOptions);
+    const std::vector<Copy> copies = copiesOf(source, before);
+    if (copies.empty()) {
+        failed("the file carries no header metadata to replace");
+    }
+
+    const Bytes metadata = writeHeaderMetadata(header, dictionary);
+    // The room each copy gets: what it had, where the metadata fits there; else more.
+    std::uint32_t kag = 1;
+    for (const Partition& partition : before.partitions) {
+        kag = std::max(kag, std::min(partition.kagSize, kMostKAG));
+    }
+    std::vector<std::uint64_t> rooms;
+    std::uint64_t needed = 0;
+    for (const Copy& copy : copies) {
+        const std::uint64_t size = metadata.size();
+        const bool fits = size == copy.size || (size < copy.size && copy.size - size >= kLeastFill);
+        if (fits) {
+            rooms.push_back(copy.size);
+            continue;
+        }
+        needed = std::max(needed, size + kLeastFill - std::min(copy.size, size + kLeastFill));
+        const std::uint64_t want = size + std::max(options.room, kLeastFill);
+        const std::uint64_t grow = want > copy.size ? (want - copy.size + kag - 1) / kag * kag : 0;
+        rooms.push_back(copy.size + grow);
+    }
+    const bool moves = needed > 0;
+    if (inPlace && moves) {
+        throw NoRoom("the header metadata takes " + std::to_string(metadata.size()) +
+                         " bytes; in place it needs " + std::to_string(needed) +
+                         " bytes more than its partition gives it (" +
+                         std::to_string(copies[0].size) +
+                         " with the fill after it): write a new file instead",
+                     needed, __FILE__, __LINE__);
+    }
+
+    std::vector<Edit> edits;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        Edit edit{copies[i].start, copies[i].start + copies[i].size, metadata};
+        if (rooms[i] > metadata.size()) {
+            const Bytes fill = fillPacket(copies[i].fillKey, rooms[i] - metadata.size());
+            edit.bytes.insert(edit.bytes.end(), fill.begin(), fill.end());
+        }
+        edits.push_back(std::move(edit));
+    }
+    if (moves) {
+        movePacks(source, before, copies, rooms, edits);
+    }
+    std::sort(edits.begin(), edits.end(),
+              [](const Edit& a, const Edit& b) { return a.start < b.start; });
+
+    // The file as it will be, read before a byte is written: what was asked for, set by set
+    // and item by item, and no finding the source had not.
+    Layout layout(source, edits);
+    check(layout, header, before, dictionary, walk, "the file as it would be written");
+
+    WriteReport report;
+    report.metadataBytes = metadata.size();
+    for (const Copy& copy : copies) {
+        report.partitions.push_back(copy.partition);
+    }
+    report.moved = layout.size() - source.size();
+
+    if (inPlace) {
+        // The copy the reader chooses goes last: until it is written, the file reads as before.
+        std::vector<const Edit*> order;
+        const Edit* chosen = nullptr;
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            const Edit* edit = &*std::find_if(edits.begin(), edits.end(), [&](const Edit& e) {
+                return e.start == copies[i].start;
+            });
+            if (copies[i].partition == before.primer.partitionOffset) {
+                chosen = edit;
+            } else {
+                order.push_back(edit);
+            }
+        }
+        if (chosen != nullptr) {
+            order.push_back(chosen);
+        }
+        std::vector<Bytes> old;
+        for (const Edit* edit : order) {
+            Bytes bytes(static_cast<std::size_t>(edit->end - edit->start));
+            if (!source.read(edit->start, bytes.data(), bytes.size())) {
+                failed("cannot read the file's header metadata");
+            }
+            old.push_back(std::move(bytes));
+        }
+        const Descriptor fd(::open(sourcePath, O_WRONLY | O_CLOEXEC));
+        if (fd.get() < 0) {
+            failed(std::string("cannot open ") + sourcePath + " to write: " + std::strerror(errno));
+        }
+        for (const Edit* edit : order) {
+            step(options, "write");
+            writeAll(fd.get(), edit->bytes.data(), edit->bytes.size(), edit->start, sourcePath);
+            report.bytesWritten += edit->bytes.size();
+        }
+        step(options, "sync");
+        if (::fsync(fd.get()) != 0) {
+            failed(std::string("cannot sync ") + sourcePath + ": " + std::strerror(errno));
+        }
+        try {
+            FileSource again(sourcePath);
+            check(again, header, before, dictionary, walk, sourcePath);
+        } catch (const WriteFailed&) {
+            for (std::size_t i = order.size(); i-- > 0;) {
+                writeAll(fd.get(), old[i].data(), old[i].size(), order[i]->start, sourcePath);
+            }
+            ::fsync(fd.get());
+            throw;
+        }
+        return report;
+    }
+
+    const std::string output = options.output;
+    std::string temporary = folderOf(output) + "/.xsddict-XXXXXX";
+    std::vector<char> name(temporary.begin(), temporary.end());
+    name.push_back('\0');
+    const Descriptor out(::mkostemp(name.data(), O_CLOEXEC));
+    if (out.get() < 0) {
+        failed("cannot write beside " + output + ": " + std::strerror(errno));
+    }
+    temporary = name.data();
+    try {
+        const Descriptor in(::open(sourcePath, O_RDONLY | O_CLOEXEC));
+        struct stat status {};
+        if (in.get() < 0 || ::fstat(in.get(), &status) != 0) {
+            failed(std::string("cannot read ") + sourcePath + ": " + std::strerror(errno));
+        }
+        ::fchmod(out.get(), status.st_mode & 07777);
+        for (const Layout::Piece& piece : layout.pieces()) {
+            step(options, "write");
+            if (piece.edit != nullptr) {
+                writeAll(out.get(), piece.edit->bytes.data(), piece.edit->bytes.size(), piece.at,
+                         temporary);
+            } else {
+                copyRange(in.get(), piece.from, out.get(), piece.at, piece.length, temporary);
+            }
+            report.bytesWritten += piece.length;
+        }
+        step(options, "sync");
+        if (::fsync(out.get()) != 0) {
+            failed("cannot sync " + temporary + ": " + std::strerror(errno));
+        }
+        FileSource again(temporary.c_str());
+        check(again, header, before, dictionary, walk, output.c_str());
+        step(options, "rename");
+        if (::rename(temporary.c_str(), output.c_str()) != 0) {
+            failed("cannot rename " + temporary + " to " + output + ": " + std::strerror(errno));
+        }
+    } catch (...) {
+        ::unlink(temporary.c_str());
+        throw;
+    }
+    const Descriptor folder(::open(folderOf(output).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.get() >= 0) {
+        ::fsync(folder.get());
+    }
+    return report;
+}
+
+}  // namespace Velmar::MXF

@@ -1,0 +1,144 @@
+// set and apply: a file's header metadata changed and written back, never half.
+#include "EditRun.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "MxfRun.h"
+#include "Velmar/MXF/FileWriting.h"
+#include "Velmar/MXF/HeaderMetadataEditing.h"
+#include "Velmar/MXF/RegXMLReading.h"
+#include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace xsddict {
+
+namespace {
+
+namespace MXF = Velmar::MXF;
+
+std::string messageOf(const Velmar::SDK::Exceptions::BaseException& e) {
+    std::string text = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+// Standard input into a scratch file the XML reader can read; removed when done.
+class ScratchDocument {
+  public:
+    ScratchDocument() {
+        const char* folder = std::getenv("TMPDIR");
+        std::string pattern =
+            std::string(folder != nullptr && *folder ? folder : "/tmp") + "/xsddict-apply-XXXXXX";
+        std::vector<char> name(pattern.begin(), pattern.end());
+        name.push_back('\0');
+        const int fd = ::mkstemp(name.data());
+        if (fd < 0) {
+            return;
+        }
+        ::close(fd);
+        path_ = name.data();
+        std::ofstream out(path_, std::ios::binary);
+        out << std::cin.rdbuf();
+        good_ = static_cast<bool>(out);
+    }
+    ~ScratchDocument() {
+        if (!path_.empty()) {
+            std::remove(path_.c_str());
+        }
+    }
+    ScratchDocument(const ScratchDocument&) = delete;
+    ScratchDocument& operator=(const ScratchDocument&) = delete;
+    bool good() const { return good_; }
+    const std::string& path() const { return path_; }
+
+  private:
+    std::string path_;
+    bool good_ = false;
+};
+
+}  // namespace
+
+int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
+                const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
+                const EditRunOptions& options, std::ostream& out, std::ostream& err) {
+    try {
+        MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), dictionary);
+        for (const EditStep& step : steps) {
+            switch (step.kind) {
+                case EditStep::Kind::Set: {
+                    const std::size_t n =
+                        MXF::setItemText(header, step.path, step.value, dictionary);
+                    out << "set " << step.path << " in " << n << (n == 1 ? " set\n" : " sets\n");
+                    break;
+                }
+                case EditStep::Kind::Remove: {
+                    const std::size_t n = MXF::remove(header, step.path, dictionary);
+                    out << "removed " << step.path << " (" << n << ")\n";
+                    break;
+                }
+                case EditStep::Kind::Add: {
+                    const std::size_t at = MXF::addSet(header, step.path, step.value, dictionary);
+                    out << "added " << header.sets[at].name() << " "
+                        << MXF::uuidText(*header.sets[at].instanceUID) << " to " << step.path
+                        << "\n";
+                    break;
+                }
+                case EditStep::Kind::Apply: {
+                    if (step.path == "-") {
+                        const ScratchDocument document;
+                        if (!document.good()) {
+                            err << "xsddict: cannot keep the document read from standard input\n";
+                            return EXIT_FAILURE;
+                        }
+                        MXF::applyRegXML(header, document.path().c_str(), dictionary);
+                    } else {
+                        MXF::applyRegXML(header, step.path.c_str(), dictionary);
+                    }
+                    out << "applied " << (step.path == "-" ? "the document" : step.path) << " ("
+                        << header.sets.size() << " sets)\n";
+                    break;
+                }
+            }
+        }
+        MXF::WriteOptions writing;
+        writing.output = options.output;
+        writing.walkInPlace = options.walk;
+        const MXF::WriteReport report = MXF::writeFile(file.c_str(), header, dictionary, writing);
+        out << "wrote " << (options.output.empty() ? file + " in place" : options.output) << ": "
+            << report.metadataBytes << " bytes of header metadata in " << report.partitions.size()
+            << (report.partitions.size() == 1 ? " partition" : " partitions");
+        if (report.moved > 0) {
+            out << "; what follows moved by " << report.moved << " bytes";
+        }
+        out << "; " << report.bytesWritten << " bytes written\n";
+        return EXIT_SUCCESS;
+    } catch (const MXF::FileRefused& e) {
+        err << refusalLine(file, e, options.verbose);
+        return 4;
+    } catch (const MXF::NoRoom& e) {
+        err << "xsddict: " << file << ": no room: " << messageOf(e) << "\n";
+        return EXIT_FAILURE;
+    } catch (const Velmar::SDK::Exceptions::BaseException& e) {
+        err << "xsddict: " << file << ": " << messageOf(e);
+        if (options.verbose) {
+            err << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
+        }
+        err << "\n";
+        return EXIT_FAILURE;
+    } catch (const std::bad_alloc&) {
+        err << "xsddict: " << file << ": out of memory\n";
+        return EXIT_FAILURE;
+    }
+}
+
+}  // namespace xsddict
