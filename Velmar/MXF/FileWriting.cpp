@@ -430,6 +430,7 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     }
     std::vector<std::uint64_t> rooms;
     std::uint64_t needed = 0;
+    const Copy* tightest = nullptr;
     for (const Copy& copy : copies) {
         const std::uint64_t size = metadata.size();
         const bool fits = size == copy.size || (size < copy.size && copy.size - size >= kLeastFill);
@@ -437,7 +438,11 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
             rooms.push_back(copy.size);
             continue;
         }
-        needed = std::max(needed, size + kLeastFill - std::min(copy.size, size + kLeastFill));
+        const std::uint64_t short_ = size + kLeastFill - std::min(copy.size, size + kLeastFill);
+        if (short_ > needed) {
+            needed = short_;
+            tightest = &copy;
+        }
         const std::uint64_t want = size + std::max(options.room, kLeastFill);
         const std::uint64_t grow = want > copy.size ? (want - copy.size + kag - 1) / kag * kag : 0;
         rooms.push_back(copy.size + grow);
@@ -446,8 +451,9 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     if (inPlace && moves) {
         throw NoRoom("the header metadata takes " + std::to_string(metadata.size()) +
                          " bytes; in place it needs " + std::to_string(needed) +
-                         " bytes more than its partition gives it (" +
-                         std::to_string(copies[0].size) +
+                         " bytes more than the partition at " +
+                         std::to_string(tightest->partition) + " gives it (" +
+                         std::to_string(tightest->size) +
                          " with the fill after it): write a new file instead",
                      needed, __FILE__, __LINE__);
     }

@@ -381,6 +381,9 @@ std::size_t setItems(HeaderMetadata& header, std::string_view path,
     if (steps.size() < 2) {
         refuse("\"" + std::string(path) + "\" names no item (a set, \"/\", then the item)");
     }
+    if (steps.back().index) {
+        refuse("\"" + std::string(path) + "\" ends in an index: it names sets, not an item");
+    }
     const std::string itemName = steps.back().name;
     const auto sets = resolve(header, steps, steps.size() - 1, path, dictionary);
     const MM::TypeDefinitions& types = dictionary.typeDefinitions();
@@ -444,7 +447,7 @@ std::size_t remove(HeaderMetadata& header, std::string_view path,
     const auto steps = stepsOf(path);
     std::vector<std::size_t> doomed;                           // sets, each with its subtree
     std::vector<std::pair<std::size_t, std::uint16_t>> items;  // by set and tag
-    if (steps.size() >= 2) {
+    if (steps.size() >= 2 && !steps.back().index) {            // an index names sets, not an item
         const auto sets = resolve(header, steps, steps.size() - 1, path, dictionary);
         for (const std::size_t index : sets) {
             const Item* item = findItem(header.sets[index], steps.back().name, dictionary);

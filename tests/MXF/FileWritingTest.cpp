@@ -1,0 +1,430 @@
+// Header metadata written into files: in place where it fits, into a new file laid out with
+// room where it does not, essence and index tables never touched, and a process stopped at any
+// step leaving the old file or the new one.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "HandBuilt.h"
+#include "Velmar/MXF/FileWriting.h"
+#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/HeaderMetadataEditing.h"
+#include "Velmar/MXF/HeaderMetadataWriting.h"
+#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/RegXMLReading.h"
+
+namespace MXF = Velmar::MXF;
+namespace fs = std::filesystem;
+using handbuilt::Bytes;
+using handbuilt::registers;
+
+namespace {
+
+const fs::path kFixtures = VELMAR_MXF_TESTS_DIR "/fixtures";
+const fs::path kCorpus = VELMAR_MXF_TESTS_DIR "/../../../shared/mxf-corpus";
+
+Bytes fileBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A scratch folder of the test's own, gone with it.
+class Scratch {
+  public:
+    Scratch() {
+        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+        path_ = fs::temp_directory_path() /
+                ("velmar-writing-" + std::string(test->name()) + "-" + std::to_string(::getpid()));
+        fs::remove_all(path_);
+        fs::create_directories(path_);
+    }
+    ~Scratch() { fs::remove_all(path_); }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    fs::path operator/(const std::string& name) const { return path_ / name; }
+    const fs::path& path() const { return path_; }
+
+  private:
+    fs::path path_;
+};
+
+std::uint64_t fnv(const std::uint8_t* data, std::size_t size) {
+    std::uint64_t h = 0xcbf29ce484222325ull;
+    for (std::size_t i = 0; i < size; ++i) {
+        h = (h ^ data[i]) * 0x100000001b3ull;
+    }
+    return h;
+}
+
+// A digest of every essence element and index table segment, in file order: what no edit of
+// the header metadata may change.
+std::vector<std::uint64_t> essenceAndIndexDigests(const Bytes& file, std::uint64_t runIn) {
+    std::vector<std::uint64_t> digests;
+    for (std::size_t at = static_cast<std::size_t>(runIn); at + 17 <= file.size();) {
+        const std::uint8_t* key = &file[at];
+        std::size_t length = file[at + 16];
+        std::size_t lengthSize = 1;
+        if (length > 0x80) {
+            lengthSize += length & 0x7f;
+            length = 0;
+            for (std::size_t i = 1; i < lengthSize && at + 16 + i < file.size(); ++i) {
+                length = length << 8 | file[at + 16 + i];
+            }
+        }
+        const std::size_t end = std::min(file.size(), at + 16 + lengthSize + length);
+        const bool essence = key[4] == 0x01 && key[8] == 0x0d && key[9] == 0x01 &&
+                             key[10] == 0x03 && key[11] == 0x01;
+        const bool index = key[4] == 0x02 && key[5] == 0x53 && key[8] == 0x0d && key[9] == 0x01 &&
+                           key[10] == 0x02 && key[11] == 0x01 && key[12] == 0x01 &&
+                           key[13] == 0x10 && key[14] == 0x01;
+        if (essence || index) {
+            digests.push_back(fnv(key, end - at));
+        }
+        at = end;
+    }
+    return digests;
+}
+
+MXF::HeaderMetadata walked(const fs::path& path) {
+    MXF::ReadOptions options;
+    options.walk = true;
+    return MXF::readHeaderMetadata(path.c_str(), registers(), options);
+}
+
+// Every partition pack's offsets and the random index pack agree with where the packs are.
+void expectPartitionsWhereTheySay(const MXF::HeaderMetadata& read) {
+    const MXF::Partition* previous = nullptr;
+    const MXF::Partition* footer = nullptr;
+    for (const MXF::Partition& p : read.partitions) {
+        footer = p.kind == MXF::Partition::Kind::Footer ? &p : footer;
+    }
+    for (const MXF::Partition& p : read.partitions) {
+        EXPECT_EQ(p.thisPartition + read.runIn, p.offset);
+        if (previous != nullptr) {
+            EXPECT_EQ(p.previousPartition, previous->thisPartition) << p.offset;
+        }
+        if (p.footerPartition != 0 && footer != nullptr) {
+            EXPECT_EQ(p.footerPartition, footer->thisPartition) << p.offset;
+        }
+        previous = &p;
+    }
+    if (read.randomIndex) {
+        ASSERT_EQ(read.randomIndex->size(), read.partitions.size());
+        for (std::size_t i = 0; i < read.partitions.size(); ++i) {
+            EXPECT_EQ((*read.randomIndex)[i].byteOffset, read.partitions[i].thisPartition);
+        }
+    }
+}
+
+std::string findingRules(const MXF::HeaderMetadata& read) {
+    std::string rules;
+    for (const MXF::Finding& f : read.findings) {
+        rules += f.rule + " ";
+    }
+    return rules;
+}
+
+}  // namespace
+
+TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
+    const Scratch scratch;
+    const fs::path file = scratch / "a.mxf";
+    fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
+    const Bytes before = fileBytes(file);
+    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    MXF::setItemText(header, "Timecode/Start Timecode", "90000", registers());
+    MXF::setItemText(header, "Identification/Application Name", "Archive copy", registers());
+    const MXF::WriteReport report = MXF::writeFile(file.c_str(), header, registers());
+    EXPECT_EQ(report.moved, 0u);
+    ASSERT_EQ(report.partitions.size(), 1u);
+    const Bytes after = fileBytes(file);
+    ASSERT_EQ(after.size(), before.size());
+    // Only the header metadata's bytes (the primer to the end of its byte count) changed.
+    const MXF::Partition& partition = header.partitions.front();
+    const std::size_t start = static_cast<std::size_t>(header.primer.offset);
+    const std::size_t end = start + static_cast<std::size_t>(partition.headerByteCount);
+    EXPECT_TRUE(std::equal(before.begin(), before.begin() + start, after.begin()));
+    EXPECT_TRUE(std::equal(before.begin() + end, before.end(), after.begin() + end));
+    EXPECT_EQ(report.bytesWritten, end - start);
+    const MXF::HeaderMetadata read = walked(file);
+    EXPECT_EQ(MXF::headerMetadataDifference(header, read), "");
+    EXPECT_EQ(findingRules(read), "");
+}
+
+TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
+    const Scratch scratch;
+    const fs::path file = scratch / "a.mxf";
+    fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
+    const Bytes before = fileBytes(file);
+    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    const std::uint64_t room = header.partitions.front().headerByteCount;
+    const std::uint64_t used = MXF::writeHeaderMetadata(header, registers()).size();
+    // What is left of the room after the metadata: none, a fill's least size (17) and more,
+    // and a byte short of each bound.
+    struct Case {
+        std::int64_t left;
+        bool fits;
+    };
+    const Case cases[] = {{0, true}, {17, true}, {18, true}, {16, false}, {1, false}, {-1, false}};
+    const std::int64_t spare = static_cast<std::int64_t>(room - used);
+    for (const Case& c : cases) {
+        MXF::HeaderMetadata edited = header;
+        // An odd growth: an item of 5 bytes with a primer entry of 18; the rest in UTF-16
+        // characters of the name (10 characters in the fixture).
+        std::int64_t grow = spare - c.left;
+        if (grow % 2 != 0) {
+            MXF::setItemText(edited, "Preface/Is RIP Present", "True", registers());
+            grow -= 23;
+        }
+        ASSERT_GE(10 + grow / 2, 1) << c.left;
+        const std::string name(static_cast<std::size_t>(10 + grow / 2), 'x');
+        MXF::setItemText(edited, "Identification/Application Name", name, registers());
+        const std::uint64_t size = MXF::writeHeaderMetadata(edited, registers()).size();
+        ASSERT_EQ(static_cast<std::int64_t>(room) - static_cast<std::int64_t>(size), c.left);
+        fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file, fs::copy_options::overwrite_existing);
+        if (c.fits) {
+            EXPECT_NO_THROW(MXF::writeFile(file.c_str(), edited, registers())) << c.left;
+            EXPECT_EQ(fs::file_size(file), before.size());
+            EXPECT_EQ(MXF::headerMetadataDifference(
+                          edited, MXF::readHeaderMetadata(file.c_str(), registers())),
+                      "");
+        } else {
+            try {
+                MXF::writeFile(file.c_str(), edited, registers());
+                ADD_FAILURE() << c.left << " bytes left fit where they should not";
+            } catch (const MXF::NoRoom& e) {
+                EXPECT_EQ(e.needed(), static_cast<std::uint64_t>(17 - c.left)) << c.left;
+            }
+            EXPECT_EQ(fileBytes(file), before) << c.left;
+        }
+    }
+}
+
+TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
+    const Scratch scratch;
+    const fs::path source = kFixtures / "op1a-long.mxf";
+    const fs::path out = scratch / "b.mxf";
+    MXF::HeaderMetadata header = MXF::readHeaderMetadata(source.c_str(), registers());
+    MXF::setItemText(header, "Identification/Application Name", std::string(3000, 'y'),
+                     registers());
+    MXF::WriteOptions options;
+    options.output = out.string();
+    const MXF::WriteReport report = MXF::writeFile(source.c_str(), header, registers(), options);
+    EXPECT_GT(report.moved, 0u);
+    EXPECT_EQ(report.moved % 512, 0u);  // the KAG kept
+    EXPECT_EQ(fs::file_size(out), fs::file_size(source) + report.moved);
+    EXPECT_EQ(report.bytesWritten, fs::file_size(out));
+    const MXF::HeaderMetadata before = walked(source);
+    const MXF::HeaderMetadata after = walked(out);
+    EXPECT_EQ(MXF::headerMetadataDifference(header, after), "");
+    EXPECT_EQ(findingRules(after), findingRules(before));
+    ASSERT_EQ(after.partitions.size(), before.partitions.size());
+    for (std::size_t i = 1; i < after.partitions.size(); ++i) {
+        EXPECT_EQ(after.partitions[i].offset, before.partitions[i].offset + report.moved);
+    }
+    EXPECT_GE(after.partitions[0].headerByteCount,
+              MXF::writeHeaderMetadata(header, registers()).size() + 8192);
+    expectPartitionsWhereTheySay(after);
+    EXPECT_EQ(essenceAndIndexDigests(fileBytes(out), after.runIn),
+              essenceAndIndexDigests(fileBytes(source), before.runIn));
+    EXPECT_FALSE(essenceAndIndexDigests(fileBytes(source), before.runIn).empty());
+    // Nothing but the file is left in its folder.
+    EXPECT_EQ(std::distance(fs::directory_iterator(scratch.path()), fs::directory_iterator()), 1);
+    // And written back in place now, the edit fits the room it was given.
+    MXF::HeaderMetadata again = MXF::readHeaderMetadata(out.c_str(), registers());
+    MXF::setItemText(again, "Identification/Application Name", std::string(3100, 'z'), registers());
+    EXPECT_EQ(MXF::writeFile(out.c_str(), again, registers()).moved, 0u);
+}
+
+TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
+    const Scratch scratch;
+    for (const auto& entry : fs::directory_iterator(kFixtures)) {
+        if (entry.path().extension() != ".mxf") {
+            continue;
+        }
+        const std::string name = entry.path().filename().string();
+        MXF::HeaderMetadata header = MXF::readHeaderMetadata(entry.path().c_str(), registers());
+        const fs::path document = scratch / (name + ".xml");
+        {
+            std::ofstream xml(document, std::ios::binary);
+            MXF::writeRegXML(xml, header, registers());
+        }
+        MXF::HeaderMetadata applied = header;
+        MXF::applyRegXML(applied, document.c_str(), registers());
+        EXPECT_EQ(MXF::headerMetadataDifference(header, applied), "") << name;
+        EXPECT_EQ(MXF::writeHeaderMetadata(applied, registers()),
+                  MXF::writeHeaderMetadata(header, registers()))
+            << name;
+        MXF::WriteOptions options;
+        options.output = (scratch / name).string();
+        MXF::writeFile(entry.path().c_str(), applied, registers(), options);
+        std::ostringstream first, second;
+        MXF::writeRegXML(first, header, registers());
+        MXF::writeRegXML(second, MXF::readHeaderMetadata(options.output.c_str(), registers()),
+                         registers());
+        EXPECT_EQ(second.str(), first.str()) << name;
+    }
+}
+
+TEST(FileWriting, AppliesAnEditedDocument) {
+    const Scratch scratch;
+    const fs::path source = kFixtures / "op1a-mpeg2-pcm.mxf";
+    const MXF::HeaderMetadata header = MXF::readHeaderMetadata(source.c_str(), registers());
+    std::ostringstream written;
+    MXF::writeRegXML(written, header, registers());
+    std::string xml = written.str();
+    // A value changed, and a descriptive framework added under a new track of the package.
+    const std::string from = "<r1:ApplicationName>OP1a Muxer</r1:ApplicationName>";
+    ASSERT_NE(xml.find(from), std::string::npos);
+    xml.replace(xml.find(from), from.size(),
+                "<r1:ApplicationName escape=\"true\">Tab$#x9;and $#x24;</r1:ApplicationName>");
+    const fs::path document = scratch / "doc.xml";
+    std::ofstream(document, std::ios::binary) << xml;
+    MXF::HeaderMetadata applied = header;
+    MXF::applyRegXML(applied, document.c_str(), registers());
+    const auto sets = MXF::findSets(applied, "Identification", registers());
+    const MXF::Item* name = MXF::findItem(applied.sets[sets[0]], "Application Name", registers());
+    ASSERT_NE(name, nullptr);
+    // escape is in the baseline namespace: unqualified, it is the text as written.
+    EXPECT_EQ(name->value->asText(), "Tab$#x9;and $#x24;");
+    // A document whose sets or items the dictionary lacks, or whose values do not fit, is
+    // refused and changes nothing.
+    const std::pair<std::string, std::string> broken[] = {
+        {"<r1:FormatVersion>1.3</r1:FormatVersion>", "<r1:FormatVersion>1.x</r1:FormatVersion>"},
+        {"<r1:FormatVersion>1.3</r1:FormatVersion>", "<r1:NoSuchItem>1</r1:NoSuchItem>"},
+        {"<r1:ObjectModelVersion>1</r1:ObjectModelVersion>",
+         "<r1:ObjectModelVersion>4294967296</r1:ObjectModelVersion>"},
+    };
+    for (const auto& [good, bad] : broken) {
+        std::string text = written.str();
+        ASSERT_NE(text.find(good), std::string::npos) << good;
+        text.replace(text.find(good), good.size(), bad);
+        std::ofstream(document, std::ios::binary | std::ios::trunc) << text;
+        MXF::HeaderMetadata target = header;
+        EXPECT_ANY_THROW(MXF::applyRegXML(target, document.c_str(), registers())) << bad;
+        EXPECT_EQ(MXF::headerMetadataDifference(header, target), "") << bad;
+    }
+    std::ofstream(document, std::ios::binary | std::ios::trunc) << "<r0:Preface";
+    MXF::HeaderMetadata target = header;
+    EXPECT_ANY_THROW(MXF::applyRegXML(target, document.c_str(), registers()));
+}
+
+// The process stopped before each step of a write in turn: the file then reads as the old one
+// or as the new one, never as anything else.
+TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
+    const Scratch scratch;
+    std::vector<std::pair<fs::path, bool>> sources = {{kFixtures / "op1a-mpeg2-pcm.mxf", false}};
+    // A file of two copies (header and footer): in place, the copy the reader takes goes last.
+    const fs::path twoCopies = kCorpus / "Netflix_photon/TearsOfSteel_4k_Test_Master_Audio_002.mxf";
+    if (fs::exists(twoCopies)) {
+        sources.emplace_back(twoCopies, false);
+    }
+    sources.emplace_back(kFixtures / "op1a-mpeg2-pcm.mxf", true);  // a new file
+    for (const auto& [source, newFile] : sources) {
+        const MXF::HeaderMetadata old = MXF::readHeaderMetadata(source.c_str(), registers());
+        MXF::HeaderMetadata edited = old;
+        MXF::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+        bool finished = false;
+        for (int stopAt = 1; !finished && stopAt < 64; ++stopAt) {
+            const fs::path file = scratch / "f.mxf";
+            const fs::path out = scratch / "out.mxf";
+            fs::remove(out);
+            fs::copy_file(source, file, fs::copy_options::overwrite_existing);
+            const pid_t child = ::fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                int steps = 0;
+                MXF::WriteOptions options;
+                options.output = newFile ? out.string() : std::string();
+                options.beforeStep = [&](const char*) {
+                    if (++steps == stopAt) {
+                        ::_exit(42);
+                    }
+                };
+                try {
+                    MXF::writeFile(file.c_str(), edited, registers(), options);
+                } catch (...) {
+                    ::_exit(1);
+                }
+                ::_exit(0);
+            }
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            ASSERT_TRUE(WIFEXITED(status));
+            ASSERT_NE(WEXITSTATUS(status), 1) << source << " stopped at " << stopAt;
+            finished = WEXITSTATUS(status) == 0;
+            const fs::path written = newFile ? out : file;
+            if (newFile && !fs::exists(out)) {
+                EXPECT_FALSE(finished);
+                EXPECT_EQ(fileBytes(file), fileBytes(source));
+                continue;
+            }
+            const MXF::HeaderMetadata read = MXF::readHeaderMetadata(written.c_str(), registers());
+            const bool isOld = MXF::headerMetadataDifference(old, read).empty();
+            const bool isNew = MXF::headerMetadataDifference(edited, read).empty();
+            EXPECT_TRUE(isOld || isNew) << source << " stopped at " << stopAt;
+            EXPECT_TRUE(!finished || isNew) << source;
+        }
+        EXPECT_TRUE(finished) << source;
+    }
+}
+
+TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
+    if (!fs::exists(kCorpus)) {
+        GTEST_SKIP() << "no corpus beside the project";
+    }
+    const Scratch scratch;
+    std::size_t files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(kCorpus)) {
+        if (entry.path().extension() != ".mxf") {
+            continue;
+        }
+        const std::string name = entry.path().filename().string();
+        MXF::HeaderMetadata before;
+        try {
+            before = walked(entry.path());
+        } catch (const MXF::FileRefused&) {
+            continue;
+        }
+        ++files;
+        const Bytes original = fileBytes(entry.path());
+        const auto digests = essenceAndIndexDigests(original, before.runIn);
+        // Its own RegXML applied (a new file), then one value changed in place in that file.
+        MXF::HeaderMetadata header = MXF::readHeaderMetadata(entry.path().c_str(), registers());
+        const fs::path document = scratch / "doc.xml";
+        {
+            std::ofstream xml(document, std::ios::binary);
+            MXF::writeRegXML(xml, header, registers());
+        }
+        MXF::HeaderMetadata applied = header;
+        MXF::applyRegXML(applied, document.c_str(), registers());
+        EXPECT_EQ(MXF::headerMetadataDifference(header, applied), "") << name;
+        const fs::path out = scratch / "out.mxf";
+        MXF::WriteOptions options;
+        options.output = out.string();
+        const MXF::WriteReport report =
+            MXF::writeFile(entry.path().c_str(), applied, registers(), options);
+        EXPECT_EQ(fileBytes(out).size(), original.size() + report.moved) << name;
+        MXF::HeaderMetadata edited = MXF::readHeaderMetadata(out.c_str(), registers());
+        MXF::setItemText(edited, "Preface/Identification List[0]/Application Name", "Edited",
+                         registers());
+        try {
+            MXF::writeFile(out.c_str(), edited, registers());
+        } catch (const MXF::NoRoom&) {
+            options.output = out.string();  // rewritten over itself
+            MXF::writeFile(out.c_str(), edited, registers(), options);
+        }
+        const MXF::HeaderMetadata after = walked(out);
+        EXPECT_EQ(MXF::headerMetadataDifference(edited, after), "") << name;
+        EXPECT_EQ(essenceAndIndexDigests(fileBytes(out), after.runIn), digests) << name;
+        EXPECT_LE(after.findings.size(), before.findings.size()) << name;
+    }
+    EXPECT_GE(files, 22u);
+}
