@@ -11,9 +11,12 @@
 #include <sstream>
 #include <string>
 
+#include "Velmar/MXF/FileWriting.h"
 #include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/HeaderMetadataEditing.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/RegXMLReading.h"
 #include "Velmar/MXF/Report/Report.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
@@ -47,7 +50,7 @@ std::string utf8(const XMLCh* text) {
 struct Classes {
     py::object label, element, attribute, setDefinition, partition, set, item, finding;
     py::object uuid, safeUnknown, datetime, utc, fraction;
-    py::object error, fileRefused, dictionaryError;
+    py::object error, fileRefused, dictionaryError, noRoom;
 };
 
 const Classes& classes() {
@@ -65,6 +68,7 @@ const Classes& classes() {
         c->error = package.attr("Error");
         c->fileRefused = package.attr("FileRefused");
         c->dictionaryError = package.attr("DictionaryError");
+        c->noRoom = package.attr("NoRoom");
         const py::module_ uuid = py::module_::import("uuid");
         c->uuid = uuid.attr("UUID");
         c->safeUnknown = uuid.attr("SafeUUID").attr("unknown");
@@ -336,6 +340,39 @@ class Reading {
             }
         }
         return out.str();
+    }
+
+    // Edits, as xsddict set makes them: each changes this reading's header metadata, which
+    // write() puts into a file.
+    std::size_t setItem(const std::string& path, const std::string& text) {
+        return MXF::setItemText(header_, path, text, *dictionary_);
+    }
+    std::size_t remove(const std::string& path) {
+        return MXF::remove(header_, path, *dictionary_);
+    }
+    py::object addSet(const std::string& path, const std::string& kind) {
+        const std::size_t at = MXF::addSet(header_, path, kind, *dictionary_);
+        return optionalUuid(header_.sets[at].instanceUID);
+    }
+    void apply(const std::string& documentPath) {
+        MXF::applyRegXML(header_, documentPath.c_str(), *dictionary_);
+    }
+
+    // Into the file read (in place) or a new one; what was written, as a dict.
+    py::dict write(const std::string& output) const {
+        MXF::WriteOptions options;
+        options.output = output;
+        MXF::WriteReport report;
+        {
+            py::gil_scoped_release released;
+            report = MXF::writeFile(path_.c_str(), header_, *dictionary_, options);
+        }
+        py::dict out;
+        out["partitions"] = report.partitions;
+        out["metadata_bytes"] = report.metadataBytes;
+        out["bytes_written"] = report.bytesWritten;
+        out["moved"] = report.moved;
+        return out;
     }
 
     // The page xsddict report writes for the file.
@@ -611,6 +648,9 @@ PYBIND11_MODULE(_xsddict, m) {
             const py::object refused =
                 classes().fileRefused(e.rule(), e.offset(), utf8(e.message()));
             PyErr_SetObject(refused.get_type().ptr(), refused.ptr());
+        } catch (const MXF::NoRoom& e) {
+            const py::object error = classes().noRoom(utf8(e.message()), e.needed());
+            PyErr_SetObject(error.get_type().ptr(), error.ptr());
         } catch (const DictionaryFailure& e) {
             const py::object error = classes().dictionaryError(e.message);
             PyErr_SetObject(error.get_type().ptr(), error.ptr());
@@ -640,6 +680,11 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("items", &Reading::items)
         .def("to_json", &Reading::toJson)
         .def("to_html", &Reading::toHtml)
+        .def("set_item", &Reading::setItem)
+        .def("remove", &Reading::remove)
+        .def("add_set", &Reading::addSet)
+        .def("apply", &Reading::apply)
+        .def("write", &Reading::write)
         .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none(),
              py::arg("partition") = "header");
 

@@ -34,8 +34,9 @@ case "${1:-demo}" in
     ./build/tools/xsddict mxf tests/MXF/fixtures/op1a-mpeg2-pcm.mxf
     ;;
   test)
-    # The report pages are tested in a real browser.
-    scripts/ensure-packages.sh chromium chromium-driver python3-selenium
+    # The report pages are tested in a real browser; edited files are read back by ffprobe
+    # and mediainfo.
+    scripts/ensure-packages.sh chromium chromium-driver python3-selenium ffmpeg mediainfo
     build build
     ctest --test-dir build --output-on-failure -j "$jobs"
     ;;

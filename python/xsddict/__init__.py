@@ -17,7 +17,12 @@ DictionaryError; both are Errors.
 from __future__ import annotations
 
 import os as _os
+import datetime as _datetime
+import fractions as _fractions
+import json as _json
 import re as _re
+import tempfile as _tempfile
+import uuid as _uuid
 from dataclasses import dataclass, field
 from typing import Any, Dict, List, Optional, Union
 
@@ -46,6 +51,18 @@ class FileRefused(Error):
 
 class DictionaryError(Error):
     """A dictionary that does not load: what and why."""
+
+
+class NoRoom(Error):
+    """In place, the header metadata does not fit the room its partition gives it; needed: how
+    many bytes more it takes. Nothing was written."""
+
+    def __init__(self, message: str, needed: int):
+        super().__init__(message)
+        self.needed = needed
+
+    def __reduce__(self):
+        return (NoRoom, (str(self), self.needed))
 
 
 @dataclass(frozen=True)
@@ -189,6 +206,39 @@ class Finding:
     severity: str = "error"  # "error", "warning" or "info"
 
 
+_UNSET: Any = object()
+
+
+def _value_text(value: Any) -> str:
+    """A Python value in the text form the library reads values from."""
+    if isinstance(value, str):
+        return value
+    if isinstance(value, bool):
+        return "True" if value else "False"
+    if isinstance(value, (int, float)):
+        return repr(value)
+    if isinstance(value, _fractions.Fraction):
+        return f"{value.numerator}/{value.denominator}"
+    if isinstance(value, _uuid.UUID):
+        return value.urn
+    if isinstance(value, _datetime.datetime):
+        stamp = value.astimezone(_datetime.timezone.utc) if value.tzinfo else value
+        return stamp.strftime("%Y-%m-%dT%H:%M:%S.") + f"{stamp.microsecond // 1000:03d}"
+    if isinstance(value, Label):
+        return value.ul
+    return _json.dumps(value, default=_json_default)
+
+
+def _json_default(value: Any) -> Any:
+    if isinstance(value, Label):
+        return value.ul
+    if isinstance(value, _uuid.UUID):
+        return str(value)
+    if isinstance(value, _fractions.Fraction):
+        return [value.numerator, value.denominator]
+    raise TypeError(f"no text form for {type(value).__name__}")
+
+
 @dataclass
 class Header:
     """A file's partitions and header metadata, as read."""
@@ -218,9 +268,40 @@ class Header:
         and its metadata tree, in one page that stands alone."""
         return self._reading.to_html()
 
-    def set(self, name: str) -> Optional[Set]:
-        """The first set of this name, in tree order."""
-        return next((s for s in self.sets if s.name == name), None)
+    def set(self, name: str, value: Any = _UNSET) -> Any:
+        """With a name only: the first set of this name, in tree order.
+
+        With a value: sets the item a path names (in every set it names) to it, as `xsddict set`
+        does, adding the item where a set lacks it, and returns how many items were set. The
+        path names sets by name or InstanceUID, then sets below by item or name, "[n]" the n-th,
+        and last an item ("Timecode/Start Timecode", "Preface/Identification[0]/Application
+        Name"). The value is its text form (as RegXML writes it) or a Python value: bool, int,
+        float, Fraction, uuid.UUID, datetime, Label, or a dict or list as the reader gives
+        records and lists. Nothing is written to a file until write(). Raises Error when the
+        path names no item or the value does not fit its type, changing nothing."""
+        if value is _UNSET:
+            return next((s for s in self.sets if s.name == name), None)
+        count = self._reading.set_item(name, _value_text(value))
+        self._refresh()
+        return count
+
+    def remove(self, path: str) -> int:
+        """Removes the item a path names, or the sets it names with what they hold (and the
+        references that held them). Raises Error where another set still refers to them."""
+        count = self._reading.remove(path)
+        self._refresh()
+        return count
+
+    def add_set(self, path: str, kind: str) -> Any:
+        """Adds a set of a kind (name or symbol) to the strong-reference item a path names;
+        returns its new InstanceUID."""
+        uid = self._reading.add_set(path, kind)
+        self._refresh()
+        return uid
+
+    def _refresh(self) -> None:
+        data = self._reading.data()
+        self.sets, self.findings = data["sets"], data["findings"]
 
     def sets_named(self, name: str) -> List[Set]:
         return [s for s in self.sets if s.name == name]
@@ -311,6 +392,36 @@ class Dictionary:
     def __repr__(self) -> str:
         e, s, t, l = self._handle.counts()
         return f"<xsddict.Dictionary: {e} elements, {s} sets, {t} types, {l} labels>"
+
+
+def write(header: Header, path: Optional[Union[str, "_os.PathLike[str]"]] = None) -> Dict[str, Any]:
+    """Writes a header's (edited) metadata: into a new file at path, written whole under a
+    temporary name and renamed, essence and index tables copied as they are (moved where the
+    metadata needs more room); or, with no path, into the file it was read from, in place,
+    where it fits the fill after the metadata (else NoRoom). The file is read back before and
+    after it is written. Returns the partitions written, the metadata's bytes, the bytes
+    written and how far what follows moved."""
+    return header._reading.write("" if path is None else _os.fspath(path))
+
+
+def apply(path: Union[str, "_os.PathLike[str]"], regxml: Union[str, bytes, "_os.PathLike[str]"],
+          output: Optional[Union[str, "_os.PathLike[str]"]] = None, in_place: bool = False,
+          dictionary: Optional[Dictionary] = None) -> Dict[str, Any]:
+    """Replaces a file's header metadata by a RegXML document's (the document's text, or a path
+    to it), as `xsddict apply` does, writing to output or in place (one of the two)."""
+    if (output is None) == (not in_place):
+        raise ValueError("apply writes to output or in place: give one of them")
+    header = read(path, dictionary)
+    if isinstance(regxml, (bytes, str)) and (isinstance(regxml, bytes) or
+                                               regxml.lstrip().startswith("<")):
+        data = regxml if isinstance(regxml, bytes) else regxml.encode("utf-8")
+        with _tempfile.NamedTemporaryFile(suffix=".xml") as document:
+            document.write(data)
+            document.flush()
+            header._reading.apply(document.name)
+    else:
+        header._reading.apply(_os.fspath(regxml))
+    return write(header, output)
 
 
 def read(path: Union[str, "_os.PathLike[str]"], dictionary: Optional[Dictionary] = None,
