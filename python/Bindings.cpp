@@ -347,9 +347,7 @@ class Reading {
     std::size_t setItem(const std::string& path, const std::string& text) {
         return MXF::setItemText(header_, path, text, *dictionary_);
     }
-    std::size_t remove(const std::string& path) {
-        return MXF::remove(header_, path, *dictionary_);
-    }
+    std::size_t remove(const std::string& path) { return MXF::remove(header_, path, *dictionary_); }
     py::object addSet(const std::string& path, const std::string& kind) {
         const std::size_t at = MXF::addSet(header_, path, kind, *dictionary_);
         return optionalUuid(header_.sets[at].instanceUID);

@@ -55,6 +55,7 @@ case "${1:-demo}" in
     build build-bench -DCMAKE_BUILD_TYPE=Release -DVELMAR_BENCH=ON -DBUILD_TESTING=OFF
     ./build-bench/bench/load_benchmark
     ./build-bench/bench/mxf_benchmark
+    ./build-bench/bench/edit_benchmark
     PYTHONPATH=build-bench/python /usr/bin/python3 bench/python_read.py build-bench/tools/xsddict \
       tests/MXF/fixtures
     scripts/ensure-packages.sh chromium chromium-driver python3-selenium

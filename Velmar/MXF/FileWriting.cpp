@@ -38,6 +38,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint64_t kLeastFill = 17;  // a key and a one-byte length
 constexpr std::uint32_t kMostKAG = 1u << 20;
+constexpr std::uint64_t kStep = 64u << 20;  // bytes copied between starts of writing back
 
 [[noreturn]] void failed(const std::string& message) {
     throw WriteFailed(message, __FILE__, __LINE__);
@@ -276,9 +277,11 @@ void copyRange(int from, std::uint64_t fromOffset, int to, std::uint64_t toOffse
     bool kernel = true;
     while (length > 0 && kernel) {
         loff_t in = static_cast<loff_t>(fromOffset), out = static_cast<loff_t>(toOffset);
-        const ssize_t done = ::copy_file_range(
-            from, &in, to, &out,
-            static_cast<std::size_t>(std::min<std::uint64_t>(length, 1u << 30)), 0);
+        // In steps whose writing back starts at once: the sync before the rename then finds
+        // little left to write, and the disk works while the copy goes on.
+        const ssize_t done =
+            ::copy_file_range(from, &in, to, &out,
+                              static_cast<std::size_t>(std::min<std::uint64_t>(length, kStep)), 0);
         if (done < 0 && errno == EINTR) {
             continue;
         }
@@ -286,6 +289,7 @@ void copyRange(int from, std::uint64_t fromOffset, int to, std::uint64_t toOffse
             kernel = false;
             break;
         }
+        ::sync_file_range(to, static_cast<off_t>(toOffset), done, SYNC_FILE_RANGE_WRITE);
         fromOffset += static_cast<std::uint64_t>(done);
         toOffset += static_cast<std::uint64_t>(done);
         length -= static_cast<std::uint64_t>(done);
@@ -476,7 +480,9 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     // The file as it will be, read before a byte is written: what was asked for, set by set
     // and item by item, and no finding the source had not.
     Layout layout(source, edits);
-    check(layout, header, before, dictionary, walk, "the file as it would be written");
+    // A new file is walked whole before it is renamed; walked here too, it would cost a second
+    // pass over every packet for nothing.
+    check(layout, header, before, dictionary, inPlace && walk, "the file as it would be written");
 
     WriteReport report;
     report.metadataBytes = metadata.size();
