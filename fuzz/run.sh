@@ -8,13 +8,16 @@
 # ../shared/mxf-corpus, where it is) and reads them with the register dictionary of
 # the ordinary build (made first); compiled from the compiled forms of every
 # dictionary of the tests that loads.
-#   fuzz/run.sh [SECONDS] [TARGET...]   targets: parse_value, load, compiled, mxf (default: all)
+# edit starts from fuzz/corpus/edit, scripts of edits to the MXF fixtures, with the same
+# dictionary as mxf.
+#   fuzz/run.sh [SECONDS] [TARGET...]   targets: parse_value, load, compiled, mxf, edit
+#                                       (default: all)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(parse_value load compiled mxf)
+[ ${#targets[@]} -gt 0 ] || targets=(parse_value load compiled mxf edit)
 
 scripts/ensure-packages.sh clang-14 libclang-rt-14-dev cmake make libxerces-c-dev libxalan-c-dev libxxhash-dev
 CXX=clang++-14 cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELMAR_FUZZ=ON \
@@ -35,6 +38,11 @@ for target in "${targets[@]}"; do
     mkdir -p "${inputs[0]}"
     # shellcheck disable=SC2046
     build-fuzz/fuzz/make_compiled_corpus "${inputs[0]}" samples/*.xsd $(find tests -name '*.xsd' | sort)
+  elif [ "$target" = edit ]; then
+    maxLength=4096
+    cmake -S . -B build > /dev/null
+    cmake --build build -j "$(nproc)" --target builtin_dictionary > /dev/null
+    export VELMAR_FUZZ_DICTIONARY=build/share/velmar-xsddictionary/registers.xsdc
   elif [ "$target" = mxf ]; then
     inputs=(tests/MXF/fixtures)
     # Files of other writers, where the corpus lies beside the project (their licences keep
