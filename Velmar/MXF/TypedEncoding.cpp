@@ -316,6 +316,10 @@ class TypedEncoder {
         if (v.kind() != Value::Kind::Text) {
             misfit(std::string(type.symbol) + " is a text, not " + v.toJson());
         }
+        // A NUL ends a string, for the reader and RegXML alike: one within would be lost.
+        if (type.kind == TypeKind::String && v.asText().find('\0') != std::string::npos) {
+            misfit(std::string(type.symbol) + " holds no NUL: a NUL ends the string");
+        }
         if (character->symbol == "UTF8Character") {
             codePoints(v.asText());  // checked, then stored as it is
             out.insert(out.end(), v.asText().begin(), v.asText().end());

@@ -188,6 +188,13 @@ TEST(HeaderMetadataEditing, RefusesAValueThatDoesNotFitAndChangesNothing) {
         EXPECT_EQ(json(header), json(before)) << c.path;
     }
     MXF::HeaderMetadata header = before;
+    // A NUL ends a string: one within it would be lost to every reader.
+    EXPECT_THROW(MXF::setItemText(header, "Identification/Application Platform",
+                                  std::string("a\0b", 3), registers()),
+                 MXF::ValueRefused);
+    EXPECT_THROW(MXF::setItemText(header, "Identification/Application Platform",
+                                  std::string("ab\0", 3), registers()),
+                 MXF::ValueRefused);
     // Strong references change by adding and removing sets; an InstanceID is what they hold.
     EXPECT_THROW(MXF::setItemText(header, "Preface/Content Storage",
                                   "adab4424-2f25-4dc7-92ff-000c00000000", registers()),
