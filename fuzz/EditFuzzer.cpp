@@ -137,8 +137,8 @@ std::string pathIn(const MXF::HeaderMetadata& header, Script& script, bool item)
         return script.text();
     }
     const MXF::LocalSet& set = header.sets[script.byte() % header.sets.size()];
-    std::string path = set.instanceUID && script.byte() % 3 == 0 ? MXF::uuidText(*set.instanceUID)
-                                                                  : set.name();
+    std::string path =
+        set.instanceUID && script.byte() % 3 == 0 ? MXF::uuidText(*set.instanceUID) : set.name();
     if (script.byte() % 4 == 0) {
         path += "[" + std::to_string(script.byte() % 4) + "]";
     }
@@ -150,10 +150,10 @@ std::string pathIn(const MXF::HeaderMetadata& header, Script& script, bool item)
 }
 
 std::string kindIn(Script& script) {
-    static const char* const kinds[] = {"Identification", "Timecode",         "Sequence",
-                                        "Source Clip",    "Timeline Track",   "Event Track",
-                                        "DM Segment",     "Content Storage",  "Material Package",
-                                        "Essence Data",   "CDCI Descriptor",  "Network Locator"};
+    static const char* const kinds[] = {"Identification", "Timecode",        "Sequence",
+                                        "Source Clip",    "Timeline Track",  "Event Track",
+                                        "DM Segment",     "Content Storage", "Material Package",
+                                        "Essence Data",   "CDCI Descriptor", "Network Locator"};
     return kinds[script.byte() % (sizeof kinds / sizeof kinds[0])];
 }
 
@@ -163,7 +163,8 @@ std::string message(const Velmar::SDK::Exceptions::BaseException& e) {
 
 fs::path scratch() {
     static const fs::path made = [] {
-        const fs::path base = fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
+        const fs::path base =
+            fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
         const fs::path folder = base / ("edit-fuzz-" + std::to_string(::getpid()));
         fs::create_directories(folder);
         return folder;

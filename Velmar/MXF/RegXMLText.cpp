@@ -1,5 +1,7 @@
 #include "Velmar/MXF/RegXMLText.h"
 
+#include "ValueDecoding.h"
+
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -206,21 +208,7 @@ std::string unescape(std::string_view text) {
                 c = c << 4 | static_cast<std::uint32_t>(v < 0 ? 0 : v);
             }
             if (good && c <= 0x10ffff) {
-                if (c < 0x80) {
-                    out += static_cast<char>(c);
-                } else if (c < 0x800) {
-                    out += static_cast<char>(0xc0 | c >> 6);
-                    out += static_cast<char>(0x80 | (c & 0x3f));
-                } else if (c < 0x10000) {
-                    out += static_cast<char>(0xe0 | c >> 12);
-                    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-                    out += static_cast<char>(0x80 | (c & 0x3f));
-                } else {
-                    out += static_cast<char>(0xf0 | c >> 18);
-                    out += static_cast<char>(0x80 | (c >> 12 & 0x3f));
-                    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-                    out += static_cast<char>(0x80 | (c & 0x3f));
-                }
+                appendUtf8(out, c);
                 at = end + 1;
                 continue;
             }

@@ -181,7 +181,7 @@ void noteInvalidText(bool replaced, Id::Identifier type, Decoded& decoded) {
 
 }  // namespace
 
-static void appendUtf8(std::string& out, char32_t c) {
+void appendUtf8(std::string& out, char32_t c) {
     if (c < 0x80) {
         out += static_cast<char>(c);
     } else if (c < 0x800) {

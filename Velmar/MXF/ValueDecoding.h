@@ -25,6 +25,9 @@ enum class TextEncoding { UTF16BE, UTF8, ISO7 };
 std::string decodeText(const std::uint8_t* bytes, std::size_t size, TextEncoding encoding,
                        bool& replaced);
 
+// A code point appended as UTF-8.
+void appendUtf8(std::string& out, char32_t c);
+
 // An item's bytes by its element's data type. What has no decoded form (enumerations, records,
 // indirect values) stays raw; a size that does not fit the type stays raw and says so.
 Decoded decodeValue(const SDK::MetaMetadata::MetaElement& element,

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "KLV.h"
+#include "ValueDecoding.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -306,24 +307,6 @@ class JsonParser {
         }
         at_ += 4;
         return static_cast<char32_t>((*bytes)[0] << 8 | (*bytes)[1]);
-    }
-
-    static void appendUtf8(std::string& out, char32_t c) {
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xc0 | c >> 6);
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xe0 | c >> 12);
-            out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        } else {
-            out += static_cast<char>(0xf0 | c >> 18);
-            out += static_cast<char>(0x80 | (c >> 12 & 0x3f));
-            out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
     }
 
     std::string_view text_;

@@ -110,5 +110,13 @@ TEST(RegXMLText, EscapesEveryCharacterItMust) {
         const RegXMLText::Escaped escaped = RegXMLText::escape(c.utf8);
         EXPECT_EQ(escaped.text, c.text) << c.text;
         EXPECT_EQ(escaped.escaped, c.escaped) << c.text;
+        EXPECT_EQ(RegXMLText::unescape(escaped.text), c.utf8) << c.text;  // and back
     }
+    // What starts no escape stays as written.
+    for (const char* text : {"$", "$#x;", "$#xg0;", "$#x110000;", "$#x123456789;", "$#x41"}) {
+        EXPECT_EQ(RegXMLText::unescape(text), text);
+    }
+    EXPECT_EQ(RegXMLText::unescape("a$#x10ffff;b$#X41;"),
+              "a\xf4\x8f\xbf\xbf"
+              "b$#X41;");
 }
