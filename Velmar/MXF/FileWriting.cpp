@@ -13,6 +13,7 @@
 #include <memory>
 #include <set>
 
+#include "ItemLabels.h"
 #include "KLV.h"
 #include "Reading.h"
 #include "Velmar/MXF/HeaderMetadataWriting.h"
@@ -382,6 +383,48 @@ void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector
     }
 }
 
+// Whether edited header metadata differs from what was read in what a walk holds the essence
+// against: the sets there are, and the items that tie tracks and packages to the essence.
+bool changesWhatTheWalkReads(const HeaderMetadata& read, const HeaderMetadata& edited) {
+    static const std::uint8_t* const kRead[] = {
+        ItemLabels::TrackNumber,     ItemLabels::EssenceContainer, ItemLabels::GenericStreamID,
+        ItemLabels::LinkedPackageID, ItemLabels::PackageID,        ItemLabels::EssenceDescription,
+        ItemLabels::FileDescriptors, ItemLabels::TrackID,          ItemLabels::LinkedTrackID};
+    const auto readByWalk = [](const Item& item) {
+        return item.label && std::any_of(std::begin(kRead), std::end(kRead), [&](const auto* l) {
+                   return sameLabel(item.label->data(), l);
+               });
+    };
+    if (read.sets.size() != edited.sets.size()) {
+        return true;
+    }
+    for (std::size_t s = 0; s < read.sets.size(); ++s) {
+        const LocalSet& a = read.sets[s];
+        const LocalSet& b = edited.sets[s];
+        if (a.instanceUID != b.instanceUID || !sameLabel(a.key.data(), b.key.data())) {
+            return true;
+        }
+        std::vector<std::pair<Bytes16, const Bytes*>> x, y;
+        for (const Item& item : a.items) {
+            if (readByWalk(item)) {
+                x.emplace_back(*item.label, &item.bytes);
+            }
+        }
+        for (const Item& item : b.items) {
+            if (readByWalk(item)) {
+                y.emplace_back(*item.label, &item.bytes);
+            }
+        }
+        if (x.size() != y.size() ||
+            !std::equal(x.begin(), x.end(), y.begin(), [](const auto& p, const auto& q) {
+                return p.first == q.first && *p.second == *q.second;
+            })) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetadata& b) {
@@ -416,11 +459,17 @@ std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetada
 WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
                       const MM::Dictionary& dictionary, const WriteOptions& options) {
     const bool inPlace = options.output.empty();
-    const bool walk = !inPlace || options.walkInPlace;
     FileSource source(sourcePath);
     ReadOptions readOptions;
-    readOptions.walk = walk;
-    const HeaderMetadata before = readHeaderMetadata(source, dictionary, readOptions);
+    readOptions.walk = !inPlace || options.walkInPlace;
+    HeaderMetadata before = readHeaderMetadata(source, dictionary, readOptions);
+    // In place, nothing but header metadata changes: the walk can only find anew what the edit
+    // gives the checks it holds the essence against.
+    const bool walk = readOptions.walk || changesWhatTheWalkReads(before, header);
+    if (walk && !readOptions.walk) {
+        readOptions.walk = true;
+        before = readHeaderMetadata(source, dictionary, readOptions);
+    }
     const std::vector<Copy> copies = copiesOf(source, before);
     if (copies.empty()) {
         failed("the file carries no header metadata to replace");

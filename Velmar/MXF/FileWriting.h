@@ -41,8 +41,11 @@ struct WriteOptions {
     // source had, so that later edits of about this size fit in place.
     std::uint64_t room = 8192;
     // Also walk every packet of the file written, as a read with ReadOptions::walk does, and
-    // hold its findings against the source's: always for a new file; in place, where asked (it
-    // costs a read of every packet's key and length, which the edit does not otherwise touch).
+    // hold its findings against the source's: always for a new file; in place, where the edit
+    // changes what the walk holds the essence against (sets added or removed, track numbers,
+    // essence containers, the items linking packages to their essence), or where asked. A walk
+    // costs a read of every packet's key and length, which an edit in place does not otherwise
+    // touch.
     bool walkInPlace = false;
     // Called before each step that changes a file ("write", "sync", "rename"), with the
     // step's name: a test stops the process there to see what such a stop leaves.

@@ -19,6 +19,7 @@
 #include "Velmar/MXF/HeaderMetadataWriting.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/MXF/RegXMLReading.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace MXF = Velmar::MXF;
 namespace fs = std::filesystem;
@@ -156,6 +157,25 @@ TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
     const MXF::HeaderMetadata read = walked(file);
     EXPECT_EQ(MXF::headerMetadataDifference(header, read), "");
     EXPECT_EQ(findingRules(read), "");
+}
+
+// In place, an edit of what ties tracks to the essence is walked: a track number the essence
+// does not carry is a finding the source had not, and the file stays as it was.
+TEST(FileWriting, WalksInPlaceWhatTiesTracksToTheEssence) {
+    const Scratch scratch;
+    const fs::path file = scratch / "a.mxf";
+    fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
+    const Bytes before = fileBytes(file);
+    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    MXF::setItemText(header, "Source Package/Package Tracks[1]/Track Number", "7", registers());
+    try {
+        MXF::writeFile(file.c_str(), header, registers());
+        ADD_FAILURE() << "a track number the essence lacks was written";
+    } catch (const MXF::WriteFailed& e) {
+        const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+        EXPECT_NE(message.find("essence-track"), std::string::npos) << message;
+    }
+    EXPECT_EQ(fileBytes(file), before);
 }
 
 TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
