@@ -146,16 +146,19 @@ std::vector<std::size_t> targetsOf(const HeaderMetadata& header, std::size_t ind
     if (item.element == nullptr || !set.instanceUID) {
         return targets;
     }
+    // Its children by InstanceUID, found in one pass over its subtree.
+    std::map<Bytes16, std::size_t> children;
     const std::size_t end = subtreeEnd(header, index);
+    for (std::size_t i = index + 1; i < end; ++i) {
+        const LocalSet& child = header.sets[i];
+        if (child.depth == set.depth + 1 && child.parent == set.instanceUID && child.instanceUID) {
+            children.emplace(*child.instanceUID, i);
+        }
+    }
     for (const auto& reference : strongReferences(*item.element, item.bytes)) {
-        for (std::size_t i = index + 1; i < end; ++i) {
-            const LocalSet& child = header.sets[i];
-            if (child.depth == set.depth + 1 && child.parent == set.instanceUID &&
-                child.instanceUID &&
-                std::equal(reference.begin(), reference.end(), child.instanceUID->begin())) {
-                targets.push_back(i);
-                break;
-            }
+        const auto found = children.find(bytes16(reference.data()));
+        if (found != children.end()) {
+            targets.push_back(found->second);
         }
     }
     return targets;
@@ -228,14 +231,22 @@ std::vector<std::size_t> resolve(const HeaderMetadata& header, const std::vector
             }
         }
         if (!byItem) {
+            // Each set below looked at once, however the sets named so far nest.
             std::set<std::size_t> below;
-            for (const std::size_t index : chosen) {
+            std::size_t covered = 0;
+            std::vector<std::size_t> above = chosen;
+            std::sort(above.begin(), above.end());
+            for (const std::size_t index : above) {
+                if (index < covered) {
+                    continue;  // within a subtree looked at already
+                }
                 const std::size_t end = subtreeEnd(header, index);
                 for (std::size_t i = index + 1; i < end; ++i) {
                     if (setNamed(header.sets[i], wanted)) {
                         below.insert(i);
                     }
                 }
+                covered = std::max(covered, end);
             }
             next.assign(below.begin(), below.end());
         }
@@ -276,13 +287,6 @@ Item newItem(const MM::MetaElement& element, const MM::Dictionary& dictionary) {
     item.label = bytes16(element.universalLabel().bytes());
     item.type = dictionary.typeOf(element);
     return item;
-}
-
-// Removes a set's subtree from the tree; references to it are the caller's.
-void eraseSubtree(HeaderMetadata& header, std::size_t index) {
-    const std::size_t end = subtreeEnd(header, index);
-    header.sets.erase(header.sets.begin() + static_cast<std::ptrdiff_t>(index),
-                      header.sets.begin() + static_cast<std::ptrdiff_t>(end));
 }
 
 // A strong reference item without the references given.
@@ -472,35 +476,35 @@ std::size_t remove(HeaderMetadata& header, std::string_view path,
             }
         }
     }
-    // Every set going, subtrees included, and what still refers to one of them.
+    // Every set going, subtrees included (each measured once), and what still refers to one.
+    std::vector<bool> leaving(header.sets.size(), false);
+    std::sort(doomed.begin(), doomed.end());
+    for (const std::size_t root : doomed) {
+        if (!leaving[root]) {
+            std::fill(leaving.begin() + static_cast<std::ptrdiff_t>(root),
+                      leaving.begin() + static_cast<std::ptrdiff_t>(subtreeEnd(header, root)),
+                      true);
+        }
+    }
     std::set<Bytes16> gone;
     std::vector<std::vector<std::uint8_t>> identifiers;
     const MM::TypeDefinitions& types = dictionary.typeDefinitions();
-    for (const std::size_t root : doomed) {
-        for (std::size_t i = root; i < subtreeEnd(header, root); ++i) {
-            const LocalSet& set = header.sets[i];
-            if (set.instanceUID) {
-                gone.insert(*set.instanceUID);
-                identifiers.emplace_back(set.instanceUID->begin(), set.instanceUID->end());
-            }
-            for (const Item& item : set.items) {
-                if (item.element != nullptr &&
-                    types.uniqueIdentifier(bytes16(item.element->universalLabel().bytes()))) {
-                    identifiers.push_back(item.bytes);
-                }
-            }
-        }
-    }
-    std::set<std::size_t> leaving;
-    for (const std::size_t root : doomed) {
-        for (std::size_t i = root; i < subtreeEnd(header, root); ++i) {
-            leaving.insert(i);
-        }
-    }
     HeaderMetadata kept;
     for (std::size_t i = 0; i < header.sets.size(); ++i) {
-        if (leaving.count(i) == 0) {
-            kept.sets.push_back(header.sets[i]);
+        const LocalSet& set = header.sets[i];
+        if (!leaving[i]) {
+            kept.sets.push_back(set);
+            continue;
+        }
+        if (set.instanceUID) {
+            gone.insert(*set.instanceUID);
+            identifiers.emplace_back(set.instanceUID->begin(), set.instanceUID->end());
+        }
+        for (const Item& item : set.items) {
+            if (item.element != nullptr &&
+                types.uniqueIdentifier(bytes16(item.element->universalLabel().bytes()))) {
+                identifiers.push_back(item.bytes);
+            }
         }
     }
     const auto referrers = weakReferences(kept, dictionary);
@@ -540,18 +544,13 @@ std::size_t remove(HeaderMetadata& header, std::string_view path,
             ++it;
         }
     }
-    std::vector<std::size_t> roots(doomed.begin(), doomed.end());
-    std::sort(roots.begin(), roots.end());
-    roots.erase(std::unique(roots.begin(), roots.end()), roots.end());
-    for (auto it = roots.rbegin(); it != roots.rend(); ++it) {
-        // A root inside an earlier root's subtree went with it.
-        const bool inside = std::any_of(roots.begin(), roots.end(), [&](std::size_t other) {
-            return other < *it && *it < subtreeEnd(header, other);
-        });
-        if (!inside) {
-            eraseSubtree(header, *it);
+    std::vector<LocalSet> remaining;
+    for (std::size_t i = 0; i < header.sets.size(); ++i) {
+        if (!leaving[i]) {
+            remaining.push_back(std::move(header.sets[i]));
         }
     }
+    header.sets = std::move(remaining);
     return removed;
 }
 

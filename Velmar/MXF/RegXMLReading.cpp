@@ -404,7 +404,8 @@ class DocumentReader {
     void keepOriginalSubtree(const Bytes16& uid, std::size_t depth, std::vector<LocalSet>& below,
                              std::vector<std::size_t>& children) {
         const auto found = originalByUID_.find(uid);
-        if (found == originalByUID_.end()) {
+        // Once only: a document naming one subtree again and again must not cost more each time.
+        if (found == originalByUID_.end() || !read_.insert(uid).second) {
             return;
         }
         const std::size_t root = found->second;
@@ -429,13 +430,27 @@ class DocumentReader {
         return &original_.sets[found->second];
     }
 
-    static const Item* originalItem(const LocalSet& had, const Item& item) {
-        for (const Item& old : had.items) {
-            if (old.label && item.label && sameLabel(old.label->data(), item.label->data())) {
-                return &old;
+    // The item of an original set of an item's label (its version byte aside), by an index of
+    // the set's items made once: a set of many items costs no product.
+    const Item* originalItem(const LocalSet& had, const Item& item) {
+        if (!item.label) {
+            return nullptr;
+        }
+        if (indexed_ != &had) {
+            indexed_ = &had;
+            itemsByLabel_.clear();
+            for (const Item& old : had.items) {
+                if (old.label) {
+                    Bytes16 key = *old.label;
+                    key[7] = 0;
+                    itemsByLabel_.emplace(key, &old);
+                }
             }
         }
-        return nullptr;
+        Bytes16 key = *item.label;
+        key[7] = 0;
+        const auto found = itemsByLabel_.find(key);
+        return found != itemsByLabel_.end() ? found->second : nullptr;
     }
 
     void keepWhatTheFileHad(LocalSet& set) {
@@ -622,8 +637,10 @@ class DocumentReader {
     std::map<std::string, std::vector<const MM::MetaMetadataSet*>> setsBySymbol_;
     std::map<std::string, const MM::TypeDefinition*> typesBySymbol_;
     std::map<Bytes16, std::size_t> originalByUID_;
-    std::set<Bytes16> onPath_;                 // the sets being read, from the root
-    std::set<Bytes16> read_;                   // the sets read whole
+    std::set<Bytes16> onPath_;           // the sets being read, from the root
+    std::set<Bytes16> read_;             // the sets read whole
+    const LocalSet* indexed_ = nullptr;  // the original set whose items are indexed
+    std::map<Bytes16, const Item*> itemsByLabel_;
     std::map<std::string, Bytes16> packages_;  // InstanceUID by PackageID's URN
 };
 
