@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "Measure.h"
-#include "Velmar/MXF/FileWriting.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
@@ -65,8 +65,10 @@ InPlace editInPlace(const fs::path& file, const Velmar::SDK::MetaMetadata::Dicti
                     int round) {
     const auto start = Clock::now();
     MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), dictionary);
-    MXF::setItemText(header, "Timecode/Start Timecode", std::to_string(90000 + round), dictionary);
-    const MXF::WriteReport report = MXF::writeFile(file.c_str(), header, dictionary);
+    MXF::Writing::setItemText(header, "Timecode/Start Timecode", std::to_string(90000 + round),
+                              dictionary);
+    const MXF::Writing::WriteReport report =
+        MXF::Writing::writeFile(file.c_str(), header, dictionary);
     return {msSince(start), report.bytesWritten};
 }
 

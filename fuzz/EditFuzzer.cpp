@@ -20,12 +20,12 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/FileWriting.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
 #include "Velmar/MXF/RegXML.h"
-#include "Velmar/MXF/RegXMLReading.h"
 #include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -186,15 +186,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 case 0:
                 case 1: {
                     const std::string path = pathIn(header, script, true);
-                    MXF::setItemText(header, path, script.text(), dict);
+                    MXF::Writing::setItemText(header, path, script.text(), dict);
                     break;
                 }
                 case 2:
-                    MXF::remove(header, pathIn(header, script, script.byte() % 2 == 0), dict);
+                    MXF::Writing::remove(header, pathIn(header, script, script.byte() % 2 == 0),
+                                         dict);
                     break;
                 case 3: {
                     const std::string path = pathIn(header, script, true);
-                    MXF::addSet(header, path, kindIn(script), dict);
+                    MXF::Writing::addSet(header, path, kindIn(script), dict);
                     break;
                 }
                 case 4: {
@@ -208,12 +209,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     const fs::path path = scratch() / "doc.xml";
                     std::ofstream(path, std::ios::binary | std::ios::trunc) << document;
                     MXF::HeaderMetadata applied = header;
-                    MXF::applyRegXML(applied, path.c_str(), dict);
+                    MXF::Writing::applyRegXML(applied, path.c_str(), dict);
                     header = std::move(applied);
                     break;
                 }
             }
-        } catch (const MXF::EditRefused&) {
+        } catch (const MXF::Writing::EditRefused&) {
         } catch (const MXF::ValueRefused&) {
         } catch (const Velmar::SDK::Exceptions::BaseException&) {
             // A document that is no well-formed XML; any other exception is not caught.
@@ -222,11 +223,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     // Written to a new file, the edits read back as made, essence and indexes untouched.
     const fs::path out = scratch() / "out.mxf";
-    MXF::WriteOptions options;
+    MXF::Writing::WriteOptions options;
     options.output = out.string();
     try {
-        MXF::writeFile(fixture.path.c_str(), header, dict, options);
-    } catch (const MXF::WriteFailed& e) {
+        MXF::Writing::writeFile(fixture.path.c_str(), header, dict, options);
+    } catch (const MXF::Writing::WriteFailed& e) {
         // Only a finding the edits brought may stop the write.
         if (message(e).find("has a finding the source had not") == std::string::npos) {
             std::fprintf(stderr, "write failed: %s\n", message(e).c_str());
@@ -239,7 +240,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Bytes written = fileBytes(out);
     const MXF::HeaderMetadata read = MXF::readHeaderMetadata(out.c_str(), dict);
     if (essenceAndIndexPackets(written, read.runIn) != fixture.packets ||
-        !MXF::headerMetadataDifference(header, read).empty()) {
+        !MXF::Writing::headerMetadataDifference(header, read).empty()) {
         std::abort();
     }
     // Its RegXML applied back changes nothing.
@@ -252,8 +253,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fs::path path = scratch() / "again.xml";
     std::ofstream(path, std::ios::binary | std::ios::trunc) << document.str();
     MXF::HeaderMetadata again = read;
-    MXF::applyRegXML(again, path.c_str(), dict);
-    const std::string difference = MXF::headerMetadataDifference(read, again);
+    MXF::Writing::applyRegXML(again, path.c_str(), dict);
+    const std::string difference = MXF::Writing::headerMetadataDifference(read, again);
     if (!difference.empty()) {
         std::fprintf(stderr, "RegXML applied back differs: %s\n", difference.c_str());
         std::abort();

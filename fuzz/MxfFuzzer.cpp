@@ -12,11 +12,11 @@
 #include <sstream>
 
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataWriting.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/MXF/Report/Report.h"
 #include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
 namespace {
@@ -48,7 +48,7 @@ void writtenReadsBack(const Velmar::MXF::HeaderMetadata& header,
                       const Velmar::SDK::MetaMetadata::Dictionary& dictionary) {
     std::vector<std::uint8_t> written;
     try {
-        written = Velmar::MXF::writeHeaderMetadata(header, dictionary);
+        written = Velmar::MXF::Writing::writeHeaderMetadata(header, dictionary);
     } catch (const Velmar::MXF::ValueRefused&) {
         return;
     }

@@ -11,13 +11,13 @@
 #include <sstream>
 #include <string>
 
-#include "Velmar/MXF/FileWriting.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/RegXML.h"
-#include "Velmar/MXF/RegXMLReading.h"
 #include "Velmar/MXF/Report/Report.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
@@ -345,25 +345,27 @@ class Reading {
     // Edits, as xsddict set makes them: each changes this reading's header metadata, which
     // write() puts into a file.
     std::size_t setItem(const std::string& path, const std::string& text) {
-        return MXF::setItemText(header_, path, text, *dictionary_);
+        return MXF::Writing::setItemText(header_, path, text, *dictionary_);
     }
-    std::size_t remove(const std::string& path) { return MXF::remove(header_, path, *dictionary_); }
+    std::size_t remove(const std::string& path) {
+        return MXF::Writing::remove(header_, path, *dictionary_);
+    }
     py::object addSet(const std::string& path, const std::string& kind) {
-        const std::size_t at = MXF::addSet(header_, path, kind, *dictionary_);
+        const std::size_t at = MXF::Writing::addSet(header_, path, kind, *dictionary_);
         return optionalUuid(header_.sets[at].instanceUID);
     }
     void apply(const std::string& documentPath) {
-        MXF::applyRegXML(header_, documentPath.c_str(), *dictionary_);
+        MXF::Writing::applyRegXML(header_, documentPath.c_str(), *dictionary_);
     }
 
     // Into the file read (in place) or a new one; what was written, as a dict.
     py::dict write(const std::string& output) const {
-        MXF::WriteOptions options;
+        MXF::Writing::WriteOptions options;
         options.output = output;
-        MXF::WriteReport report;
+        MXF::Writing::WriteReport report;
         {
             py::gil_scoped_release released;
-            report = MXF::writeFile(path_.c_str(), header_, *dictionary_, options);
+            report = MXF::Writing::writeFile(path_.c_str(), header_, *dictionary_, options);
         }
         py::dict out;
         out["partitions"] = report.partitions;
@@ -646,7 +648,7 @@ PYBIND11_MODULE(_xsddict, m) {
             const py::object refused =
                 classes().fileRefused(e.rule(), e.offset(), utf8(e.message()));
             PyErr_SetObject(refused.get_type().ptr(), refused.ptr());
-        } catch (const MXF::NoRoom& e) {
+        } catch (const MXF::Writing::NoRoom& e) {
             const py::object error = classes().noRoom(utf8(e.message()), e.needed());
             PyErr_SetObject(error.get_type().ptr(), error.ptr());
         } catch (const DictionaryFailure& e) {

@@ -13,12 +13,12 @@
 #include <vector>
 
 #include "HandBuilt.h"
-#include "Velmar/MXF/FileWriting.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
-#include "Velmar/MXF/HeaderMetadataWriting.h"
 #include "Velmar/MXF/RegXML.h"
-#include "Velmar/MXF/RegXMLReading.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
+#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace MXF = Velmar::MXF;
@@ -140,9 +140,11 @@ TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
     fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
     const Bytes before = fileBytes(file);
     MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
-    MXF::setItemText(header, "Timecode/Start Timecode", "90000", registers());
-    MXF::setItemText(header, "Identification/Application Name", "Archive copy", registers());
-    const MXF::WriteReport report = MXF::writeFile(file.c_str(), header, registers());
+    MXF::Writing::setItemText(header, "Timecode/Start Timecode", "90000", registers());
+    MXF::Writing::setItemText(header, "Identification/Application Name", "Archive copy",
+                              registers());
+    const MXF::Writing::WriteReport report =
+        MXF::Writing::writeFile(file.c_str(), header, registers());
     EXPECT_EQ(report.moved, 0u);
     ASSERT_EQ(report.partitions.size(), 1u);
     const Bytes after = fileBytes(file);
@@ -155,7 +157,7 @@ TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
     EXPECT_TRUE(std::equal(before.begin() + end, before.end(), after.begin() + end));
     EXPECT_EQ(report.bytesWritten, end - start);
     const MXF::HeaderMetadata read = walked(file);
-    EXPECT_EQ(MXF::headerMetadataDifference(header, read), "");
+    EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, read), "");
     EXPECT_EQ(findingRules(read), "");
 }
 
@@ -167,11 +169,12 @@ TEST(FileWriting, WalksInPlaceWhatTiesTracksToTheEssence) {
     fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
     const Bytes before = fileBytes(file);
     MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
-    MXF::setItemText(header, "Source Package/Package Tracks[1]/Track Number", "7", registers());
+    MXF::Writing::setItemText(header, "Source Package/Package Tracks[1]/Track Number", "7",
+                              registers());
     try {
-        MXF::writeFile(file.c_str(), header, registers());
+        MXF::Writing::writeFile(file.c_str(), header, registers());
         ADD_FAILURE() << "a track number the essence lacks was written";
-    } catch (const MXF::WriteFailed& e) {
+    } catch (const MXF::Writing::WriteFailed& e) {
         const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
         EXPECT_NE(message.find("essence-track"), std::string::npos) << message;
     }
@@ -185,7 +188,7 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
     const Bytes before = fileBytes(file);
     MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
     const std::uint64_t room = header.partitions.front().headerByteCount;
-    const std::uint64_t used = MXF::writeHeaderMetadata(header, registers()).size();
+    const std::uint64_t used = MXF::Writing::writeHeaderMetadata(header, registers()).size();
     // What is left of the room after the metadata: none, a fill's least size (17) and more,
     // and a byte short of each bound.
     struct Case {
@@ -200,26 +203,26 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
         // characters of the name (10 characters in the fixture).
         std::int64_t grow = spare - c.left;
         if (grow % 2 != 0) {
-            MXF::setItemText(edited, "Preface/Is RIP Present", "True", registers());
+            MXF::Writing::setItemText(edited, "Preface/Is RIP Present", "True", registers());
             grow -= 23;
         }
         ASSERT_GE(10 + grow / 2, 1) << c.left;
         const std::string name(static_cast<std::size_t>(10 + grow / 2), 'x');
-        MXF::setItemText(edited, "Identification/Application Name", name, registers());
-        const std::uint64_t size = MXF::writeHeaderMetadata(edited, registers()).size();
+        MXF::Writing::setItemText(edited, "Identification/Application Name", name, registers());
+        const std::uint64_t size = MXF::Writing::writeHeaderMetadata(edited, registers()).size();
         ASSERT_EQ(static_cast<std::int64_t>(room) - static_cast<std::int64_t>(size), c.left);
         fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file, fs::copy_options::overwrite_existing);
         if (c.fits) {
-            EXPECT_NO_THROW(MXF::writeFile(file.c_str(), edited, registers())) << c.left;
+            EXPECT_NO_THROW(MXF::Writing::writeFile(file.c_str(), edited, registers())) << c.left;
             EXPECT_EQ(fs::file_size(file), before.size());
-            EXPECT_EQ(MXF::headerMetadataDifference(
+            EXPECT_EQ(MXF::Writing::headerMetadataDifference(
                           edited, MXF::readHeaderMetadata(file.c_str(), registers())),
                       "");
         } else {
             try {
-                MXF::writeFile(file.c_str(), edited, registers());
+                MXF::Writing::writeFile(file.c_str(), edited, registers());
                 ADD_FAILURE() << c.left << " bytes left fit where they should not";
-            } catch (const MXF::NoRoom& e) {
+            } catch (const MXF::Writing::NoRoom& e) {
                 EXPECT_EQ(e.needed(), static_cast<std::uint64_t>(17 - c.left)) << c.left;
             }
             EXPECT_EQ(fileBytes(file), before) << c.left;
@@ -232,25 +235,26 @@ TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
     const fs::path source = kFixtures / "op1a-long.mxf";
     const fs::path out = scratch / "b.mxf";
     MXF::HeaderMetadata header = MXF::readHeaderMetadata(source.c_str(), registers());
-    MXF::setItemText(header, "Identification/Application Name", std::string(3000, 'y'),
-                     registers());
-    MXF::WriteOptions options;
+    MXF::Writing::setItemText(header, "Identification/Application Name", std::string(3000, 'y'),
+                              registers());
+    MXF::Writing::WriteOptions options;
     options.output = out.string();
-    const MXF::WriteReport report = MXF::writeFile(source.c_str(), header, registers(), options);
+    const MXF::Writing::WriteReport report =
+        MXF::Writing::writeFile(source.c_str(), header, registers(), options);
     EXPECT_GT(report.moved, 0u);
     EXPECT_EQ(report.moved % 512, 0u);  // the KAG kept
     EXPECT_EQ(fs::file_size(out), fs::file_size(source) + report.moved);
     EXPECT_EQ(report.bytesWritten, fs::file_size(out));
     const MXF::HeaderMetadata before = walked(source);
     const MXF::HeaderMetadata after = walked(out);
-    EXPECT_EQ(MXF::headerMetadataDifference(header, after), "");
+    EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, after), "");
     EXPECT_EQ(findingRules(after), findingRules(before));
     ASSERT_EQ(after.partitions.size(), before.partitions.size());
     for (std::size_t i = 1; i < after.partitions.size(); ++i) {
         EXPECT_EQ(after.partitions[i].offset, before.partitions[i].offset + report.moved);
     }
     EXPECT_GE(after.partitions[0].headerByteCount,
-              MXF::writeHeaderMetadata(header, registers()).size() + 8192);
+              MXF::Writing::writeHeaderMetadata(header, registers()).size() + 8192);
     expectPartitionsWhereTheySay(after);
     EXPECT_EQ(essenceAndIndexDigests(fileBytes(out), after.runIn),
               essenceAndIndexDigests(fileBytes(source), before.runIn));
@@ -259,8 +263,9 @@ TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
     EXPECT_EQ(std::distance(fs::directory_iterator(scratch.path()), fs::directory_iterator()), 1);
     // And written back in place now, the edit fits the room it was given.
     MXF::HeaderMetadata again = MXF::readHeaderMetadata(out.c_str(), registers());
-    MXF::setItemText(again, "Identification/Application Name", std::string(3100, 'z'), registers());
-    EXPECT_EQ(MXF::writeFile(out.c_str(), again, registers()).moved, 0u);
+    MXF::Writing::setItemText(again, "Identification/Application Name", std::string(3100, 'z'),
+                              registers());
+    EXPECT_EQ(MXF::Writing::writeFile(out.c_str(), again, registers()).moved, 0u);
 }
 
 TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
@@ -277,14 +282,14 @@ TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
             MXF::writeRegXML(xml, header, registers());
         }
         MXF::HeaderMetadata applied = header;
-        MXF::applyRegXML(applied, document.c_str(), registers());
-        EXPECT_EQ(MXF::headerMetadataDifference(header, applied), "") << name;
-        EXPECT_EQ(MXF::writeHeaderMetadata(applied, registers()),
-                  MXF::writeHeaderMetadata(header, registers()))
+        MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+        EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, applied), "") << name;
+        EXPECT_EQ(MXF::Writing::writeHeaderMetadata(applied, registers()),
+                  MXF::Writing::writeHeaderMetadata(header, registers()))
             << name;
-        MXF::WriteOptions options;
+        MXF::Writing::WriteOptions options;
         options.output = (scratch / name).string();
-        MXF::writeFile(entry.path().c_str(), applied, registers(), options);
+        MXF::Writing::writeFile(entry.path().c_str(), applied, registers(), options);
         std::ostringstream first, second;
         MXF::writeRegXML(first, header, registers());
         MXF::writeRegXML(second, MXF::readHeaderMetadata(options.output.c_str(), registers()),
@@ -308,9 +313,10 @@ TEST(FileWriting, AppliesAnEditedDocument) {
     const fs::path document = scratch / "doc.xml";
     std::ofstream(document, std::ios::binary) << xml;
     MXF::HeaderMetadata applied = header;
-    MXF::applyRegXML(applied, document.c_str(), registers());
-    const auto sets = MXF::findSets(applied, "Identification", registers());
-    const MXF::Item* name = MXF::findItem(applied.sets[sets[0]], "Application Name", registers());
+    MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+    const auto sets = MXF::Writing::findSets(applied, "Identification", registers());
+    const MXF::Item* name =
+        MXF::Writing::findItem(applied.sets[sets[0]], "Application Name", registers());
     ASSERT_NE(name, nullptr);
     // escape is in the baseline namespace: unqualified, it is the text as written.
     EXPECT_EQ(name->value->asText(), "Tab$#x9;and $#x24;");
@@ -328,12 +334,12 @@ TEST(FileWriting, AppliesAnEditedDocument) {
         text.replace(text.find(good), good.size(), bad);
         std::ofstream(document, std::ios::binary | std::ios::trunc) << text;
         MXF::HeaderMetadata target = header;
-        EXPECT_ANY_THROW(MXF::applyRegXML(target, document.c_str(), registers())) << bad;
-        EXPECT_EQ(MXF::headerMetadataDifference(header, target), "") << bad;
+        EXPECT_ANY_THROW(MXF::Writing::applyRegXML(target, document.c_str(), registers())) << bad;
+        EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, target), "") << bad;
     }
     std::ofstream(document, std::ios::binary | std::ios::trunc) << "<r0:Preface";
     MXF::HeaderMetadata target = header;
-    EXPECT_ANY_THROW(MXF::applyRegXML(target, document.c_str(), registers()));
+    EXPECT_ANY_THROW(MXF::Writing::applyRegXML(target, document.c_str(), registers()));
 }
 
 // The process stopped before each step of a write in turn: the file then reads as the old one
@@ -350,7 +356,7 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
     for (const auto& [source, newFile] : sources) {
         const MXF::HeaderMetadata old = MXF::readHeaderMetadata(source.c_str(), registers());
         MXF::HeaderMetadata edited = old;
-        MXF::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+        MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
         bool finished = false;
         for (int stopAt = 1; !finished && stopAt < 64; ++stopAt) {
             const fs::path file = scratch / "f.mxf";
@@ -361,7 +367,7 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
             ASSERT_GE(child, 0);
             if (child == 0) {
                 int steps = 0;
-                MXF::WriteOptions options;
+                MXF::Writing::WriteOptions options;
                 options.output = newFile ? out.string() : std::string();
                 options.beforeStep = [&](const char*) {
                     if (++steps == stopAt) {
@@ -369,7 +375,7 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
                     }
                 };
                 try {
-                    MXF::writeFile(file.c_str(), edited, registers(), options);
+                    MXF::Writing::writeFile(file.c_str(), edited, registers(), options);
                 } catch (...) {
                     ::_exit(1);
                 }
@@ -387,8 +393,8 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
                 continue;
             }
             const MXF::HeaderMetadata read = MXF::readHeaderMetadata(written.c_str(), registers());
-            const bool isOld = MXF::headerMetadataDifference(old, read).empty();
-            const bool isNew = MXF::headerMetadataDifference(edited, read).empty();
+            const bool isOld = MXF::Writing::headerMetadataDifference(old, read).empty();
+            const bool isNew = MXF::Writing::headerMetadataDifference(edited, read).empty();
             EXPECT_TRUE(isOld || isNew) << source << " stopped at " << stopAt;
             EXPECT_TRUE(!finished || isNew) << source;
         }
@@ -424,28 +430,28 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
             MXF::writeRegXML(xml, header, registers());
         }
         MXF::HeaderMetadata applied = header;
-        MXF::applyRegXML(applied, document.c_str(), registers());
-        EXPECT_EQ(MXF::headerMetadataDifference(header, applied), "") << name;
+        MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+        EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, applied), "") << name;
         // The same bytes where the document could say everything the file held.
-        identical += MXF::writeHeaderMetadata(applied, registers()) ==
-                     MXF::writeHeaderMetadata(header, registers());
+        identical += MXF::Writing::writeHeaderMetadata(applied, registers()) ==
+                     MXF::Writing::writeHeaderMetadata(header, registers());
         const fs::path out = scratch / "out.mxf";
-        MXF::WriteOptions options;
+        MXF::Writing::WriteOptions options;
         options.output = out.string();
-        const MXF::WriteReport report =
-            MXF::writeFile(entry.path().c_str(), applied, registers(), options);
+        const MXF::Writing::WriteReport report =
+            MXF::Writing::writeFile(entry.path().c_str(), applied, registers(), options);
         EXPECT_EQ(fileBytes(out).size(), original.size() + report.moved) << name;
         MXF::HeaderMetadata edited = MXF::readHeaderMetadata(out.c_str(), registers());
-        MXF::setItemText(edited, "Preface/Identification List[0]/Application Name", "Edited",
-                         registers());
+        MXF::Writing::setItemText(edited, "Preface/Identification List[0]/Application Name",
+                                  "Edited", registers());
         try {
-            MXF::writeFile(out.c_str(), edited, registers());
-        } catch (const MXF::NoRoom&) {
+            MXF::Writing::writeFile(out.c_str(), edited, registers());
+        } catch (const MXF::Writing::NoRoom&) {
             options.output = out.string();  // rewritten over itself
-            MXF::writeFile(out.c_str(), edited, registers(), options);
+            MXF::Writing::writeFile(out.c_str(), edited, registers(), options);
         }
         const MXF::HeaderMetadata after = walked(out);
-        EXPECT_EQ(MXF::headerMetadataDifference(edited, after), "") << name;
+        EXPECT_EQ(MXF::Writing::headerMetadataDifference(edited, after), "") << name;
         EXPECT_EQ(essenceAndIndexDigests(fileBytes(out), after.runIn), digests) << name;
         EXPECT_LE(after.findings.size(), before.findings.size()) << name;
     }

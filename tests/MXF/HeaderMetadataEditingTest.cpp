@@ -9,10 +9,10 @@
 
 #include "HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
-#include "Velmar/MXF/HeaderMetadataWriting.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 
 namespace MXF = Velmar::MXF;
 using handbuilt::registers;
@@ -27,9 +27,9 @@ MXF::HeaderMetadata fixture() {
 
 const MXF::Item& itemOf(const MXF::HeaderMetadata& header, const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    const auto sets = MXF::findSets(header, path.substr(0, slash), registers());
+    const auto sets = MXF::Writing::findSets(header, path.substr(0, slash), registers());
     const MXF::Item* item =
-        MXF::findItem(header.sets.at(sets.at(0)), path.substr(slash + 1), registers());
+        MXF::Writing::findItem(header.sets.at(sets.at(0)), path.substr(slash + 1), registers());
     if (item == nullptr) {
         throw std::runtime_error("no item " + path);
     }
@@ -51,7 +51,7 @@ std::size_t strongCount(const MXF::Item& item) {
 // The header metadata written and read again: the tree the edits left must be one a reader
 // rebuilds, set by set.
 MXF::HeaderMetadata writtenAndRead(const MXF::HeaderMetadata& header) {
-    const auto bytes = MXF::writeHeaderMetadata(header, registers());
+    const auto bytes = MXF::Writing::writeHeaderMetadata(header, registers());
     using handbuilt::operator+;
     const handbuilt::Bytes file = handbuilt::partition(bytes.size()) + bytes;
     return MXF::readHeaderMetadata(file.data(), file.size(), registers());
@@ -80,16 +80,16 @@ TEST(HeaderMetadataPaths, NameTheSetsTheySay) {
         {"adab4424-2f25-4dc7-92ff-000c00000000", 1, "Identification"},
     };
     for (const Case& c : cases) {
-        const auto sets = MXF::findSets(header, c.path, registers());
+        const auto sets = MXF::Writing::findSets(header, c.path, registers());
         EXPECT_EQ(sets.size(), c.count) << c.path;
         ASSERT_FALSE(sets.empty()) << c.path;
         EXPECT_EQ(header.sets[sets[0]].name(), c.firstName) << c.path;
     }
     // The second timecode is the source package's, one past the first in tree order.
-    EXPECT_LT(MXF::findSets(header, "Timecode[0]", registers())[0],
-              MXF::findSets(header, "Timecode[1]", registers())[0]);
-    EXPECT_EQ(MXF::findSets(header, "Timecode[1]", registers()),
-              MXF::findSets(header, "Source Package/Timecode", registers()));
+    EXPECT_LT(MXF::Writing::findSets(header, "Timecode[0]", registers())[0],
+              MXF::Writing::findSets(header, "Timecode[1]", registers())[0]);
+    EXPECT_EQ(MXF::Writing::findSets(header, "Timecode[1]", registers()),
+              MXF::Writing::findSets(header, "Source Package/Timecode", registers()));
 }
 
 TEST(HeaderMetadataPaths, RefuseWhatNamesNothing) {
@@ -97,20 +97,23 @@ TEST(HeaderMetadataPaths, RefuseWhatNamesNothing) {
     for (const char* path : {"Timecode[2]", "Nothing", "Preface//Identification", "Timecode[x]",
                              "Timecode[]", "Preface/Timecode[0]/Identification",
                              "urn:uuid:adab4424-2f25-4dc7-92ff-0000000000ff", ""}) {
-        EXPECT_THROW(MXF::findSets(header, path, registers()), MXF::EditRefused) << path;
+        EXPECT_THROW(MXF::Writing::findSets(header, path, registers()), MXF::Writing::EditRefused)
+            << path;
     }
 }
 
 TEST(HeaderMetadataEditing, SetsAValueInEverySetThePathNames) {
     MXF::HeaderMetadata header = fixture();
-    EXPECT_EQ(MXF::setItemText(header, "Timecode/Start Timecode", "90000", registers()), 2u);
-    for (const std::size_t index : MXF::findSets(header, "Timecode", registers())) {
-        const MXF::Item* item = MXF::findItem(header.sets[index], "15.01", registers());
+    EXPECT_EQ(MXF::Writing::setItemText(header, "Timecode/Start Timecode", "90000", registers()),
+              2u);
+    for (const std::size_t index : MXF::Writing::findSets(header, "Timecode", registers())) {
+        const MXF::Item* item = MXF::Writing::findItem(header.sets[index], "15.01", registers());
         ASSERT_NE(item, nullptr);
         EXPECT_EQ(item->value->toJson(), "90000");
         EXPECT_EQ(item->bytes, (std::vector<std::uint8_t>{0, 0, 0, 0, 0, 1, 0x5f, 0x90}));
     }
-    EXPECT_EQ(MXF::setItemText(header, "Timecode[1]/StartTimecode", "-1", registers()), 1u);
+    EXPECT_EQ(MXF::Writing::setItemText(header, "Timecode[1]/StartTimecode", "-1", registers()),
+              1u);
     EXPECT_EQ(itemOf(header, "Timecode[1]/Start Timecode").value->toJson(), "-1");
     EXPECT_EQ(itemOf(header, "Timecode[0]/Start Timecode").value->toJson(), "90000");
     const auto again = writtenAndRead(header);
@@ -147,14 +150,14 @@ TEST(HeaderMetadataEditing, ReadsEachTextFormOfAValue) {
     };
     for (const Case& c : cases) {
         MXF::HeaderMetadata header = fixture();
-        MXF::setItemText(header, c.path, c.text, registers());
+        MXF::Writing::setItemText(header, c.path, c.text, registers());
         EXPECT_EQ(itemOf(header, c.path).value->toJson(), c.json) << c.path << " = " << c.text;
         EXPECT_EQ(itemOf(writtenAndRead(header), c.path).value->toJson(), c.json) << c.path;
     }
     // A label by its URN: the operational pattern's bytes as written.
     MXF::HeaderMetadata header = fixture();
-    MXF::setItemText(header, "Preface/Operational Pattern",
-                     "urn:smpte:ul:060e2b34.04010101.0d010201.01020900", registers());
+    MXF::Writing::setItemText(header, "Preface/Operational Pattern",
+                              "urn:smpte:ul:060e2b34.04010101.0d010201.01020900", registers());
     const auto& pattern = itemOf(header, "Preface/Operational Pattern").bytes;
     EXPECT_EQ(pattern[12], 0x01);
     EXPECT_EQ(pattern[13], 0x02);
@@ -183,36 +186,38 @@ TEST(HeaderMetadataEditing, RefusesAValueThatDoesNotFitAndChangesNothing) {
     };
     for (const Case& c : cases) {
         MXF::HeaderMetadata header = before;
-        EXPECT_THROW(MXF::setItemText(header, c.path, c.text, registers()), MXF::ValueRefused)
+        EXPECT_THROW(MXF::Writing::setItemText(header, c.path, c.text, registers()),
+                     MXF::ValueRefused)
             << c.path << " = " << c.text;
         EXPECT_EQ(json(header), json(before)) << c.path;
     }
     MXF::HeaderMetadata header = before;
     // A NUL ends a string: one within it would be lost to every reader.
-    EXPECT_THROW(MXF::setItemText(header, "Identification/Application Platform",
-                                  std::string("a\0b", 3), registers()),
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Identification/Application Platform",
+                                           std::string("a\0b", 3), registers()),
                  MXF::ValueRefused);
-    EXPECT_THROW(MXF::setItemText(header, "Identification/Application Platform",
-                                  std::string("ab\0", 3), registers()),
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Identification/Application Platform",
+                                           std::string("ab\0", 3), registers()),
                  MXF::ValueRefused);
     // Strong references change by adding and removing sets; an InstanceID is what they hold.
-    EXPECT_THROW(MXF::setItemText(header, "Preface/Content Storage",
-                                  "adab4424-2f25-4dc7-92ff-000c00000000", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::setItemText(header, "Timecode/Instance ID",
-                                  "adab4424-2f25-4dc7-92ff-000c00000099", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::setItemText(header, "Timecode/Package Name", "x", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::setItemText(header, "Timecode", "x", registers()), MXF::EditRefused);
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Preface/Content Storage",
+                                           "adab4424-2f25-4dc7-92ff-000c00000000", registers()),
+                 MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Timecode/Instance ID",
+                                           "adab4424-2f25-4dc7-92ff-000c00000099", registers()),
+                 MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Timecode/Package Name", "x", registers()),
+                 MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::setItemText(header, "Timecode", "x", registers()),
+                 MXF::Writing::EditRefused);
     EXPECT_EQ(json(header), json(before));
 }
 
 TEST(HeaderMetadataEditing, AddsAnItemTheSetLacks) {
     MXF::HeaderMetadata header = fixture();
-    ASSERT_EQ(MXF::findItem(header.sets[0], "Is RIP Present", registers()), nullptr);
-    MXF::setItemText(header, "Preface/Is RIP Present", "True", registers());
-    const MXF::Item* added = MXF::findItem(header.sets[0], "IsRIPPresent", registers());
+    ASSERT_EQ(MXF::Writing::findItem(header.sets[0], "Is RIP Present", registers()), nullptr);
+    MXF::Writing::setItemText(header, "Preface/Is RIP Present", "True", registers());
+    const MXF::Item* added = MXF::Writing::findItem(header.sets[0], "IsRIPPresent", registers());
     ASSERT_NE(added, nullptr);
     EXPECT_EQ(added->tag, 0);  // the writer gives it one
     const auto again = writtenAndRead(header);
@@ -225,16 +230,17 @@ TEST(HeaderMetadataEditing, AddsAnItemTheSetLacks) {
 TEST(HeaderMetadataEditing, RemovesItemsAndSetsWithWhatTheyHold) {
     MXF::HeaderMetadata header = fixture();
     const std::size_t sets = header.sets.size();
-    EXPECT_EQ(MXF::remove(header, "Identification/Application Platform", registers()), 1u);
+    EXPECT_EQ(MXF::Writing::remove(header, "Identification/Application Platform", registers()), 1u);
     EXPECT_THROW(itemOf(header, "Identification/Application Platform"), std::runtime_error);
     // The second timecode track of the source package: its sequence and timecode go with it.
     const std::size_t tracks = strongCount(itemOf(header, "Source Package/Package Tracks"));
-    const auto track = MXF::findSets(header, "Source Package/Package Tracks[0]", registers());
+    const auto track =
+        MXF::Writing::findSets(header, "Source Package/Package Tracks[0]", registers());
     const std::size_t subtree = 3;  // track, sequence, timecode
-    EXPECT_EQ(MXF::remove(header, "Source Package/Package Tracks[0]", registers()), 1u);
+    EXPECT_EQ(MXF::Writing::remove(header, "Source Package/Package Tracks[0]", registers()), 1u);
     EXPECT_EQ(header.sets.size(), sets - subtree);
     EXPECT_EQ(strongCount(itemOf(header, "Source Package/Package Tracks")), tracks - 1);
-    EXPECT_EQ(MXF::findSets(header, "Timecode", registers()).size(), 1u);
+    EXPECT_EQ(MXF::Writing::findSets(header, "Timecode", registers()).size(), 1u);
     const auto again = writtenAndRead(header);
     EXPECT_EQ(again.sets.size(), header.sets.size());
     EXPECT_TRUE(again.findings.empty()) << again.findings.front().message;
@@ -243,42 +249,47 @@ TEST(HeaderMetadataEditing, RemovesItemsAndSetsWithWhatTheyHold) {
 
 TEST(HeaderMetadataEditing, RefusesARemovalThatLeavesAReferenceDangling) {
     MXF::HeaderMetadata header = fixture();
-    const auto package = MXF::findSets(header, "Material Package", registers());
-    MXF::setItemText(header, "Preface/Primary Package",
-                     MXF::uuidText(*header.sets[package[0]].instanceUID), registers());
+    const auto package = MXF::Writing::findSets(header, "Material Package", registers());
+    MXF::Writing::setItemText(header, "Preface/Primary Package",
+                              MXF::uuidText(*header.sets[package[0]].instanceUID), registers());
     const std::string before = json(header);
-    EXPECT_THROW(MXF::remove(header, "Material Package", registers()), MXF::EditRefused);
-    EXPECT_THROW(MXF::remove(header, "Preface", registers()), MXF::EditRefused);
-    EXPECT_THROW(MXF::remove(header, "Timecode/Instance ID", registers()), MXF::EditRefused);
+    EXPECT_THROW(MXF::Writing::remove(header, "Material Package", registers()),
+                 MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::remove(header, "Preface", registers()), MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::remove(header, "Timecode/Instance ID", registers()),
+                 MXF::Writing::EditRefused);
     EXPECT_EQ(json(header), before);
     // Once nothing refers to it, it goes.
-    MXF::remove(header, "Preface/Primary Package", registers());
-    EXPECT_NO_THROW(MXF::remove(header, "Material Package", registers()));
-    EXPECT_EQ(MXF::findSets(header, "Content Storage/Packages", registers()).size(), 1u);
+    MXF::Writing::remove(header, "Preface/Primary Package", registers());
+    EXPECT_NO_THROW(MXF::Writing::remove(header, "Material Package", registers()));
+    EXPECT_EQ(MXF::Writing::findSets(header, "Content Storage/Packages", registers()).size(), 1u);
 }
 
 TEST(HeaderMetadataEditing, AddsASetUnderAStrongReference) {
     MXF::HeaderMetadata header = fixture();
     const std::size_t at =
-        MXF::addSet(header, "Preface/Identification List", "Identification", registers());
+        MXF::Writing::addSet(header, "Preface/Identification List", "Identification", registers());
     const std::string uid = MXF::uuidText(*header.sets[at].instanceUID);
     EXPECT_EQ(header.sets[at].depth, 1u);
     EXPECT_EQ(strongCount(itemOf(header, "Preface/Identification List")), 2u);
-    MXF::setItemText(header, uid + "/Application Name", "Archive", registers());
+    MXF::Writing::setItemText(header, uid + "/Application Name", "Archive", registers());
     const auto again = writtenAndRead(header);
     EXPECT_EQ(itemOf(again, "Preface/Identification[1]/Application Name").value->toJson(),
               "\"Archive\"");
-    EXPECT_EQ(
-        MXF::uuidText(
-            *again.sets[MXF::findSets(again, "Identification[1]", registers())[0]].instanceUID),
-        uid);
+    EXPECT_EQ(MXF::uuidText(
+                  *again.sets[MXF::Writing::findSets(again, "Identification[1]", registers())[0]]
+                       .instanceUID),
+              uid);
     // A set of a kind the item cannot hold, or under a path of several sets, is refused.
-    EXPECT_THROW(MXF::addSet(header, "Preface/Identification List", "Timecode", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::addSet(header, "Timecode/Components", "Timecode", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::addSet(header, "Preface/Identification List", "No Such Set", registers()),
-                 MXF::EditRefused);
-    EXPECT_THROW(MXF::addSet(header, "Preface/Content Storage", "Content Storage", registers()),
-                 MXF::EditRefused);
+    EXPECT_THROW(
+        MXF::Writing::addSet(header, "Preface/Identification List", "Timecode", registers()),
+        MXF::Writing::EditRefused);
+    EXPECT_THROW(MXF::Writing::addSet(header, "Timecode/Components", "Timecode", registers()),
+                 MXF::Writing::EditRefused);
+    EXPECT_THROW(
+        MXF::Writing::addSet(header, "Preface/Identification List", "No Such Set", registers()),
+        MXF::Writing::EditRefused);
+    EXPECT_THROW(
+        MXF::Writing::addSet(header, "Preface/Content Storage", "Content Storage", registers()),
+        MXF::Writing::EditRefused);
 }

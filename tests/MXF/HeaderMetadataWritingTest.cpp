@@ -9,7 +9,7 @@
 
 #include "HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 
 namespace MXF = Velmar::MXF;
 namespace fs = std::filesystem;
@@ -81,7 +81,7 @@ Written writeBack(const std::string& path) {
     const Bytes file = fileBytes(path);
     const MXF::HeaderMetadata header =
         MXF::readHeaderMetadata(file.data(), file.size(), handbuilt::registers());
-    const Bytes written = MXF::writeHeaderMetadata(header, handbuilt::registers());
+    const Bytes written = MXF::Writing::writeHeaderMetadata(header, handbuilt::registers());
     Written result;
     result.sameBytes = written == storedWithoutFill(file, header);
     // Alone in a closed complete header partition, read again.

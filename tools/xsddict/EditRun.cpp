@@ -10,10 +10,10 @@
 #include <iterator>
 
 #include "MxfRun.h"
-#include "Velmar/MXF/FileWriting.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
-#include "Velmar/MXF/RegXMLReading.h"
 #include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
@@ -77,17 +77,18 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
             switch (step.kind) {
                 case EditStep::Kind::Set: {
                     const std::size_t n =
-                        MXF::setItemText(header, step.path, step.value, dictionary);
+                        MXF::Writing::setItemText(header, step.path, step.value, dictionary);
                     out << "set " << step.path << " in " << n << (n == 1 ? " set\n" : " sets\n");
                     break;
                 }
                 case EditStep::Kind::Remove: {
-                    const std::size_t n = MXF::remove(header, step.path, dictionary);
+                    const std::size_t n = MXF::Writing::remove(header, step.path, dictionary);
                     out << "removed " << step.path << " (" << n << ")\n";
                     break;
                 }
                 case EditStep::Kind::Add: {
-                    const std::size_t at = MXF::addSet(header, step.path, step.value, dictionary);
+                    const std::size_t at =
+                        MXF::Writing::addSet(header, step.path, step.value, dictionary);
                     out << "added " << header.sets[at].name() << " "
                         << MXF::uuidText(*header.sets[at].instanceUID) << " to " << step.path
                         << "\n";
@@ -100,9 +101,9 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                             err << "xsddict: cannot keep the document read from standard input\n";
                             return EXIT_FAILURE;
                         }
-                        MXF::applyRegXML(header, document.path().c_str(), dictionary);
+                        MXF::Writing::applyRegXML(header, document.path().c_str(), dictionary);
                     } else {
-                        MXF::applyRegXML(header, step.path.c_str(), dictionary);
+                        MXF::Writing::applyRegXML(header, step.path.c_str(), dictionary);
                     }
                     out << "applied " << (step.path == "-" ? "the document" : step.path) << " ("
                         << header.sets.size() << " sets)\n";
@@ -110,10 +111,11 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 }
             }
         }
-        MXF::WriteOptions writing;
+        MXF::Writing::WriteOptions writing;
         writing.output = options.output;
         writing.walkInPlace = options.walk;
-        const MXF::WriteReport report = MXF::writeFile(file.c_str(), header, dictionary, writing);
+        const MXF::Writing::WriteReport report =
+            MXF::Writing::writeFile(file.c_str(), header, dictionary, writing);
         out << "wrote " << (options.output.empty() ? file + " in place" : options.output) << ": "
             << report.metadataBytes << " bytes of header metadata in " << report.partitions.size()
             << (report.partitions.size() == 1 ? " partition" : " partitions");
@@ -125,7 +127,7 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
     } catch (const MXF::FileRefused& e) {
         err << refusalLine(file, e, options.verbose);
         return 4;
-    } catch (const MXF::NoRoom& e) {
+    } catch (const MXF::Writing::NoRoom& e) {
         err << "xsddict: " << file << ": no room: " << messageOf(e) << "\n";
         return EXIT_FAILURE;
     } catch (const Velmar::SDK::Exceptions::BaseException& e) {

@@ -8,13 +8,13 @@
 #include <cstdlib>
 #include <limits>
 
-#include "KLV.h"
-#include "ValueDecoding.h"
+#include "../KLV.h"
+#include "../ValueDecoding.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 namespace {
 
@@ -436,4 +436,4 @@ bool isUuidAsStored(std::string_view symbol) {
            symbol == "ApplicationProductID";
 }
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

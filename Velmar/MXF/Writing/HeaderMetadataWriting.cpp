@@ -1,17 +1,17 @@
 // Header metadata back to bytes: what was read is written as it was stored, so that a file
 // whose metadata is unchanged gets its bytes again, fill aside.
-#include "Velmar/MXF/HeaderMetadataWriting.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 
 #include <algorithm>
 #include <map>
 #include <set>
 
-#include "KLV.h"
+#include "../KLV.h"
 #include "Velmar/MXF/ValueEncoding.h"
 #include "Velmar/SDK/Types/LocalTag.h"
 #include "Velmar/SDK/Types/UID.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 namespace {
 
@@ -146,4 +146,4 @@ std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,
     return out;
 }
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

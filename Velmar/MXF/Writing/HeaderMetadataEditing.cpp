@@ -1,21 +1,21 @@
 // Edits of a header metadata read from a file, keeping its tree whole: sets stay in tree order
 // under the sets that refer to them, and every change is checked before any is made.
-#include "Velmar/MXF/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 
 #include <algorithm>
 #include <map>
 #include <random>
 #include <set>
 
-#include "KLV.h"
-#include "ValueDecoding.h"
+#include "../KLV.h"
+#include "../ValueDecoding.h"
 #include "ValueText.h"
 #include "Velmar/MXF/ValueEncoding.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 EditRefused::EditRefused(const std::string& message, const char* sourceFile, int sourceLine)
     : BaseException(message.c_str(), sourceFile, sourceLine) {}
@@ -667,4 +667,4 @@ std::size_t addSet(HeaderMetadata& header, std::string_view itemPath, std::strin
     return at;
 }
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

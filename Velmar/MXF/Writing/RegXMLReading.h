@@ -3,7 +3,7 @@
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 // Replaces the header metadata's tree with a RegXML document's, as writeRegXML writes one
 // (edited by hand or by a program): the document's root set (the Preface, or the set of the
@@ -23,4 +23,4 @@ namespace Velmar::MXF {
 void applyRegXML(HeaderMetadata& header, const char* documentPath,
                  const SDK::MetaMetadata::Dictionary& dictionary);
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

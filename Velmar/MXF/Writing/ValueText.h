@@ -7,7 +7,7 @@
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/TypeDefinitions.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 // Why a text is no value of its type, said without the item, which the caller names.
 struct TextMisfit {
@@ -35,4 +35,4 @@ std::string elementSymbol(const SDK::MetaMetadata::MetaElement& element,
 // Items RegXML writes as UUIDs in stored order although the register types them AUID.
 bool isUuidAsStored(std::string_view elementSymbol);
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

@@ -10,7 +10,7 @@
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 // An edit that cannot be made: a path that names nothing (or names an item where a set is
 // needed), a removal that would leave a reference dangling, a strong reference set by value.
@@ -75,4 +75,4 @@ std::size_t addSet(HeaderMetadata& header, std::string_view itemPath, std::strin
 const Item* findItem(const LocalSet& set, std::string_view name,
                      const SDK::MetaMetadata::Dictionary& dictionary);
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

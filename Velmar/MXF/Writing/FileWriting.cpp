@@ -1,6 +1,6 @@
 // Header metadata into a file: each copy replaced where it stands, or the file laid out anew
 // with more room, and the result read back before (as it would be) and after it is written.
-#include "Velmar/MXF/FileWriting.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,13 +13,13 @@
 #include <memory>
 #include <set>
 
-#include "ItemLabels.h"
-#include "KLV.h"
-#include "Reading.h"
-#include "Velmar/MXF/HeaderMetadataWriting.h"
+#include "../ItemLabels.h"
+#include "../KLV.h"
+#include "../Reading.h"
+#include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 NoRoom::NoRoom(const std::string& message, std::uint64_t needed, const char* sourceFile,
                int sourceLine)
@@ -638,4 +638,4 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     return report;
 }
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

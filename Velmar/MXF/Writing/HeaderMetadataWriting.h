@@ -6,7 +6,7 @@
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 // The header metadata laid out as a partition carries it, with no fill (placing it to the
 // KAG is its partition's): the primer pack, then every set in the order the file had them
@@ -19,4 +19,4 @@ namespace Velmar::MXF {
 std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,
                                               const SDK::MetaMetadata::Dictionary& dictionary);
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

@@ -1,6 +1,6 @@
 // A RegXML document back into header metadata: the inverse of the writer, set by set and item
 // by item, keeping what the file had wherever the document leaves it as it was.
-#include "Velmar/MXF/RegXMLReading.h"
+#include "Velmar/MXF/Writing/RegXMLReading.h"
 
 #include <xercesc/dom/DOMComment.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
@@ -11,18 +11,18 @@
 #include <map>
 #include <set>
 
-#include "KLV.h"
-#include "ValueDecoding.h"
+#include "../KLV.h"
+#include "../ValueDecoding.h"
 #include "ValueText.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/MXF/RegXMLText.h"
 #include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 #include "Velmar/SDK/XMLUtils/XMLFileReader.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 namespace {
 
@@ -696,4 +696,4 @@ void applyRegXML(HeaderMetadata& header, const char* documentPath,
                        std::make_move_iterator(sets.begin()), std::make_move_iterator(sets.end()));
 }
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/HeaderMetadataEditing.h"
+#include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
-namespace Velmar::MXF {
+namespace Velmar::MXF::Writing {
 
 // In place, the header metadata does not fit the room its partition gives it (the metadata
 // read and the fill after it): nothing was written. `needed` is how many bytes more it takes.
@@ -80,4 +80,4 @@ WriteReport writeFile(const char* source, const HeaderMetadata& header,
 // stored bytes); empty where they do not.
 std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetadata& b);
 
-}  // namespace Velmar::MXF
+}  // namespace Velmar::MXF::Writing
