@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string>
 
-#include "HandBuilt.h"
+#include "../HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 

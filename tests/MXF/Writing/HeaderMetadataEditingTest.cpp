@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "HandBuilt.h"
+#include "../HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Json.h"
 #include "Velmar/MXF/ValueEncoding.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "HandBuilt.h"
+#include "../HandBuilt.h"
 #include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/RegXML.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
