@@ -162,14 +162,19 @@ std::string message(const Velmar::SDK::Exceptions::BaseException& e) {
 }
 
 fs::path scratch() {
-    static const fs::path made = [] {
+    // Never destroyed: the exit handler that removes it runs after static destructors.
+    static const fs::path* made = [] {
         const fs::path base =
             fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
-        const fs::path folder = base / ("edit-fuzz-" + std::to_string(::getpid()));
-        fs::create_directories(folder);
+        auto* folder = new fs::path(base / ("edit-fuzz-" + std::to_string(::getpid())));
+        fs::create_directories(*folder);
+        std::atexit([] {
+            std::error_code ignored;
+            fs::remove_all(*made, ignored);
+        });
         return folder;
     }();
-    return made;
+    return *made;
 }
 
 }  // namespace
