@@ -107,6 +107,31 @@ bool setNamed(const LocalSet& set, const std::string& wanted) {
            normalisedName(utf8(set.definition->getProperty(u"XMLTagName"))) == wanted;
 }
 
+// What a user may have meant: the names there are, each once, the first dozen.
+std::string namesAmong(const std::vector<std::string>& names) {
+    std::vector<std::string> seen;
+    for (const std::string& name : names) {
+        if (!name.empty() && std::find(seen.begin(), seen.end(), name) == seen.end()) {
+            seen.push_back(name);
+        }
+    }
+    std::string out;
+    for (std::size_t i = 0; i < seen.size() && i < 12; ++i) {
+        out += (i ? ", " : "") + seen[i];
+    }
+    return out + (seen.size() > 12 ? ", …" : "");
+}
+
+std::string attributeNames(const LocalSet& set) {
+    std::vector<std::string> names;
+    if (set.definition != nullptr) {
+        for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
+            names.push_back(utf8(attribute.metaElement().getProperty(u"name")));
+        }
+    }
+    return names.empty() ? std::string() : " (its items: " + namesAmong(names) + ")";
+}
+
 bool elementNamed(const MM::MetaElement& element, const std::string& wanted,
                   const MM::TypeDefinitions& types) {
     return normalisedName(utf8(element.getProperty(u"name"))) == wanted ||
@@ -212,7 +237,12 @@ std::vector<std::size_t> resolve(const HeaderMetadata& header, const std::vector
         }
     }
     if (chosen.empty()) {
-        refuse("\"" + std::string(path) + "\": no set is " + steps[0].name);
+        std::vector<std::string> names;
+        for (const LocalSet& set : header.sets) {
+            names.push_back(set.name());
+        }
+        refuse("\"" + std::string(path) + "\": no set is " + steps[0].name +
+               " (the file's sets: " + namesAmong(names) + ")");
     }
     chosen = keepIndex(std::move(chosen), steps[0], path);
     for (std::size_t s = 1; s < count; ++s) {
@@ -400,7 +430,7 @@ std::size_t setItems(HeaderMetadata& header, std::string_view path,
             const MM::MetaElement* element = attributeNamed(set, normalisedName(itemName), types);
             if (element == nullptr) {
                 refuse("\"" + std::string(path) + "\": " + itemName + " is not an item of " +
-                       setTitle(set));
+                       setTitle(set) + attributeNames(set));
             }
             change.item = newItem(*element, dictionary);
         }

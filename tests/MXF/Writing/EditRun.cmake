@@ -40,7 +40,11 @@ expect(2 ARGS mxf a.mxf --in-place ERR "--in-place does not apply to mxf")
 # Refusals: one line each, exit 1, the file as it was and no new file.
 expect(1 ARGS set a.mxf "Timecode/Rounded Timecode Timebase=65536" --in-place
        ERR "^xsddict: a.mxf: Rounded Timecode Timebase \\(15.02\\): 65536 is out of the range of UInt16 \\(0 to 65535\\)\n$")
-expect(1 ARGS set a.mxf "Nothing/Start Timecode=1" -o b.mxf ERR "no set is Nothing\n$")
+# A name not found is answered with the names there are.
+expect(1 ARGS set a.mxf "Nothing/Start Timecode=1" -o b.mxf
+       ERR "no set is Nothing \\(the file's sets: Preface, Identification, Content Storage, [^\n]*\\)\n$")
+expect(1 ARGS set a.mxf "Identification/Product Name=x" -o b.mxf
+       ERR "Product Name is not an item of Identification [0-9a-f-]+ \\(its items: Instance ID, [^\n]*Application Name, ")
 expect(1 ARGS set a.mxf --remove Preface -o b.mxf ERR "the Preface is where the tree starts")
 string(REPEAT "x" 3000 long)
 expect(1 ARGS set a.mxf "Identification/Application Name=${long}" --in-place
