@@ -283,6 +283,9 @@ std::vector<std::size_t> resolve(const HeaderMetadata& header, const std::vector
         if (next.empty()) {
             refuse("\"" + std::string(path) + "\": " + step.name + " names no set there");
         }
+        // In tree order, each once (an item may hold one set twice).
+        std::sort(next.begin(), next.end());
+        next.erase(std::unique(next.begin(), next.end()), next.end());
         chosen = keepIndex(std::move(next), step, path);
     }
     return chosen;
@@ -479,9 +482,10 @@ std::size_t setItemText(HeaderMetadata& header, std::string_view path, std::stri
 std::size_t remove(HeaderMetadata& header, std::string_view path,
                    const MM::Dictionary& dictionary) {
     const auto steps = stepsOf(path);
-    std::vector<std::size_t> doomed;                           // sets, each with its subtree
-    std::vector<std::pair<std::size_t, std::uint16_t>> items;  // by set and tag
-    if (steps.size() >= 2 && !steps.back().index) {            // an index names sets, not an item
+    std::vector<std::size_t> doomed;  // sets, each with its subtree
+    // By set and place: items made anew share tag 0, so a tag names no one of them.
+    std::vector<std::pair<std::size_t, std::size_t>> items;
+    if (steps.size() >= 2 && !steps.back().index) {  // an index names sets, not an item
         const auto sets = resolve(header, steps, steps.size() - 1, path, dictionary);
         for (const std::size_t index : sets) {
             const Item* item = findItem(header.sets[index], steps.back().name, dictionary);
@@ -491,7 +495,8 @@ std::size_t remove(HeaderMetadata& header, std::string_view path,
             if (item->label && isInstanceUIDLabel(*item->label)) {
                 refuse("\"" + std::string(path) + "\": a set is not without its InstanceUID");
             }
-            items.emplace_back(index, item->tag);
+            items.emplace_back(index,
+                               static_cast<std::size_t>(item - header.sets[index].items.data()));
             const auto targets = targetsOf(header, index, *item);
             doomed.insert(doomed.end(), targets.begin(), targets.end());
         }
@@ -547,11 +552,9 @@ std::size_t remove(HeaderMetadata& header, std::string_view path,
     }
     // The items, then the references that held removed sets, then the sets.
     std::size_t removed = items.size() + doomed.size();
-    for (const auto& [index, tag] : items) {
+    for (const auto& [index, at] : items) {  // one item a set
         auto& list = header.sets[index].items;
-        list.erase(std::remove_if(list.begin(), list.end(),
-                                  [tag = tag](const Item& i) { return i.tag == tag; }),
-                   list.end());
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(at));
     }
     for (LocalSet& set : header.sets) {
         auto& list = set.items;

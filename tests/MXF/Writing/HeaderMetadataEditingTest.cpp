@@ -280,6 +280,13 @@ TEST(HeaderMetadataEditing, AddsASetUnderAStrongReference) {
                   *again.sets[MXF::Writing::findSets(again, "Identification[1]", registers())[0]]
                        .instanceUID),
               uid);
+    // Items made anew share tag 0 until written: removing one removes it alone.
+    MXF::Writing::setItemText(header, uid + "/Application Platform", "Linux", registers());
+    ASSERT_EQ(header.sets[at].items.size(), 3u);  // InstanceID, Application Name and Platform
+    EXPECT_EQ(MXF::Writing::remove(header, uid + "/Application Name", registers()), 1u);
+    ASSERT_EQ(header.sets[at].items.size(), 2u);
+    EXPECT_EQ(header.sets[at].items[0].name(), "Instance ID");
+    EXPECT_EQ(header.sets[at].items[1].name(), "Application Platform");
     // A set of a kind the item cannot hold, or under a path of several sets, is refused.
     EXPECT_THROW(
         MXF::Writing::addSet(header, "Preface/Identification List", "Timecode", registers()),
