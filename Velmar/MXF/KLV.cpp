@@ -62,6 +62,17 @@ Bytes16 bytes16(const std::uint8_t* bytes) {
     return out;
 }
 
+void appendBigEndian(std::vector<std::uint8_t>& out, std::uint64_t value, std::size_t size) {
+    out.resize(out.size() + size);
+    storeBigEndian(out.data() + out.size() - size, value, size);
+}
+
+void storeBigEndian(std::uint8_t* at, std::uint64_t value, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        at[i] = static_cast<std::uint8_t>(value >> (8 * (size - 1 - i)));
+    }
+}
+
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size) {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < size; ++i) {

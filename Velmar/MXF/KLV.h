@@ -65,6 +65,9 @@ Wrapping wrappingOf(const Bytes16& label);
 bool sameLabel(const std::uint8_t* a, const std::uint8_t* b);
 
 std::uint64_t bigEndian(const std::uint8_t* bytes, std::size_t size);
+// The value in `size` bytes, big-endian: appended, or stored at a place.
+void appendBigEndian(std::vector<std::uint8_t>& out, std::uint64_t value, std::size_t size);
+void storeBigEndian(std::uint8_t* at, std::uint64_t value, std::size_t size);
 Bytes16 bytes16(const std::uint8_t* bytes);
 
 }  // namespace Velmar::MXF

@@ -36,12 +36,6 @@ struct Misfit {
     throw Misfit{std::move(why)};
 }
 
-void putBigEndian(Bytes& out, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = size; i-- > 0;) {
-        out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-}
-
 int hexDigit(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
@@ -112,10 +106,10 @@ std::int64_t signedOf(const Value& value) {
 void appendUtf16(Bytes& out, char32_t c) {
     if (c >= 0x10000) {
         const char32_t v = c - 0x10000;
-        putBigEndian(out, 0xd800 + (v >> 10), 2);
-        putBigEndian(out, 0xdc00 + (v & 0x3ff), 2);
+        appendBigEndian(out, 0xd800 + (v >> 10), 2);
+        appendBigEndian(out, 0xdc00 + (v & 0x3ff), 2);
     } else {
-        putBigEndian(out, c, 2);
+        appendBigEndian(out, c, 2);
     }
 }
 
@@ -221,7 +215,7 @@ class TypedEncoder {
                 misfit(std::to_string(n) + " is out of the range of " + std::string(type.symbol) +
                        " (" + std::to_string(low) + " to " + std::to_string(high) + ")");
             }
-            putBigEndian(out, static_cast<std::uint64_t>(n), size);
+            appendBigEndian(out, static_cast<std::uint64_t>(n), size);
             return;
         }
         std::uint64_t n = 0;
@@ -241,7 +235,7 @@ class TypedEncoder {
             misfit(std::to_string(n) + " is out of the range of " + std::string(type.symbol) +
                    " (0 to " + std::to_string(high) + ")");
         }
-        putBigEndian(out, n, size);
+        appendBigEndian(out, n, size);
     }
 
     static void floating(const MM::TypeDefinition& type, const Value& v, Bytes& out) {
@@ -261,7 +255,7 @@ class TypedEncoder {
         if (type.size == 8) {
             std::uint64_t bits;
             std::memcpy(&bits, &d, 8);
-            putBigEndian(out, bits, 8);
+            appendBigEndian(out, bits, 8);
         } else if (type.size == 4) {
             const auto f = static_cast<float>(d);
             if (!std::isfinite(f)) {
@@ -269,9 +263,9 @@ class TypedEncoder {
             }
             std::uint32_t bits;
             std::memcpy(&bits, &f, 4);
-            putBigEndian(out, bits, 4);
+            appendBigEndian(out, bits, 4);
         } else if (type.size == 2) {
-            putBigEndian(out, half(d, type), 2);
+            appendBigEndian(out, half(d, type), 2);
         } else {
             misfit(std::string(type.symbol) + " is a float of " + std::to_string(type.size) +
                    " bytes, which has no value form");
@@ -362,7 +356,7 @@ class TypedEncoder {
                     n > std::numeric_limits<std::int32_t>::max()) {
                     misfit(std::to_string(n) + " is out of the range of a Rational's Int32");
                 }
-                putBigEndian(out, static_cast<std::uint32_t>(n), 4);
+                appendBigEndian(out, static_cast<std::uint32_t>(n), 4);
             }
             return;
         }
@@ -440,7 +434,7 @@ class TypedEncoder {
         if (parts[6] % 4 != 0) {
             misfit(v.toJson() + ": a TimeStamp stores milliseconds in steps of 4");
         }
-        putBigEndian(out, parts[0], 2);
+        appendBigEndian(out, parts[0], 2);
         for (int part = 1; part < 6; ++part) {
             out.push_back(static_cast<std::uint8_t>(parts[part]));
         }
@@ -560,8 +554,8 @@ class TypedEncoder {
         if (items.size() > 0xffffffffu || each > 0xffffffffu) {
             misfit(std::string(type.symbol) + " counts in 32 bits");
         }
-        putBigEndian(out, items.size(), 4);
-        putBigEndian(out, each, 4);
+        appendBigEndian(out, items.size(), 4);
+        appendBigEndian(out, each, 4);
         out.insert(out.end(), body.begin(), body.end());
     }
 

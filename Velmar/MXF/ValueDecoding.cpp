@@ -349,6 +349,19 @@ bool holdsStrongReferences(const MM::MetaElement& element) {
            (isCollection(element.dataType()) && subTypeOf(element) == Id::StrongRef);
 }
 
+std::vector<std::uint8_t> strongReferenceBytes(const MM::MetaElement& element,
+                                               const std::vector<Bytes16>& references) {
+    std::vector<std::uint8_t> bytes;
+    if (element.dataType() != Id::StrongRef) {
+        appendBigEndian(bytes, references.size(), 4);
+        appendBigEndian(bytes, 16, 4);
+    }
+    for (const Bytes16& reference : references) {
+        bytes.insert(bytes.end(), reference.begin(), reference.end());
+    }
+    return bytes;
+}
+
 std::vector<std::vector<std::uint8_t>> strongReferences(const MM::MetaElement& element,
                                                         const std::vector<std::uint8_t>& bytes) {
     std::vector<std::vector<std::uint8_t>> references;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Value.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/TypeDefinitions.h"
@@ -54,6 +55,11 @@ Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
 
 // Whether an element holds strong references (one, or a collection of them).
 bool holdsStrongReferences(const SDK::MetaMetadata::MetaElement& element);
+
+// The bytes a strong reference item stores for these references: one, or a collection's
+// count, size and each.
+std::vector<std::uint8_t> strongReferenceBytes(const SDK::MetaMetadata::MetaElement& element,
+                                               const std::vector<Bytes16>& references);
 
 // The 16-byte references a strong reference item holds (one, or each of a collection's).
 std::vector<std::vector<std::uint8_t>> strongReferences(

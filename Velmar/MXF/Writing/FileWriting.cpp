@@ -45,12 +45,6 @@ constexpr std::uint64_t kStep = 64u << 20;  // bytes copied between starts of wr
     throw WriteFailed(message, __FILE__, __LINE__);
 }
 
-void putBigEndian(std::uint8_t* at, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
-        at[i] = static_cast<std::uint8_t>(value >> (8 * (size - 1 - i)));
-    }
-}
-
 // A fill packet of exactly `size` bytes (at least kLeastFill), its value zero.
 Bytes fillPacket(const Bytes16& key, std::uint64_t size) {
     Bytes out(key.begin(), key.end());
@@ -67,7 +61,7 @@ Bytes fillPacket(const Bytes16& key, std::uint64_t size) {
             } else {
                 out.push_back(static_cast<std::uint8_t>(0x80 | lengthBytes));
                 out.resize(out.size() + lengthBytes);
-                putBigEndian(out.data() + out.size() - lengthBytes, length, lengthBytes);
+                storeBigEndian(out.data() + out.size() - lengthBytes, length, lengthBytes);
             }
             out.resize(static_cast<std::size_t>(size), 0);
             return out;
@@ -350,7 +344,7 @@ void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector
         const auto shift = [&](std::size_t field) {
             const std::uint64_t old = bigEndian(value + field, 8);
             if (old != 0 || field == 8) {
-                putBigEndian(value + field, old + moved(old + read.runIn), 8);
+                storeBigEndian(value + field, old + moved(old + read.runIn), 8);
             }
         };
         shift(8);   // ThisPartition
@@ -358,7 +352,7 @@ void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector
         shift(24);  // FooterPartition (0 where unknown)
         for (std::size_t i = 0; i < copies.size(); ++i) {
             if (copies[i].partition == partition.offset) {
-                putBigEndian(value + 32, rooms[i], 8);  // HeaderByteCount
+                storeBigEndian(value + 32, rooms[i], 8);  // HeaderByteCount
             }
         }
         edits.push_back(std::move(edit));
@@ -377,7 +371,7 @@ void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector
         std::uint8_t* value = edit.bytes.data() + (klv.valueOffset - klv.offset);
         for (std::uint64_t at = 0; at + 16 <= klv.length; at += 12) {
             const std::uint64_t old = bigEndian(value + at + 4, 8);
-            putBigEndian(value + at + 4, old + moved(old + read.runIn), 8);
+            storeBigEndian(value + at + 4, old + moved(old + read.runIn), 8);
         }
         edits.push_back(std::move(edit));
     }

@@ -71,30 +71,6 @@ std::vector<Step> stepsOf(std::string_view path) {
     return steps;
 }
 
-std::optional<Bytes16> uuidOf(std::string_view text) {
-    if (text.substr(0, 9) == "urn:uuid:") {
-        text.remove_prefix(9);
-    }
-    if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' ||
-        text[23] != '-') {
-        return std::nullopt;
-    }
-    std::string digits;
-    for (const char c : text) {
-        if (c != '-') {
-            if (!std::isxdigit(static_cast<unsigned char>(c))) {
-                return std::nullopt;
-            }
-            digits += c;
-        }
-    }
-    Bytes16 bytes{};
-    for (std::size_t i = 0; i < 16; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
-    }
-    return bytes;
-}
-
 std::string utf8(const XMLCh* text) {
     return text == nullptr ? std::string() : SDK::Utils::toUtf8(text).c_str();
 }
@@ -221,7 +197,7 @@ std::vector<std::size_t> resolve(const HeaderMetadata& header, const std::vector
                                  const MM::Dictionary& dictionary) {
     const MM::TypeDefinitions& types = dictionary.typeDefinitions();
     std::vector<std::size_t> chosen;
-    if (const auto uid = uuidOf(steps[0].name)) {
+    if (const auto uid = uuidOfText(steps[0].name)) {
         for (std::size_t i = 0; i < header.sets.size(); ++i) {
             if (header.sets[i].instanceUID == uid) {
                 chosen.push_back(i);
@@ -327,18 +303,13 @@ void dropReferences(Item& item, const std::set<Bytes16>& gone) {
     if (item.element->dataType() == SDK::Types::Identifiers::StrongRef) {
         return;  // a single reference: the caller removes the item
     }
-    std::vector<std::uint8_t> bytes(item.bytes.begin(), item.bytes.begin() + 8);
-    std::uint32_t count = 0;
+    std::vector<Bytes16> kept;
     for (const auto& reference : strongReferences(*item.element, item.bytes)) {
         if (gone.count(bytes16(reference.data())) == 0) {
-            bytes.insert(bytes.end(), reference.begin(), reference.end());
-            ++count;
+            kept.push_back(bytes16(reference.data()));
         }
     }
-    for (int k = 0; k < 4; ++k) {
-        bytes[static_cast<std::size_t>(k)] = static_cast<std::uint8_t>(count >> (8 * (3 - k)));
-    }
-    item.bytes = std::move(bytes);
+    item.bytes = strongReferenceBytes(*item.element, kept);
 }
 
 // What other sets refer to by weak reference (or as the Preface's primary package), the
@@ -640,25 +611,18 @@ std::size_t addSet(HeaderMetadata& header, std::string_view itemPath, std::strin
                    " sets");
         }
     }
-    const Bytes16 uid = newInstanceUID();
-    if (item.element->dataType() == SDK::Types::Identifiers::StrongRef) {
-        if (existing != nullptr && !item.bytes.empty()) {
-            refuse("\"" + std::string(itemPath) + "\": " + item.name() +
-                   " holds one set already; remove it first");
-        }
-        item.bytes.assign(uid.begin(), uid.end());
-    } else {
-        if (item.bytes.size() < 8) {
-            item.bytes = {0, 0, 0, 0, 0, 0, 0, 16};
-        }
-        const std::uint32_t count = static_cast<std::uint32_t>(bigEndian(item.bytes.data(), 4)) + 1;
-        for (int k = 0; k < 4; ++k) {
-            item.bytes[static_cast<std::size_t>(k)] =
-                static_cast<std::uint8_t>(count >> (8 * (3 - k)));
-        }
-        item.bytes[7] = 16;
-        item.bytes.insert(item.bytes.end(), uid.begin(), uid.end());
+    if (item.element->dataType() == SDK::Types::Identifiers::StrongRef && existing != nullptr &&
+        !item.bytes.empty()) {
+        refuse("\"" + std::string(itemPath) + "\": " + item.name() +
+               " holds one set already; remove it first");
     }
+    const Bytes16 uid = newInstanceUID();
+    std::vector<Bytes16> references;
+    for (const auto& reference : strongReferences(*item.element, item.bytes)) {
+        references.push_back(bytes16(reference.data()));
+    }
+    references.push_back(uid);
+    item.bytes = strongReferenceBytes(*item.element, references);
     item.value = decodeItemValue(item, item.bytes, types);
 
     LocalSet set;

@@ -20,12 +20,6 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint8_t kPrimerKey[16] = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x05, 0x01, 0x01,
                                          0x0d, 0x01, 0x02, 0x01, 0x01, 0x05, 0x01, 0x00};
 
-void putBigEndian(Bytes& out, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = size; i-- > 0;) {
-        out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    }
-}
-
 // A BER length in `size` bytes as stored where it fits (1: short form), else in 4 (the long
 // form most writers use), else in 9.
 void putLength(Bytes& out, std::uint64_t length, std::uint8_t size) {
@@ -38,7 +32,7 @@ void putLength(Bytes& out, std::uint64_t length, std::uint8_t size) {
         bytes = length >> 24 == 0 ? 3 : 8;
     }
     out.push_back(static_cast<std::uint8_t>(0x80 | bytes));
-    putBigEndian(out, length, bytes);
+    appendBigEndian(out, length, bytes);
 }
 
 void putPacket(Bytes& out, const std::uint8_t* key, const Bytes& value, std::uint8_t lengthSize) {
@@ -115,8 +109,8 @@ std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,
                                        " bytes, more than a local set's item holds (65,535)",
                                    __FILE__, __LINE__);
             }
-            putBigEndian(value, tagFor(item), 2);
-            putBigEndian(value, item.bytes.size(), 2);
+            appendBigEndian(value, tagFor(item), 2);
+            appendBigEndian(value, item.bytes.size(), 2);
             value.insert(value.end(), item.bytes.begin(), item.bytes.end());
         }
         Bytes packet;
@@ -130,10 +124,10 @@ std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,
                      [](const auto& a, const auto& b) { return a.first < b.first; });
 
     Bytes primer;
-    putBigEndian(primer, entries.size(), 4);
-    putBigEndian(primer, 18, 4);
+    appendBigEndian(primer, entries.size(), 4);
+    appendBigEndian(primer, 18, 4);
     for (const auto& [tag, label] : entries) {
-        putBigEndian(primer, tag, 2);
+        appendBigEndian(primer, tag, 2);
         primer.insert(primer.end(), label.begin(), label.end());
     }
     Bytes out;

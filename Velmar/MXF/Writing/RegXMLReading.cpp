@@ -91,31 +91,15 @@ std::string commentAfter(const DOMNode* node) {
     return {};
 }
 
+// The UUID a text gives after a marker ("Instance UID: urn:uuid:…").
 std::optional<Bytes16> uuidIn(const std::string& text, const std::string& after) {
     const std::size_t at = text.find(after);
     if (at == std::string::npos) {
         return std::nullopt;
     }
-    std::size_t start = at + after.size();
-    if (text.compare(start, 9, "urn:uuid:") == 0) {
-        start += 9;
-    }
-    std::string digits;
-    for (std::size_t i = start; i < text.size() && digits.size() < 32; ++i) {
-        if (std::isxdigit(static_cast<unsigned char>(text[i]))) {
-            digits += text[i];
-        } else if (text[i] != '-') {
-            break;
-        }
-    }
-    if (digits.size() != 32) {
-        return std::nullopt;
-    }
-    Bytes16 bytes{};
-    for (std::size_t i = 0; i < 16; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
-    }
-    return bytes;
+    const std::size_t start = at + after.size();
+    return uuidOfText(
+        std::string_view(text).substr(start, text.compare(start, 9, "urn:uuid:") == 0 ? 45 : 36));
 }
 
 // Keys of one kind of set, whatever their version byte and their coding byte (a file's "7f"
@@ -257,22 +241,11 @@ class DocumentReader {
                         }
                     }
                 }
-                if (meta->dataType() == SDK::Types::Identifiers::StrongRef) {
-                    if (references.size() != 1) {
-                        refuse(here + ": holds one set, not " + std::to_string(references.size()));
-                    }
-                    item.bytes.assign(references[0].begin(), references[0].end());
-                } else {
-                    item.bytes = {0, 0, 0, 0, 0, 0, 0, 16};
-                    const auto count = static_cast<std::uint32_t>(references.size());
-                    for (int k = 0; k < 4; ++k) {
-                        item.bytes[static_cast<std::size_t>(k)] =
-                            static_cast<std::uint8_t>(count >> (8 * (3 - k)));
-                    }
-                    for (const Bytes16& reference : references) {
-                        item.bytes.insert(item.bytes.end(), reference.begin(), reference.end());
-                    }
+                if (meta->dataType() == SDK::Types::Identifiers::StrongRef &&
+                    references.size() != 1) {
+                    refuse(here + ": holds one set, not " + std::to_string(references.size()));
                 }
+                item.bytes = strongReferenceBytes(*meta, references);
             } else if (symbol == "PrimaryPackage") {
                 // Resolved once every package is read: the bytes are the package's InstanceUID.
                 item.value = Value::text(leafText(child));
@@ -532,21 +505,12 @@ class DocumentReader {
     }
 
     static Bytes hex(const std::string& text, const std::string& path) {
-        Bytes bytes;
-        if (text.size() % 2 != 0) {
+        auto bytes = hexOf(text);
+        if (!bytes) {
             throw ValueRefused(path + ": \"" + text.substr(0, 64) + "\" is no hexadecimal bytes",
                                __FILE__, __LINE__);
         }
-        for (std::size_t i = 0; i < text.size(); i += 2) {
-            if (!std::isxdigit(static_cast<unsigned char>(text[i])) ||
-                !std::isxdigit(static_cast<unsigned char>(text[i + 1]))) {
-                throw ValueRefused(
-                    path + ": \"" + text.substr(0, 64) + "\" is no hexadecimal bytes", __FILE__,
-                    __LINE__);
-            }
-            bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-        }
-        return bytes;
+        return std::move(*bytes);
     }
 
     // A value from an element, by its type: records and lists from child elements, leaves

@@ -33,26 +33,6 @@ bool startsWith(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
 }
 
-// Hexadecimal digits with the given separators anywhere between them; none for anything else.
-std::optional<std::vector<std::uint8_t>> hexOf(std::string_view text, std::string_view separators) {
-    std::string digits;
-    for (const char c : text) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) {
-            digits += c;
-        } else if (separators.find(c) == std::string_view::npos) {
-            return std::nullopt;
-        }
-    }
-    if (digits.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
 bool isDashedUuid(std::string_view text) {
     return text.size() == 36 && text[8] == '-' && text[13] == '-' && text[18] == '-' &&
            text[23] == '-';
@@ -318,6 +298,36 @@ bool looksLikeJson(std::string_view text) {
 }
 
 }  // namespace
+
+std::optional<std::vector<std::uint8_t>> hexOf(std::string_view text, std::string_view separators) {
+    std::string digits;
+    for (const char c : text) {
+        if (std::isxdigit(static_cast<unsigned char>(c))) {
+            digits += c;
+        } else if (separators.find(c) == std::string_view::npos) {
+            return std::nullopt;
+        }
+    }
+    if (digits.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+std::optional<Bytes16> uuidOfText(std::string_view text) {
+    if (startsWith(text, "urn:uuid:")) {
+        text.remove_prefix(9);
+    }
+    const auto bytes = isDashedUuid(text) ? hexOf(text, "-") : std::nullopt;
+    if (!bytes || bytes->size() != 16) {
+        return std::nullopt;
+    }
+    return bytes16(bytes->data());
+}
 
 Value valueOfJson(std::string_view json) {
     return JsonParser(json).document();

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "Velmar/MXF/HeaderMetadata.h"
 #include "Velmar/MXF/Value.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/TypeDefinitions.h"
@@ -24,6 +26,13 @@ Value valueOfText(const SDK::MetaMetadata::TypeDefinition& type, std::string_vie
 // A value from JSON in the form the reader writes values (numbers, strings, true/false,
 // lists, objects as records, {"ul", "symbol", "name"} as a label). Throws TextMisfit.
 Value valueOfJson(std::string_view json);
+
+// Bytes from hexadecimal digits, the separators given allowed anywhere between them; none for
+// any other text or an odd number of digits.
+std::optional<std::vector<std::uint8_t>> hexOf(std::string_view text,
+                                               std::string_view separators = "");
+// A UUID from 8-4-4-4-12 digits, "urn:uuid:" before them or not; none for any other text.
+std::optional<Bytes16> uuidOfText(std::string_view text);
 
 // The name a user may give a set or an item: lowercase, without spaces, "_" and "-".
 std::string normalisedName(std::string_view name);
