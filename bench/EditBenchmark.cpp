@@ -20,7 +20,8 @@
 #include <vector>
 
 #include "Measure.h"
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
@@ -64,7 +65,7 @@ struct InPlace {
 InPlace editInPlace(const fs::path& file, const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                     int round) {
     const auto start = Clock::now();
-    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), dictionary);
+    MXF::Model::HeaderMetadata header = MXF::Reading::readHeaderMetadata(file.c_str(), dictionary);
     MXF::Writing::setItemText(header, "Timecode/Start Timecode", std::to_string(90000 + round),
                               dictionary);
     const MXF::Writing::WriteReport report =

@@ -39,8 +39,9 @@
 
 #include "HeapWarmup.h"
 #include "Measure.h"
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
@@ -57,19 +58,19 @@ void BM_Read(benchmark::State& state) {
     const fs::path& file = files.at(static_cast<std::size_t>(state.range(0)));
     std::size_t sets = 0;
     for (auto _ : state)
-        sets = Velmar::MXF::readHeaderMetadata(file.c_str(), *dictionary).sets.size();
+        sets = Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), *dictionary).sets.size();
     state.counters["sets"] = static_cast<double>(sets);
 }
 
 // The document of a header metadata already read, into memory.
 void BM_WriteRegXML(benchmark::State& state) {
     const fs::path& file = files.at(static_cast<std::size_t>(state.range(0)));
-    const Velmar::MXF::HeaderMetadata header =
-        Velmar::MXF::readHeaderMetadata(file.c_str(), *dictionary);
+    const Velmar::MXF::Model::HeaderMetadata header =
+        Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), *dictionary);
     std::size_t bytes = 0;
     for (auto _ : state) {
         std::ostringstream out;
-        Velmar::MXF::writeRegXML(out, header, *dictionary);
+        Velmar::MXF::RegXML::writeRegXML(out, header, *dictionary);
         bytes = out.str().size();
     }
     state.counters["bytes"] = static_cast<double>(bytes);
@@ -156,7 +157,7 @@ int main(int argc, char** argv) {
             Loading::loadBuiltinDictionary(builtin);
             std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from now
             const double before = bench::ownMegabytes("VmRSS:");
-            Velmar::MXF::readHeaderMetadata(argv[2], builtin);
+            Velmar::MXF::Reading::readHeaderMetadata(argv[2], builtin);
             std::printf("%.1f %.1f\n", before, bench::ownMegabytes("VmHWM:"));
             return 0;
         }
@@ -369,7 +370,7 @@ int main(int argc, char** argv) {
             "-pix_fmt yuv422p -c:a pcm_s16le -ac 1 -f mxf " +
             bench::quoted(big.string()));
         run("cat " + bench::quoted(big.string()) + " > /dev/null");  // into the page cache
-        const auto walked = Velmar::MXF::readHeaderMetadata(big.c_str(), builtin, {true});
+        const auto walked = Velmar::MXF::Reading::readHeaderMetadata(big.c_str(), builtin, {true});
         for (int round = 0; round < 5; ++round) {
             measure("walk",
                     self + " --run " + xsddict + " mxf --walk " + bench::quoted(big.string()));

@@ -3,7 +3,8 @@
 #include <iostream>
 #include <string>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -21,13 +22,14 @@ int main(int argc, char** argv) {
         } else {
             SDK::MetaMetadata::Loading::loadBuiltinDictionary(dictionary);
         }
-        const MXF::HeaderMetadata header = MXF::readHeaderMetadata(argv[1], dictionary);
-        for (const MXF::LocalSet& set : header.sets) {
+        const MXF::Model::HeaderMetadata header =
+            MXF::Reading::readHeaderMetadata(argv[1], dictionary);
+        for (const MXF::Model::LocalSet& set : header.sets) {
             std::cout << std::string(2 * set.depth, ' ') << set.name() << " (" << set.items.size()
                       << " items)\n";
         }
         std::cout << header.findings.size() << " findings\n";
-    } catch (const SDK::Exceptions::BaseException& e) {  // MXF::FileRefused among them
+    } catch (const SDK::Exceptions::BaseException& e) {  // MXF::Model::FileRefused among them
         std::cerr << SDK::Utils::toUtf8(e.message()).c_str() << "\n";
         return 1;
     }

@@ -20,12 +20,15 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/RegXML.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLReading.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
+#include "Velmar/MXF/Values/Encoding.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
-#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -39,7 +42,7 @@ using Bytes = std::vector<std::uint8_t>;
 struct Fixture {
     fs::path path;
     Bytes bytes;
-    MXF::HeaderMetadata header;
+    MXF::Model::HeaderMetadata header;
     std::string regxml;
     std::vector<Bytes> packets;  // essence and index packets, in order
 };
@@ -97,9 +100,9 @@ const std::vector<Fixture>& fixtures() {
             Fixture f;
             f.path = entry.path();
             f.bytes = fileBytes(f.path);
-            f.header = MXF::readHeaderMetadata(f.path.c_str(), dictionary());
+            f.header = MXF::Reading::readHeaderMetadata(f.path.c_str(), dictionary());
             std::ostringstream document;
-            MXF::writeRegXML(document, f.header, dictionary());
+            MXF::RegXML::writeRegXML(document, f.header, dictionary());
             f.regxml = document.str();
             f.packets = essenceAndIndexPackets(f.bytes, f.header.runIn);
             list->push_back(std::move(f));
@@ -132,19 +135,20 @@ class Script {
 
 // A path made of the file's own names: a set (by name, or InstanceUID), maybe an index, maybe
 // an item; now and then a text of the input instead.
-std::string pathIn(const MXF::HeaderMetadata& header, Script& script, bool item) {
+std::string pathIn(const MXF::Model::HeaderMetadata& header, Script& script, bool item) {
     if (header.sets.empty() || script.byte() % 16 == 0) {
         return script.text();
     }
-    const MXF::LocalSet& set = header.sets[script.byte() % header.sets.size()];
-    std::string path =
-        set.instanceUID && script.byte() % 3 == 0 ? MXF::uuidText(*set.instanceUID) : set.name();
+    const MXF::Model::LocalSet& set = header.sets[script.byte() % header.sets.size()];
+    std::string path = set.instanceUID && script.byte() % 3 == 0
+                           ? MXF::Values::uuidText(*set.instanceUID)
+                           : set.name();
     if (script.byte() % 4 == 0) {
         path += "[" + std::to_string(script.byte() % 4) + "]";
     }
     if (item && !set.items.empty()) {
-        const MXF::Item& chosen = set.items[script.byte() % set.items.size()];
-        path += "/" + (script.byte() % 5 == 0 ? MXF::tagText(chosen.tag) : chosen.name());
+        const MXF::Model::Item& chosen = set.items[script.byte() % set.items.size()];
+        path += "/" + (script.byte() % 5 == 0 ? MXF::Values::tagText(chosen.tag) : chosen.name());
     }
     return path;
 }
@@ -183,7 +187,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Script script(data, size);
     const auto& all = fixtures();
     const Fixture& fixture = all[script.byte() % all.size()];
-    MXF::HeaderMetadata header = fixture.header;
+    MXF::Model::HeaderMetadata header = fixture.header;
     const auto& dict = dictionary();
     for (int steps = 0; steps < 8 && !script.done(); ++steps) {
         try {
@@ -213,14 +217,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     document.replace(at, std::min(cut, document.size() - at), script.text());
                     const fs::path path = scratch() / "doc.xml";
                     std::ofstream(path, std::ios::binary | std::ios::trunc) << document;
-                    MXF::HeaderMetadata applied = header;
-                    MXF::Writing::applyRegXML(applied, path.c_str(), dict);
+                    MXF::Model::HeaderMetadata applied = header;
+                    MXF::RegXML::applyRegXML(applied, path.c_str(), dict);
                     header = std::move(applied);
                     break;
                 }
             }
         } catch (const MXF::Writing::EditRefused&) {
-        } catch (const MXF::ValueRefused&) {
+        } catch (const MXF::Values::ValueRefused&) {
         } catch (const Velmar::SDK::Exceptions::BaseException&) {
             // A document that is no well-formed XML; any other exception is not caught.
         }
@@ -239,11 +243,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             std::abort();
         }
         return 0;
-    } catch (const MXF::ValueRefused&) {
+    } catch (const MXF::Values::ValueRefused&) {
         return 0;  // an item over 65,535 bytes, say
     }
     const Bytes written = fileBytes(out);
-    const MXF::HeaderMetadata read = MXF::readHeaderMetadata(out.c_str(), dict);
+    const MXF::Model::HeaderMetadata read = MXF::Reading::readHeaderMetadata(out.c_str(), dict);
     if (essenceAndIndexPackets(written, read.runIn) != fixture.packets ||
         !MXF::Writing::headerMetadataDifference(header, read).empty()) {
         std::abort();
@@ -251,14 +255,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Its RegXML applied back changes nothing.
     std::ostringstream document;
     try {
-        MXF::writeRegXML(document, read, dict);
-    } catch (const MXF::FileRefused&) {
+        MXF::RegXML::writeRegXML(document, read, dict);
+    } catch (const MXF::Model::FileRefused&) {
         return 0;  // no Preface left to write from
     }
     const fs::path path = scratch() / "again.xml";
     std::ofstream(path, std::ios::binary | std::ios::trunc) << document.str();
-    MXF::HeaderMetadata again = read;
-    MXF::Writing::applyRegXML(again, path.c_str(), dict);
+    MXF::Model::HeaderMetadata again = read;
+    MXF::RegXML::applyRegXML(again, path.c_str(), dict);
     const std::string difference = MXF::Writing::headerMetadataDifference(read, again);
     if (!difference.empty()) {
         std::fprintf(stderr, "RegXML applied back differs: %s\n", difference.c_str());

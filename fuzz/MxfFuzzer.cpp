@@ -11,11 +11,13 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/Json.h"
-#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
+#include "Velmar/MXF/Report/Json.h"
 #include "Velmar/MXF/Report/Report.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Values/Encoding.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
 
@@ -44,12 +46,12 @@ bool validUtf8(const std::string& text) {
 
 // The header metadata written back, alone in a closed complete header partition, is read
 // again without a refusal: what the writer lays out is always readable.
-void writtenReadsBack(const Velmar::MXF::HeaderMetadata& header,
+void writtenReadsBack(const Velmar::MXF::Model::HeaderMetadata& header,
                       const Velmar::SDK::MetaMetadata::Dictionary& dictionary) {
     std::vector<std::uint8_t> written;
     try {
         written = Velmar::MXF::Writing::writeHeaderMetadata(header, dictionary);
-    } catch (const Velmar::MXF::ValueRefused&) {
+    } catch (const Velmar::MXF::Values::ValueRefused&) {
         return;
     }
     auto be = [](std::vector<std::uint8_t>& out, std::uint64_t value, int size) {
@@ -70,8 +72,8 @@ void writtenReadsBack(const Velmar::MXF::HeaderMetadata& header,
     be(file, 16, 4);
     file.insert(file.end(), written.begin(), written.end());
     try {
-        Velmar::MXF::readHeaderMetadata(file.data(), file.size(), dictionary);
-    } catch (const Velmar::MXF::FileRefused&) {
+        Velmar::MXF::Reading::readHeaderMetadata(file.data(), file.size(), dictionary);
+    } catch (const Velmar::MXF::Model::FileRefused&) {
         std::abort();
     }
 }
@@ -88,15 +90,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }();
     for (const bool walk : {false, true}) {
         try {
-            const Velmar::MXF::HeaderMetadata header =
-                Velmar::MXF::readHeaderMetadata(data, size, *dictionary, {walk});
+            const Velmar::MXF::Model::HeaderMetadata header =
+                Velmar::MXF::Reading::readHeaderMetadata(data, size, *dictionary, {walk});
             if (!walk) {
                 std::ostringstream document;
-                Velmar::MXF::writeRegXML(document, header, *dictionary);
+                Velmar::MXF::RegXML::writeRegXML(document, header, *dictionary);
                 writtenReadsBack(header, *dictionary);
             }
             std::ostringstream json;
-            Velmar::MXF::writeJson(json, "fuzz.mxf", header, Velmar::MXF::JsonLayout::OneLine);
+            Velmar::MXF::Report::writeJson(json, "fuzz.mxf", header,
+                                           Velmar::MXF::Report::JsonLayout::OneLine);
             if (!validUtf8(json.str())) {
                 std::abort();
             }
@@ -107,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     std::abort();
                 }
             }
-        } catch (const Velmar::MXF::FileRefused& refusal) {
+        } catch (const Velmar::MXF::Model::FileRefused& refusal) {
             std::ostringstream page;
             Velmar::MXF::Report::writeRefusedPage(page, "fuzz.mxf", size, refusal);
             if (!validUtf8(page.str())) {

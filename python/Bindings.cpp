@@ -11,13 +11,16 @@
 #include <sstream>
 #include <string>
 
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/Json.h"
-#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLReading.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
+#include "Velmar/MXF/Report/Json.h"
 #include "Velmar/MXF/Report/Report.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
-#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
@@ -216,8 +219,8 @@ class Dictionary {
         if (found == nullptr) {
             return py::none();
         }
-        return classes().label(MXF::dottedHex(found->label.data(), 16), std::string(found->symbol),
-                               std::string(found->name));
+        return classes().label(MXF::Values::dottedHex(found->label.data(), 16),
+                               std::string(found->symbol), std::string(found->name));
     }
     py::tuple counts() const {
         return py::make_tuple(dictionary_->metaElementCount(), dictionary_->metaMetadataSetCount(),
@@ -259,13 +262,14 @@ class Dictionary {
         py::list targets;
         if (reference.result() != nullptr) {
             for (const auto& key : reference.result()->targetSets()) {
-                targets.append(MXF::dottedHex(key.bytes(), 16));
+                targets.append(MXF::Values::dottedHex(key.bytes(), 16));
             }
         }
         const MM::TypeDefinition* type = dictionary_->typeOf(*element);
         return classes().element(
-            bytesOf(label, 16), MXF::dottedHex(label, 16), utf8(element->getProperty(u"name")),
-            symbolOf(*element, label), identifierName(element->dataType()),
+            bytesOf(label, 16), MXF::Values::dottedHex(label, 16),
+            utf8(element->getProperty(u"name")), symbolOf(*element, label),
+            identifierName(element->dataType()),
             collection.result() != nullptr ? identifierName(collection.result()->dataSubType())
                                            : py::object(py::none()),
             tag != nullptr ? py::object(py::int_(tag->value())) : py::object(py::none()),
@@ -284,14 +288,14 @@ class Dictionary {
             attributes.append(classes().attribute(
                 utf8(element.getProperty(u"name")),
                 symbolOf(element, element.universalLabel().bytes()),
-                MXF::dottedHex(element.universalLabel().bytes(), 16),
+                MXF::Values::dottedHex(element.universalLabel().bytes(), 16),
                 attribute.requiredStatus() == MM::AttributeRequiredStatus::Required,
                 attribute.localTag() != nullptr
                     ? py::object(py::int_(attribute.localTag()->value()))
                     : py::object(py::none())));
         }
         return classes().setDefinition(
-            bytesOf(set->key().bytes(), 16), MXF::dottedHex(set->key().bytes(), 16),
+            bytesOf(set->key().bytes(), 16), MXF::Values::dottedHex(set->key().bytes(), 16),
             utf8(set->getProperty(u"name")), symbolOf(*set, set->key().bytes()), attributes,
             properties(*set));
     }
@@ -304,25 +308,25 @@ class Dictionary {
 class Reading {
   public:
     Reading(std::string path, std::shared_ptr<const MM::Dictionary> dictionary,
-            MXF::HeaderMetadata header)
+            MXF::Model::HeaderMetadata header)
         : path_(std::move(path)), dictionary_(std::move(dictionary)), header_(std::move(header)) {}
 
     std::string toJson() const {
         std::ostringstream out;
-        MXF::writeJson(out, path_, header_);
+        MXF::Report::writeJson(out, path_, header_);
         return out.str();
     }
 
     // As xsddict regxml writes it: by default of the header partition's header metadata, which
     // the file is read again for where the reading took another partition's.
     std::string toRegXML(const py::object& root, const std::string& partition) const {
-        const auto metadata = MXF::metadataPartitionNamed(partition);
+        const auto metadata = MXF::Reading::metadataPartitionNamed(partition);
         if (!metadata) {
             throw py::value_error("partition is header, footer, body or auto, not " + partition);
         }
-        MXF::ReadOptions reading;
+        MXF::Reading::ReadOptions reading;
         reading.metadata = *metadata;
-        MXF::RegXMLOptions options;
+        MXF::RegXML::RegXMLOptions options;
         if (!root.is_none()) {
             const MM::LabelBytes id = labelOf(root);
             options.root.emplace();
@@ -332,11 +336,11 @@ class Reading {
         {
             py::gil_scoped_release released;
             if (partition == "auto") {
-                MXF::writeRegXML(out, header_, *dictionary_, options);
+                MXF::RegXML::writeRegXML(out, header_, *dictionary_, options);
             } else {
-                const MXF::HeaderMetadata again =
-                    MXF::readHeaderMetadata(path_.c_str(), *dictionary_, reading);
-                MXF::writeRegXML(out, again, *dictionary_, options);
+                const MXF::Model::HeaderMetadata again =
+                    MXF::Reading::readHeaderMetadata(path_.c_str(), *dictionary_, reading);
+                MXF::RegXML::writeRegXML(out, again, *dictionary_, options);
             }
         }
         return out.str();
@@ -355,7 +359,7 @@ class Reading {
         return optionalUuid(header_.sets[at].instanceUID);
     }
     void apply(const std::string& documentPath) {
-        MXF::Writing::applyRegXML(header_, documentPath.c_str(), *dictionary_);
+        MXF::RegXML::applyRegXML(header_, documentPath.c_str(), *dictionary_);
     }
 
     // Into the file read (in place) or a new one; what was written, as a dict.
@@ -391,7 +395,7 @@ class Reading {
             throw py::index_error("no set " + std::to_string(index));
         }
         py::list items;
-        for (const MXF::Item& item : header_.sets[index].items) {
+        for (const MXF::Model::Item& item : header_.sets[index].items) {
             items.append(this->item(item));
         }
         return items;
@@ -405,7 +409,7 @@ class Reading {
         out["size"] = header_.fileSize;
         out["run_in"] = header_.runIn;
         py::list partitions;
-        for (const MXF::Partition& p : header_.partitions) {
+        for (const MXF::Model::Partition& p : header_.partitions) {
             py::list containers;
             for (const auto& c : p.essenceContainers) {
                 containers.append(label(c.data()));
@@ -420,20 +424,20 @@ class Reading {
         out["partitions"] = partitions;
         py::list sets;
         for (std::size_t i = 0; i < header_.sets.size(); ++i) {
-            const MXF::LocalSet& set = header_.sets[i];
-            sets.append(classes().set(set.offset, MXF::dottedHex(set.key.data(), 16), set.name(),
-                                      optionalUuid(set.instanceUID), set.depth,
+            const MXF::Model::LocalSet& set = header_.sets[i];
+            sets.append(classes().set(set.offset, MXF::Values::dottedHex(set.key.data(), 16),
+                                      set.name(), optionalUuid(set.instanceUID), set.depth,
                                       optionalUuid(set.parent), self, i));
         }
         out["sets"] = sets;
         py::list findings;
-        for (const MXF::Finding& f : header_.findings) {
+        for (const MXF::Model::Finding& f : header_.findings) {
             findings.append(classes().finding(
                 f.rule, f.setOffset ? py::object(py::int_(*f.setOffset)) : py::object(py::none()),
                 f.setName.empty() ? py::object(py::none()) : py::object(py::str(f.setName)),
                 f.tag ? py::object(py::int_(*f.tag)) : py::object(py::none()),
                 f.itemName.empty() ? py::object(py::none()) : py::object(py::str(f.itemName)),
-                f.message, MXF::severityName(f.severity)));
+                f.message, MXF::Model::severityName(f.severity)));
         }
         out["findings"] = findings;
         if (header_.walk) {
@@ -447,7 +451,7 @@ class Reading {
             walk["generic_stream_packets"] = header_.walk->genericStreamPackets;
             walk["generic_stream_bytes"] = header_.walk->genericStreamBytes;
             py::list regions;
-            for (const MXF::Region& r : header_.walk->regions) {
+            for (const MXF::Model::Region& r : header_.walk->regions) {
                 py::dict region;
                 region["kind"] = r.kindName();
                 region["offset"] = r.offset;
@@ -455,7 +459,7 @@ class Reading {
                 region["packets"] = r.packets;
                 region["body_sid"] = r.bodySID;
                 py::dict tracks;
-                for (const MXF::Region::TrackBytes& t : r.tracks) {
+                for (const MXF::Model::Region::TrackBytes& t : r.tracks) {
                     tracks[py::int_(t.trackNumber)] = t.bytes;
                 }
                 region["track_bytes"] = tracks;
@@ -475,14 +479,14 @@ class Reading {
   private:
     py::object label(const std::uint8_t* bytes) const {
         if (const MM::LabelDefinition* registered = dictionary_->typeDefinitions().label(bytes)) {
-            return classes().label(MXF::dottedHex(bytes, 16), std::string(registered->symbol),
-                                   std::string(registered->name));
+            return classes().label(MXF::Values::dottedHex(bytes, 16),
+                                   std::string(registered->symbol), std::string(registered->name));
         }
-        return classes().label(MXF::dottedHex(bytes, 16), py::none(), py::none());
+        return classes().label(MXF::Values::dottedHex(bytes, 16), py::none(), py::none());
     }
 
-    static py::object optionalUuid(const std::optional<MXF::Bytes16>& id) {
-        return id ? makeUuid(MXF::plainHex(id->data(), 16)) : py::object(py::none());
+    static py::object optionalUuid(const std::optional<MXF::Model::Bytes16>& id) {
+        return id ? makeUuid(MXF::Values::plainHex(id->data(), 16)) : py::object(py::none());
     }
 
     enum class Form { Plain, Uuid, Timestamp, Rational };
@@ -511,23 +515,23 @@ class Reading {
 
     // The value in its natural Python form, by its registered type where there is one, else by
     // its data type.
-    py::object value(const MXF::Value& v, const MM::TypeDefinition* type, Id::Identifier identifier,
-                     Id::Identifier itemIdentifier = Id::Unknown) const {
+    py::object value(const MXF::Model::Value& v, const MM::TypeDefinition* type,
+                     Id::Identifier identifier, Id::Identifier itemIdentifier = Id::Unknown) const {
         const MM::TypeDefinitions& types = dictionary_->typeDefinitions();
         const MM::TypeDefinition* resolved = type != nullptr ? types.resolve(*type) : nullptr;
         const Form form = formOf(resolved, identifier);
         switch (v.kind()) {
-            case MXF::Value::Kind::Boolean:
+            case MXF::Model::Value::Kind::Boolean:
                 return py::bool_(v.asBoolean());
-            case MXF::Value::Kind::Signed:
+            case MXF::Model::Value::Kind::Signed:
                 return py::int_(v.asSigned());
-            case MXF::Value::Kind::Unsigned:
+            case MXF::Model::Value::Kind::Unsigned:
                 return py::int_(v.asUnsigned());
-            case MXF::Value::Kind::Float:
+            case MXF::Model::Value::Kind::Float:
                 return py::float_(v.asFloat());
-            case MXF::Value::Kind::Label:
+            case MXF::Model::Value::Kind::Label:
                 return classes().label(v.asText(), v.labelSymbol(), v.labelName());
-            case MXF::Value::Kind::Text:
+            case MXF::Model::Value::Kind::Text:
                 if (form == Form::Uuid) {
                     std::string digits;
                     for (char c : v.asText()) {
@@ -543,7 +547,7 @@ class Reading {
                     return makeTimestamp(v.asText());
                 }
                 return py::str(v.asText());
-            case MXF::Value::Kind::Record: {
+            case MXF::Model::Value::Kind::Record: {
                 py::dict members;
                 for (std::size_t i = 0; i < v.asRecord().size(); ++i) {
                     const MM::TypeDefinition* memberType =
@@ -559,7 +563,7 @@ class Reading {
                 }
                 return std::move(members);
             }
-            case MXF::Value::Kind::List: {
+            case MXF::Model::Value::Kind::List: {
                 if (form == Form::Rational && v.asList().size() == 2) {
                     const std::int64_t n = v.asList()[0].asSigned();
                     const std::int64_t d = v.asList()[1].asSigned();
@@ -571,7 +575,7 @@ class Reading {
                 const MM::TypeDefinition* itemType =
                     resolved != nullptr && resolved->base ? types.type(*resolved->base) : nullptr;
                 py::list items;
-                for (const MXF::Value& item : v.asList()) {
+                for (const MXF::Model::Value& item : v.asList()) {
                     items.append(
                         value(item, itemType, itemType == nullptr ? itemIdentifier : Id::Unknown));
                 }
@@ -581,7 +585,7 @@ class Reading {
         return py::none();
     }
 
-    py::object item(const MXF::Item& item) const {
+    py::object item(const MXF::Model::Item& item) const {
         Id::Identifier dataType = Id::Unknown, itemType = Id::Unknown;
         if (item.element != nullptr) {
             dataType = item.element->dataType();
@@ -599,7 +603,7 @@ class Reading {
         const char* typeName = item.element != nullptr ? Id::identifierToString(dataType) : nullptr;
         return classes().item(
             item.offset, item.tag,
-            item.label ? py::object(py::str(MXF::dottedHex(item.label->data(), 16)))
+            item.label ? py::object(py::str(MXF::Values::dottedHex(item.label->data(), 16)))
                        : py::object(py::none()),
             item.name().empty() ? py::object(py::none()) : py::object(py::str(item.name())),
             typeName != nullptr ? py::object(py::str(typeName)) : py::object(py::none()),
@@ -612,7 +616,7 @@ class Reading {
 
     std::string path_;
     std::shared_ptr<const MM::Dictionary> dictionary_;
-    MXF::HeaderMetadata header_;
+    MXF::Model::HeaderMetadata header_;
 };
 
 std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dictionary> dictionary,
@@ -620,12 +624,12 @@ std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dicti
     if (!dictionary) {
         dictionary = Dictionary::builtin();
     }
-    MXF::ReadOptions options;
+    MXF::Reading::ReadOptions options;
     options.walk = walk;
-    std::optional<MXF::HeaderMetadata> header;
+    std::optional<MXF::Model::HeaderMetadata> header;
     {
         py::gil_scoped_release released;
-        header.emplace(MXF::readHeaderMetadata(path.c_str(), dictionary->get(), options));
+        header.emplace(MXF::Reading::readHeaderMetadata(path.c_str(), dictionary->get(), options));
     }
     return std::make_shared<Reading>(path, dictionary->shared(), std::move(*header));
 }
@@ -644,7 +648,7 @@ PYBIND11_MODULE(_xsddict, m) {
             if (thrown) {
                 std::rethrow_exception(thrown);
             }
-        } catch (const MXF::FileRefused& e) {
+        } catch (const MXF::Model::FileRefused& e) {
             const py::object refused =
                 classes().fileRefused(e.rule(), e.offset(), utf8(e.message()));
             PyErr_SetObject(refused.get_type().ptr(), refused.ptr());

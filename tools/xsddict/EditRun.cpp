@@ -10,10 +10,13 @@
 #include <iterator>
 
 #include "MxfRun.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLReading.h"
+#include "Velmar/MXF/Values/Encoding.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
-#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
@@ -72,7 +75,8 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                 const EditRunOptions& options, std::ostream& out, std::ostream& err) {
     try {
-        MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), dictionary);
+        MXF::Model::HeaderMetadata header =
+            MXF::Reading::readHeaderMetadata(file.c_str(), dictionary);
         for (const EditStep& step : steps) {
             switch (step.kind) {
                 case EditStep::Kind::Set: {
@@ -90,8 +94,8 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                     const std::size_t at =
                         MXF::Writing::addSet(header, step.path, step.value, dictionary);
                     out << "added " << header.sets[at].name() << " "
-                        << MXF::uuidText(*header.sets[at].instanceUID) << " to " << step.path
-                        << "\n";
+                        << MXF::Values::uuidText(*header.sets[at].instanceUID) << " to "
+                        << step.path << "\n";
                     break;
                 }
                 case EditStep::Kind::Apply: {
@@ -101,9 +105,9 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                             err << "xsddict: cannot keep the document read from standard input\n";
                             return EXIT_FAILURE;
                         }
-                        MXF::Writing::applyRegXML(header, document.path().c_str(), dictionary);
+                        MXF::RegXML::applyRegXML(header, document.path().c_str(), dictionary);
                     } else {
-                        MXF::Writing::applyRegXML(header, step.path.c_str(), dictionary);
+                        MXF::RegXML::applyRegXML(header, step.path.c_str(), dictionary);
                     }
                     out << "applied " << (step.path == "-" ? "the document" : step.path) << " ("
                         << header.sets.size() << " sets)\n";
@@ -124,7 +128,7 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
         }
         out << "; " << report.bytesWritten << " bytes written\n";
         return EXIT_SUCCESS;
-    } catch (const MXF::FileRefused& e) {
+    } catch (const MXF::Model::FileRefused& e) {
         err << refusalLine(file, e, options.verbose);
         return 4;
     } catch (const MXF::Writing::NoRoom& e) {

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
@@ -13,19 +14,19 @@ namespace Id = Velmar::SDK::Types::Identifiers;
 
 namespace {
 
-std::string dotted(const MXF::Bytes16& bytes) {
-    return MXF::dottedHex(bytes.data(), bytes.size());
+std::string dotted(const MXF::Model::Bytes16& bytes) {
+    return MXF::Values::dottedHex(bytes.data(), bytes.size());
 }
 
 }  // namespace
 
-void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
-    for (const MXF::LocalSet& set : header.sets) {
+void printMxfText(const MXF::Model::HeaderMetadata& header, std::ostream& out) {
+    for (const MXF::Model::LocalSet& set : header.sets) {
         const std::string indent(2 * set.depth, ' ');
         out << indent << (set.name().empty() ? dotted(set.key) : set.name()) << " @" << set.offset
             << "\n";
-        for (const MXF::Item& item : set.items) {
-            out << indent << "  " << MXF::tagText(item.tag) << " "
+        for (const MXF::Model::Item& item : set.items) {
+            out << indent << "  " << MXF::Values::tagText(item.tag) << " "
                 << (item.name().empty() ? "?" : item.name()) << " ("
                 << (item.element && Id::identifierToString(item.element->dataType())
                         ? Id::identifierToString(item.element->dataType())
@@ -36,14 +37,14 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
                 out << "= " << item.value->toJson() << "\n";
             } else {
                 out << "hex(" << item.bytes.size() << ") "
-                    << MXF::plainHex(item.bytes.data(),
-                                     std::min<std::size_t>(item.bytes.size(), 32))
+                    << MXF::Values::plainHex(item.bytes.data(),
+                                             std::min<std::size_t>(item.bytes.size(), 32))
                     << (item.bytes.size() > 32 ? "..." : "") << "\n";
             }
         }
     }
     if (header.walk) {
-        const MXF::Walk& walk = *header.walk;
+        const MXF::Model::Walk& walk = *header.walk;
         out << "walk: " << walk.klvs << " KLVs, " << walk.essenceElements << " essence elements ("
             << walk.essenceBytes << " bytes"
             << (walk.encryptedElements
@@ -58,7 +59,7 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
             out << ", cut short at " << *walk.truncatedAt;
         }
         out << "\n";
-        for (const MXF::IndexSegment& s : walk.indexSegments) {
+        for (const MXF::Model::IndexSegment& s : walk.indexSegments) {
             out << "  index segment @" << s.offset << ": IndexSID " << s.indexSID << ", BodySID "
                 << s.bodySID << ", edit rate " << s.editRateNumerator << "/"
                 << s.editRateDenominator << ", edit units " << s.startPosition << " + "
@@ -70,7 +71,7 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
     }
     printMxfFindings(header, out);
     std::size_t bySeverity[3] = {0, 0, 0};
-    for (const MXF::Finding& f : header.findings) {
+    for (const MXF::Model::Finding& f : header.findings) {
         ++bySeverity[static_cast<int>(f.severity)];
     }
     out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings");
@@ -81,11 +82,11 @@ void printMxfText(const MXF::HeaderMetadata& header, std::ostream& out) {
     out << "\n";
 }
 
-void printMxfFindings(const MXF::HeaderMetadata& header, std::ostream& out) {
-    for (const MXF::Finding& f : header.findings) {
-        out << MXF::severityName(f.severity) << " " << f.rule << ": "
+void printMxfFindings(const MXF::Model::HeaderMetadata& header, std::ostream& out) {
+    for (const MXF::Model::Finding& f : header.findings) {
+        out << MXF::Model::severityName(f.severity) << " " << f.rule << ": "
             << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
-            << (f.tag ? " " + MXF::tagText(*f.tag) : "")
+            << (f.tag ? " " + MXF::Values::tagText(*f.tag) : "")
             << (f.itemName.empty() ? "" : " " + f.itemName) << ": " << f.message << "\n";
     }
 }

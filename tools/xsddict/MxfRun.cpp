@@ -11,8 +11,10 @@
 
 #include "Mxf.h"
 #include "OrderedRun.h"
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/Json.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/Report/Json.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace xsddict {
@@ -43,17 +45,17 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
     const std::string& file = input.path;
     FileResult result;
     std::ostringstream out;
-    const auto layout = options.severalDocuments ? Velmar::MXF::JsonLayout::OneLine
-                                                 : Velmar::MXF::JsonLayout::Indented;
+    const auto layout = options.severalDocuments ? Velmar::MXF::Report::JsonLayout::OneLine
+                                                 : Velmar::MXF::Report::JsonLayout::Indented;
     try {
         if (!input.unlisted.empty()) {
-            throw Velmar::MXF::FileRefused("unreadable", 0, "cannot list: " + input.unlisted,
-                                           __FILE__, __LINE__);
+            throw Velmar::MXF::Model::FileRefused("unreadable", 0, "cannot list: " + input.unlisted,
+                                                  __FILE__, __LINE__);
         }
-        const Velmar::MXF::HeaderMetadata header =
-            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary, {options.walk});
+        const Velmar::MXF::Model::HeaderMetadata header =
+            Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, {options.walk});
         if (options.json) {
-            Velmar::MXF::writeJson(out, file, header, layout);
+            Velmar::MXF::Report::writeJson(out, file, header, layout);
         } else {
             if (options.severalDocuments) {
                 out << "== " << file << "\n";
@@ -61,9 +63,9 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
             printMxfText(header, out);
         }
         result.status = fails(header, options.failOn) ? kFindings : 0;
-    } catch (const Velmar::MXF::FileRefused& e) {
+    } catch (const Velmar::MXF::Model::FileRefused& e) {
         if (options.json) {
-            Velmar::MXF::writeRefusalJson(out, file, e);
+            Velmar::MXF::Report::writeRefusalJson(out, file, e);
         }
         result.err = refusalLine(file, e, options.verbose);
         result.status = kRefused;
@@ -117,7 +119,7 @@ void Progress::finish() {
     }
 }
 
-std::string refusalLine(const std::string& file, const Velmar::MXF::FileRefused& refusal,
+std::string refusalLine(const std::string& file, const Velmar::MXF::Model::FileRefused& refusal,
                         bool verbose) {
     std::ostringstream line;
     line << "xsddict: " << file << ": refused: " << refusal.rule() << " at offset "
@@ -129,8 +131,9 @@ std::string refusalLine(const std::string& file, const Velmar::MXF::FileRefused&
     return line.str() + "\n";
 }
 
-bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold) {
-    for (const Velmar::MXF::Finding& finding : header.findings) {
+bool fails(const Velmar::MXF::Model::HeaderMetadata& header,
+           Velmar::MXF::Model::Severity threshold) {
+    for (const Velmar::MXF::Model::Finding& finding : header.findings) {
         if (finding.severity <= threshold) {
             return true;
         }

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace xsddict {
@@ -28,15 +29,16 @@ struct MxfRunOptions {
     bool walk = false;      // every KLV of every partition, with the walk's checks
     bool progress = false;  // files done, rate and time left, on `err`, redrawn in place
     // The mildest severity of finding that makes a file's status 3.
-    Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
+    Velmar::MXF::Model::Severity failOn = Velmar::MXF::Model::Severity::Warning;
 };
 
 // "xsddict: FILE: refused: RULE at offset N: MESSAGE", and where it was raised if verbose.
-std::string refusalLine(const std::string& file, const Velmar::MXF::FileRefused& refusal,
+std::string refusalLine(const std::string& file, const Velmar::MXF::Model::FileRefused& refusal,
                         bool verbose);
 
 // Whether a file has a finding at least as grave as the threshold.
-bool fails(const Velmar::MXF::HeaderMetadata& header, Velmar::MXF::Severity threshold);
+bool fails(const Velmar::MXF::Model::HeaderMetadata& header,
+           Velmar::MXF::Model::Severity threshold);
 
 // Reads every file with one dictionary on `jobs` threads and writes each file's output in the
 // order given, as soon as it and those before it are done: at most a few documents per thread

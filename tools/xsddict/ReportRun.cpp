@@ -14,6 +14,8 @@
 
 #include "MxfRun.h"
 #include "OrderedRun.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/MXF/Report/Report.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
@@ -91,17 +93,17 @@ Outcome report(const Target& target, const Velmar::SDK::MetaMetadata::Dictionary
     try {
         try {
             if (!target.input.unlisted.empty()) {
-                throw MXF::FileRefused("unreadable", 0, "cannot list: " + target.input.unlisted,
-                                       __FILE__, __LINE__);
+                throw MXF::Model::FileRefused(
+                    "unreadable", 0, "cannot list: " + target.input.unlisted, __FILE__, __LINE__);
             }
-            MXF::ReadOptions reading;
+            MXF::Reading::ReadOptions reading;
             reading.walk = true;
-            const MXF::HeaderMetadata header =
-                MXF::readHeaderMetadata(file.c_str(), dictionary, reading);
+            const MXF::Model::HeaderMetadata header =
+                MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, reading);
             MXF::Report::writePage(html, file, header, &dictionary);
             outcome.row = MXF::Report::indexRow(target.name, target.page, header, &dictionary);
             outcome.status = fails(header, options.failOn) ? kFindings : 0;
-        } catch (const MXF::FileRefused& e) {
+        } catch (const MXF::Model::FileRefused& e) {
             const std::uint64_t size = sizeOf(file);
             MXF::Report::writeRefusedPage(html, file, size, e);
             outcome.row = MXF::Report::refusedIndexRow(target.name, target.page, size, e);

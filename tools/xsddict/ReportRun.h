@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace xsddict {
@@ -14,7 +14,7 @@ struct ReportOptions {
     unsigned jobs = 1;
     bool progress = false;
     bool verbose = false;
-    Velmar::MXF::Severity failOn = Velmar::MXF::Severity::Warning;
+    Velmar::MXF::Model::Severity failOn = Velmar::MXF::Model::Severity::Warning;
 };
 
 // A page for one file (to `output`, or into it where it is a folder, else to `out`), or, for a

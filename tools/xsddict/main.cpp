@@ -29,7 +29,9 @@
 #include "ReportRun.h"
 #include "Show.h"
 #include "Summary.h"
-#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 #include "Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h"
@@ -495,11 +497,12 @@ unsigned jobsOption(const Arguments& arguments) {
     return static_cast<unsigned>(std::stoi(value));
 }
 
-Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
+Velmar::MXF::Model::Severity failOnOption(const Arguments& arguments) {
     const std::string value = arguments.has("--fail-on") ? arguments.value("--fail-on") : "warning";
-    for (auto severity : {Velmar::MXF::Severity::Error, Velmar::MXF::Severity::Warning,
-                          Velmar::MXF::Severity::Info}) {
-        if (value == Velmar::MXF::severityName(severity)) {
+    for (auto severity :
+         {Velmar::MXF::Model::Severity::Error, Velmar::MXF::Model::Severity::Warning,
+          Velmar::MXF::Model::Severity::Info}) {
+        if (value == Velmar::MXF::Model::severityName(severity)) {
             return severity;
         }
     }
@@ -508,8 +511,8 @@ Velmar::MXF::Severity failOnOption(const Arguments& arguments) {
 
 // Whose header metadata regxml writes: the header partition's unless asked otherwise, as
 // other RegXML writers do, so that a file's open header can be compared with theirs.
-Velmar::MXF::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
-    const auto metadata = Velmar::MXF::metadataPartitionNamed(
+Velmar::MXF::Reading::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
+    const auto metadata = Velmar::MXF::Reading::metadataPartitionNamed(
         arguments.has("--partition") ? arguments.value("--partition") : "header");
     if (!metadata) {
         throw UsageError{"--partition takes header, footer, body or auto"};
@@ -556,7 +559,7 @@ bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictio
 }
 
 // "8-4-4-4-12" (or with "urn:uuid:" before it) as 16 bytes.
-std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
+std::optional<Velmar::MXF::Model::Bytes16> instanceUID(std::string text) {
     if (text.rfind("urn:uuid:", 0) == 0) {
         text = text.substr(9);
     }
@@ -574,7 +577,7 @@ std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
     if (text.size() != 36) {
         return std::nullopt;
     }
-    Velmar::MXF::Bytes16 bytes{};
+    Velmar::MXF::Model::Bytes16 bytes{};
     for (std::size_t i = 0; i < 16; ++i) {
         bytes[i] = static_cast<std::uint8_t>(std::stoul(digits.substr(2 * i, 2), nullptr, 16));
     }
@@ -585,10 +588,10 @@ std::optional<Velmar::MXF::Bytes16> instanceUID(std::string text) {
 // once whole, so that a refusal or a failed write leaves nothing behind.
 int regxml(const Arguments& arguments) {
     const std::string& file = arguments.positional.front();
-    const Velmar::MXF::Severity failOn = failOnOption(arguments);
-    Velmar::MXF::ReadOptions reading;
+    const Velmar::MXF::Model::Severity failOn = failOnOption(arguments);
+    Velmar::MXF::Reading::ReadOptions reading;
     reading.metadata = metadataOption(arguments);
-    Velmar::MXF::RegXMLOptions options;
+    Velmar::MXF::RegXML::RegXMLOptions options;
     if (arguments.has("--root")) {
         options.root = instanceUID(arguments.value("--root"));
         if (!options.root) {
@@ -603,16 +606,16 @@ int regxml(const Arguments& arguments) {
     const std::string output = arguments.value("-o");
     const std::string scratch = output + ".partial";
     try {
-        const Velmar::MXF::HeaderMetadata header =
-            Velmar::MXF::readHeaderMetadata(file.c_str(), dictionary, reading);
+        const Velmar::MXF::Model::HeaderMetadata header =
+            Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, reading);
         bool written = false;
         if (output.empty()) {
-            Velmar::MXF::writeRegXML(std::cout, header, dictionary, options);
+            Velmar::MXF::RegXML::writeRegXML(std::cout, header, dictionary, options);
             written = static_cast<bool>(std::cout.flush());
         } else {
             std::ofstream out(scratch, std::ios::binary | std::ios::trunc);
             if (out) {
-                Velmar::MXF::writeRegXML(out, header, dictionary, options);
+                Velmar::MXF::RegXML::writeRegXML(out, header, dictionary, options);
                 out.close();
                 written = out && std::rename(scratch.c_str(), output.c_str()) == 0;
             }
@@ -630,7 +633,7 @@ int regxml(const Arguments& arguments) {
         }
         xsddict::printMxfFindings(header, std::cerr);
         return xsddict::fails(header, failOn) ? kFindings : EXIT_SUCCESS;
-    } catch (const Velmar::MXF::FileRefused& e) {
+    } catch (const Velmar::MXF::Model::FileRefused& e) {
         if (!output.empty()) {
             std::remove(scratch.c_str());
         }

@@ -7,6 +7,8 @@
 
 namespace Velmar::MXF::Report {
 
+using namespace Model;
+
 IndexRow indexRow(const std::string& name, const std::string& page, const HeaderMetadata& header,
                   const SDK::MetaMetadata::Dictionary* dictionary) {
     IndexRow row;

@@ -11,6 +11,8 @@
 
 namespace Velmar::MXF::Report {
 
+using namespace Model;
+
 namespace {
 
 // More bands than this are not told apart on a screen; the page stays small.

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
 
 namespace Velmar::MXF::Report {
 
 // A finding's mark on the map: where it lies and the anchor of its row.
 struct MapMark {
     std::uint64_t offset = 0;
-    Severity severity = Severity::Error;
+    Model::Severity severity = Model::Severity::Error;
     std::string anchor;  // the finding's id in the page
     std::string title;
 };
@@ -22,6 +22,7 @@ struct MapMark {
 // its findings' marks below, with a legend. Regions are the walk's; without a walk, the
 // partitions' packs and what lies between them. A file of more regions than a bar can show
 // has its neighbours folded together.
-void writeMap(std::ostream& out, const HeaderMetadata& header, const std::vector<MapMark>& marks);
+void writeMap(std::ostream& out, const Model::HeaderMetadata& header,
+              const std::vector<MapMark>& marks);
 
 }  // namespace Velmar::MXF::Report

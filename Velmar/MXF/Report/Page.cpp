@@ -6,9 +6,13 @@
 #include "Map.h"
 #include "Tree.h"
 #include "Velmar/MXF/Report/Report.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace Velmar::MXF::Report {
+
+using namespace Model;
+using namespace Values;
 
 namespace {
 

@@ -2,11 +2,16 @@
 
 #include <ostream>
 
-#include "../ItemLabels.h"
+#include "../KLV/Labels.h"
 #include "Html.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 
 namespace Velmar::MXF::Report {
+
+using namespace Model;
+using namespace Values;
+using namespace KLV;
 
 namespace Id = SDK::Types::Identifiers;
 

@@ -13,13 +13,21 @@
 #include <memory>
 #include <set>
 
-#include "../ItemLabels.h"
-#include "../KLV.h"
-#include "../Reading.h"
+#include "../KLV/Labels.h"
+#include "../KLV/Packets.h"
+#include "../Reading/SourceReading.h"
+#include "../Values/BigEndian.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace Velmar::MXF::Writing {
+
+using namespace Model;
+using namespace Values;
+using namespace KLV;
+using namespace Reading;
 
 NoRoom::NoRoom(const std::string& message, std::uint64_t needed, const char* sourceFile,
                int sourceLine)

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
@@ -72,12 +72,13 @@ struct WriteReport {
 // writing, the file itself is read back the same way. In place, the copies are each written
 // with one write, the copy the reader chooses last, then synced: a process stopped at any step
 // leaves a file that reads as the old one or the new one.
-WriteReport writeFile(const char* source, const HeaderMetadata& header,
+WriteReport writeFile(const char* source, const Model::HeaderMetadata& header,
                       const SDK::MetaMetadata::Dictionary& dictionary,
                       const WriteOptions& options = WriteOptions());
 
 // Where two header metadatas differ, set by set (in tree order) and item by item (by label and
 // stored bytes); empty where they do not.
-std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetadata& b);
+std::string headerMetadataDifference(const Model::HeaderMetadata& a,
+                                     const Model::HeaderMetadata& b);
 
 }  // namespace Velmar::MXF::Writing

@@ -7,15 +7,21 @@
 #include <random>
 #include <set>
 
-#include "../KLV.h"
-#include "../ValueDecoding.h"
-#include "ValueText.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "../KLV/Labels.h"
+#include "../Values/BigEndian.h"
+#include "../Values/Decoding.h"
+#include "../Values/TextParsing.h"
+#include "Velmar/MXF/Values/Encoding.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace Velmar::MXF::Writing {
+
+using namespace Model;
+using namespace Values;
+using namespace KLV;
 
 EditRefused::EditRefused(const std::string& message, const char* sourceFile, int sourceLine)
     : BaseException(message.c_str(), sourceFile, sourceLine) {}

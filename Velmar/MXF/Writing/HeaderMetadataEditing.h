@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/Value.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Model/Value.h"
 #include "Velmar/SDK/Exceptions/BaseException.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
@@ -36,43 +36,43 @@ class EditRefused : public SDK::Exceptions::BaseException {
 
 // The sets a path names, in tree order (indexes into header.sets). Refuses (EditRefused) a
 // path that names none.
-std::vector<std::size_t> findSets(const HeaderMetadata& header, std::string_view path,
+std::vector<std::size_t> findSets(const Model::HeaderMetadata& header, std::string_view path,
                                   const SDK::MetaMetadata::Dictionary& dictionary);
 
 // The value a text gives an item, in the text forms RegXML writes values in ("25/1",
 // "urn:smpte:ul:…", "True", "2024-01-31T12:00:00Z", an enumeration's symbol…) or the forms
 // the reader prints; a record or a list as the reader's JSON of it ({"Major": 1, …}, […]).
 // Refuses (ValueRefused) a text that is no value of the item's type.
-Value valueFromText(const Item& item, std::string_view text,
-                    const SDK::MetaMetadata::Dictionary& dictionary);
+Model::Value valueFromText(const Model::Item& item, std::string_view text,
+                           const SDK::MetaMetadata::Dictionary& dictionary);
 
 // Sets the item a path names (in every set it names) to a value, adding the item where a set
 // lacks it. Its bytes are encoded by its type and its value read back from them. Refuses an
 // item that is not an attribute of the set (EditRefused), a strong reference (sets are added
 // and removed instead) and a value that does not fit (ValueRefused), before changing anything.
 // Returns the number of items set.
-std::size_t setItem(HeaderMetadata& header, std::string_view path, const Value& value,
+std::size_t setItem(Model::HeaderMetadata& header, std::string_view path, const Model::Value& value,
                     const SDK::MetaMetadata::Dictionary& dictionary);
 // The same from the value's text (valueFromText).
-std::size_t setItemText(HeaderMetadata& header, std::string_view path, std::string_view text,
+std::size_t setItemText(Model::HeaderMetadata& header, std::string_view path, std::string_view text,
                         const SDK::MetaMetadata::Dictionary& dictionary);
 
 // Removes what a path names: an item (with the sets it holds by strong reference, and their
 // subtrees), or sets with their subtrees and the references that held them. Refuses removing
 // an InstanceUID, the Preface, and a set another set still refers to by a weak reference or
 // as the primary package. Returns the number of sets and items removed.
-std::size_t remove(HeaderMetadata& header, std::string_view path,
+std::size_t remove(Model::HeaderMetadata& header, std::string_view path,
                    const SDK::MetaMetadata::Dictionary& dictionary);
 
 // Adds a set of the kind named (by name or symbol) to the strong-reference item a path names
 // (one set holding it), with a new InstanceUID; the item is added where the set lacks it.
 // Refuses a kind the item cannot hold and an item that holds one set already. Returns the new
 // set's index.
-std::size_t addSet(HeaderMetadata& header, std::string_view itemPath, std::string_view setName,
-                   const SDK::MetaMetadata::Dictionary& dictionary);
+std::size_t addSet(Model::HeaderMetadata& header, std::string_view itemPath,
+                   std::string_view setName, const SDK::MetaMetadata::Dictionary& dictionary);
 
 // The item of a set named by name, symbol or local tag, or null.
-const Item* findItem(const LocalSet& set, std::string_view name,
-                     const SDK::MetaMetadata::Dictionary& dictionary);
+const Model::Item* findItem(const Model::LocalSet& set, std::string_view name,
+                            const SDK::MetaMetadata::Dictionary& dictionary);
 
 }  // namespace Velmar::MXF::Writing

@@ -6,12 +6,18 @@
 #include <map>
 #include <set>
 
-#include "../KLV.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "../KLV/Labels.h"
+#include "../Values/BigEndian.h"
+#include "Velmar/MXF/Values/Encoding.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/Types/LocalTag.h"
 #include "Velmar/SDK/Types/UID.h"
 
 namespace Velmar::MXF::Writing {
+
+using namespace Model;
+using namespace Values;
+using namespace KLV;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace Velmar::MXF::Writing {
@@ -16,7 +16,7 @@ namespace Velmar::MXF::Writing {
 // their order and adds one for each label an item uses that it lacks. An item made anew
 // (tag 0) gets the dictionary's static tag for its label, else a dynamic tag no entry uses
 // (from ff.ff down). Refuses (ValueRefused) an item over 65,535 bytes or of no label.
-std::vector<std::uint8_t> writeHeaderMetadata(const HeaderMetadata& header,
+std::vector<std::uint8_t> writeHeaderMetadata(const Model::HeaderMetadata& header,
                                               const SDK::MetaMetadata::Dictionary& dictionary);
 
 }  // namespace Velmar::MXF::Writing

@@ -13,12 +13,14 @@
 #include <vector>
 
 #include "../HandBuilt.h"
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/RegXML.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/RegXML/RegXMLReading.h"
+#include "Velmar/MXF/RegXML/RegXMLWriting.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
-#include "Velmar/MXF/Writing/RegXMLReading.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
 namespace MXF = Velmar::MXF;
@@ -93,20 +95,20 @@ std::vector<std::uint64_t> essenceAndIndexDigests(const Bytes& file, std::uint64
     return digests;
 }
 
-MXF::HeaderMetadata walked(const fs::path& path) {
-    MXF::ReadOptions options;
+MXF::Model::HeaderMetadata walked(const fs::path& path) {
+    MXF::Reading::ReadOptions options;
     options.walk = true;
-    return MXF::readHeaderMetadata(path.c_str(), registers(), options);
+    return MXF::Reading::readHeaderMetadata(path.c_str(), registers(), options);
 }
 
 // Every partition pack's offsets and the random index pack agree with where the packs are.
-void expectPartitionsWhereTheySay(const MXF::HeaderMetadata& read) {
-    const MXF::Partition* previous = nullptr;
-    const MXF::Partition* footer = nullptr;
-    for (const MXF::Partition& p : read.partitions) {
-        footer = p.kind == MXF::Partition::Kind::Footer ? &p : footer;
+void expectPartitionsWhereTheySay(const MXF::Model::HeaderMetadata& read) {
+    const MXF::Model::Partition* previous = nullptr;
+    const MXF::Model::Partition* footer = nullptr;
+    for (const MXF::Model::Partition& p : read.partitions) {
+        footer = p.kind == MXF::Model::Partition::Kind::Footer ? &p : footer;
     }
-    for (const MXF::Partition& p : read.partitions) {
+    for (const MXF::Model::Partition& p : read.partitions) {
         EXPECT_EQ(p.thisPartition + read.runIn, p.offset);
         if (previous != nullptr) {
             EXPECT_EQ(p.previousPartition, previous->thisPartition) << p.offset;
@@ -124,9 +126,9 @@ void expectPartitionsWhereTheySay(const MXF::HeaderMetadata& read) {
     }
 }
 
-std::string findingRules(const MXF::HeaderMetadata& read) {
+std::string findingRules(const MXF::Model::HeaderMetadata& read) {
     std::string rules;
-    for (const MXF::Finding& f : read.findings) {
+    for (const MXF::Model::Finding& f : read.findings) {
         rules += f.rule + " ";
     }
     return rules;
@@ -139,7 +141,7 @@ TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
     const fs::path file = scratch / "a.mxf";
     fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
     const Bytes before = fileBytes(file);
-    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    MXF::Model::HeaderMetadata header = MXF::Reading::readHeaderMetadata(file.c_str(), registers());
     MXF::Writing::setItemText(header, "Timecode/Start Timecode", "90000", registers());
     MXF::Writing::setItemText(header, "Identification/Application Name", "Archive copy",
                               registers());
@@ -150,13 +152,13 @@ TEST(FileWriting, EditsInPlaceWithinTheFillAndTouchesNothingElse) {
     const Bytes after = fileBytes(file);
     ASSERT_EQ(after.size(), before.size());
     // Only the header metadata's bytes (the primer to the end of its byte count) changed.
-    const MXF::Partition& partition = header.partitions.front();
+    const MXF::Model::Partition& partition = header.partitions.front();
     const std::size_t start = static_cast<std::size_t>(header.primer.offset);
     const std::size_t end = start + static_cast<std::size_t>(partition.headerByteCount);
     EXPECT_TRUE(std::equal(before.begin(), before.begin() + start, after.begin()));
     EXPECT_TRUE(std::equal(before.begin() + end, before.end(), after.begin() + end));
     EXPECT_EQ(report.bytesWritten, end - start);
-    const MXF::HeaderMetadata read = walked(file);
+    const MXF::Model::HeaderMetadata read = walked(file);
     EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, read), "");
     EXPECT_EQ(findingRules(read), "");
 }
@@ -168,7 +170,7 @@ TEST(FileWriting, WalksInPlaceWhatTiesTracksToTheEssence) {
     const fs::path file = scratch / "a.mxf";
     fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
     const Bytes before = fileBytes(file);
-    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    MXF::Model::HeaderMetadata header = MXF::Reading::readHeaderMetadata(file.c_str(), registers());
     MXF::Writing::setItemText(header, "Source Package/Package Tracks[1]/Track Number", "7",
                               registers());
     try {
@@ -186,7 +188,7 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
     const fs::path file = scratch / "a.mxf";
     fs::copy_file(kFixtures / "op1a-mpeg2-pcm.mxf", file);
     const Bytes before = fileBytes(file);
-    MXF::HeaderMetadata header = MXF::readHeaderMetadata(file.c_str(), registers());
+    MXF::Model::HeaderMetadata header = MXF::Reading::readHeaderMetadata(file.c_str(), registers());
     const std::uint64_t room = header.partitions.front().headerByteCount;
     const std::uint64_t used = MXF::Writing::writeHeaderMetadata(header, registers()).size();
     // What is left of the room after the metadata: none, a fill's least size (17) and more,
@@ -198,7 +200,7 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
     const Case cases[] = {{0, true}, {17, true}, {18, true}, {16, false}, {1, false}, {-1, false}};
     const std::int64_t spare = static_cast<std::int64_t>(room - used);
     for (const Case& c : cases) {
-        MXF::HeaderMetadata edited = header;
+        MXF::Model::HeaderMetadata edited = header;
         // An odd growth: an item of 5 bytes with a primer entry of 18; the rest in UTF-16
         // characters of the name (10 characters in the fixture).
         std::int64_t grow = spare - c.left;
@@ -216,7 +218,7 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
             EXPECT_NO_THROW(MXF::Writing::writeFile(file.c_str(), edited, registers())) << c.left;
             EXPECT_EQ(fs::file_size(file), before.size());
             EXPECT_EQ(MXF::Writing::headerMetadataDifference(
-                          edited, MXF::readHeaderMetadata(file.c_str(), registers())),
+                          edited, MXF::Reading::readHeaderMetadata(file.c_str(), registers())),
                       "");
         } else {
             try {
@@ -234,7 +236,8 @@ TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
     const Scratch scratch;
     const fs::path source = kFixtures / "op1a-long.mxf";
     const fs::path out = scratch / "b.mxf";
-    MXF::HeaderMetadata header = MXF::readHeaderMetadata(source.c_str(), registers());
+    MXF::Model::HeaderMetadata header =
+        MXF::Reading::readHeaderMetadata(source.c_str(), registers());
     MXF::Writing::setItemText(header, "Identification/Application Name", std::string(3000, 'y'),
                               registers());
     MXF::Writing::WriteOptions options;
@@ -245,8 +248,8 @@ TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
     EXPECT_EQ(report.moved % 512, 0u);  // the KAG kept
     EXPECT_EQ(fs::file_size(out), fs::file_size(source) + report.moved);
     EXPECT_EQ(report.bytesWritten, fs::file_size(out));
-    const MXF::HeaderMetadata before = walked(source);
-    const MXF::HeaderMetadata after = walked(out);
+    const MXF::Model::HeaderMetadata before = walked(source);
+    const MXF::Model::HeaderMetadata after = walked(out);
     EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, after), "");
     EXPECT_EQ(findingRules(after), findingRules(before));
     ASSERT_EQ(after.partitions.size(), before.partitions.size());
@@ -262,7 +265,7 @@ TEST(FileWriting, LaysOutANewFileWithRoomAndMovesWhatFollows) {
     // Nothing but the file is left in its folder.
     EXPECT_EQ(std::distance(fs::directory_iterator(scratch.path()), fs::directory_iterator()), 1);
     // And written back in place now, the edit fits the room it was given.
-    MXF::HeaderMetadata again = MXF::readHeaderMetadata(out.c_str(), registers());
+    MXF::Model::HeaderMetadata again = MXF::Reading::readHeaderMetadata(out.c_str(), registers());
     MXF::Writing::setItemText(again, "Identification/Application Name", std::string(3100, 'z'),
                               registers());
     EXPECT_EQ(MXF::Writing::writeFile(out.c_str(), again, registers()).moved, 0u);
@@ -275,14 +278,15 @@ TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
             continue;
         }
         const std::string name = entry.path().filename().string();
-        MXF::HeaderMetadata header = MXF::readHeaderMetadata(entry.path().c_str(), registers());
+        MXF::Model::HeaderMetadata header =
+            MXF::Reading::readHeaderMetadata(entry.path().c_str(), registers());
         const fs::path document = scratch / (name + ".xml");
         {
             std::ofstream xml(document, std::ios::binary);
-            MXF::writeRegXML(xml, header, registers());
+            MXF::RegXML::writeRegXML(xml, header, registers());
         }
-        MXF::HeaderMetadata applied = header;
-        MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+        MXF::Model::HeaderMetadata applied = header;
+        MXF::RegXML::applyRegXML(applied, document.c_str(), registers());
         EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, applied), "") << name;
         EXPECT_EQ(MXF::Writing::writeHeaderMetadata(applied, registers()),
                   MXF::Writing::writeHeaderMetadata(header, registers()))
@@ -291,9 +295,10 @@ TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
         options.output = (scratch / name).string();
         MXF::Writing::writeFile(entry.path().c_str(), applied, registers(), options);
         std::ostringstream first, second;
-        MXF::writeRegXML(first, header, registers());
-        MXF::writeRegXML(second, MXF::readHeaderMetadata(options.output.c_str(), registers()),
-                         registers());
+        MXF::RegXML::writeRegXML(first, header, registers());
+        MXF::RegXML::writeRegXML(
+            second, MXF::Reading::readHeaderMetadata(options.output.c_str(), registers()),
+            registers());
         EXPECT_EQ(second.str(), first.str()) << name;
     }
 }
@@ -301,9 +306,10 @@ TEST(FileWriting, AppliesEachFixturesRegXMLBackAsItWas) {
 TEST(FileWriting, AppliesAnEditedDocument) {
     const Scratch scratch;
     const fs::path source = kFixtures / "op1a-mpeg2-pcm.mxf";
-    const MXF::HeaderMetadata header = MXF::readHeaderMetadata(source.c_str(), registers());
+    const MXF::Model::HeaderMetadata header =
+        MXF::Reading::readHeaderMetadata(source.c_str(), registers());
     std::ostringstream written;
-    MXF::writeRegXML(written, header, registers());
+    MXF::RegXML::writeRegXML(written, header, registers());
     std::string xml = written.str();
     // A value changed, and a descriptive framework added under a new track of the package.
     const std::string from = "<r1:ApplicationName>OP1a Muxer</r1:ApplicationName>";
@@ -312,10 +318,10 @@ TEST(FileWriting, AppliesAnEditedDocument) {
                 "<r1:ApplicationName escape=\"true\">Tab$#x9;and $#x24;</r1:ApplicationName>");
     const fs::path document = scratch / "doc.xml";
     std::ofstream(document, std::ios::binary) << xml;
-    MXF::HeaderMetadata applied = header;
-    MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+    MXF::Model::HeaderMetadata applied = header;
+    MXF::RegXML::applyRegXML(applied, document.c_str(), registers());
     const auto sets = MXF::Writing::findSets(applied, "Identification", registers());
-    const MXF::Item* name =
+    const MXF::Model::Item* name =
         MXF::Writing::findItem(applied.sets[sets[0]], "Application Name", registers());
     ASSERT_NE(name, nullptr);
     // escape is in the baseline namespace: unqualified, it is the text as written.
@@ -333,13 +339,13 @@ TEST(FileWriting, AppliesAnEditedDocument) {
         ASSERT_NE(text.find(good), std::string::npos) << good;
         text.replace(text.find(good), good.size(), bad);
         std::ofstream(document, std::ios::binary | std::ios::trunc) << text;
-        MXF::HeaderMetadata target = header;
-        EXPECT_ANY_THROW(MXF::Writing::applyRegXML(target, document.c_str(), registers())) << bad;
+        MXF::Model::HeaderMetadata target = header;
+        EXPECT_ANY_THROW(MXF::RegXML::applyRegXML(target, document.c_str(), registers())) << bad;
         EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, target), "") << bad;
     }
     std::ofstream(document, std::ios::binary | std::ios::trunc) << "<r0:Preface";
-    MXF::HeaderMetadata target = header;
-    EXPECT_ANY_THROW(MXF::Writing::applyRegXML(target, document.c_str(), registers()));
+    MXF::Model::HeaderMetadata target = header;
+    EXPECT_ANY_THROW(MXF::RegXML::applyRegXML(target, document.c_str(), registers()));
 }
 
 // The process stopped before each step of a write in turn: the file then reads as the old one
@@ -354,8 +360,9 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
     }
     sources.emplace_back(kFixtures / "op1a-mpeg2-pcm.mxf", true);  // a new file
     for (const auto& [source, newFile] : sources) {
-        const MXF::HeaderMetadata old = MXF::readHeaderMetadata(source.c_str(), registers());
-        MXF::HeaderMetadata edited = old;
+        const MXF::Model::HeaderMetadata old =
+            MXF::Reading::readHeaderMetadata(source.c_str(), registers());
+        MXF::Model::HeaderMetadata edited = old;
         MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
         bool finished = false;
         for (int stopAt = 1; !finished && stopAt < 64; ++stopAt) {
@@ -392,7 +399,8 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
                 EXPECT_EQ(fileBytes(file), fileBytes(source));
                 continue;
             }
-            const MXF::HeaderMetadata read = MXF::readHeaderMetadata(written.c_str(), registers());
+            const MXF::Model::HeaderMetadata read =
+                MXF::Reading::readHeaderMetadata(written.c_str(), registers());
             const bool isOld = MXF::Writing::headerMetadataDifference(old, read).empty();
             const bool isNew = MXF::Writing::headerMetadataDifference(edited, read).empty();
             EXPECT_TRUE(isOld || isNew) << source << " stopped at " << stopAt;
@@ -413,24 +421,25 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
             continue;
         }
         const std::string name = entry.path().filename().string();
-        MXF::HeaderMetadata before;
+        MXF::Model::HeaderMetadata before;
         try {
             before = walked(entry.path());
-        } catch (const MXF::FileRefused&) {
+        } catch (const MXF::Model::FileRefused&) {
             continue;
         }
         ++files;
         const Bytes original = fileBytes(entry.path());
         const auto digests = essenceAndIndexDigests(original, before.runIn);
         // Its own RegXML applied (a new file), then one value changed in place in that file.
-        MXF::HeaderMetadata header = MXF::readHeaderMetadata(entry.path().c_str(), registers());
+        MXF::Model::HeaderMetadata header =
+            MXF::Reading::readHeaderMetadata(entry.path().c_str(), registers());
         const fs::path document = scratch / "doc.xml";
         {
             std::ofstream xml(document, std::ios::binary);
-            MXF::writeRegXML(xml, header, registers());
+            MXF::RegXML::writeRegXML(xml, header, registers());
         }
-        MXF::HeaderMetadata applied = header;
-        MXF::Writing::applyRegXML(applied, document.c_str(), registers());
+        MXF::Model::HeaderMetadata applied = header;
+        MXF::RegXML::applyRegXML(applied, document.c_str(), registers());
         EXPECT_EQ(MXF::Writing::headerMetadataDifference(header, applied), "") << name;
         // The same bytes where the document could say everything the file held.
         identical += MXF::Writing::writeHeaderMetadata(applied, registers()) ==
@@ -441,7 +450,8 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
         const MXF::Writing::WriteReport report =
             MXF::Writing::writeFile(entry.path().c_str(), applied, registers(), options);
         EXPECT_EQ(fileBytes(out).size(), original.size() + report.moved) << name;
-        MXF::HeaderMetadata edited = MXF::readHeaderMetadata(out.c_str(), registers());
+        MXF::Model::HeaderMetadata edited =
+            MXF::Reading::readHeaderMetadata(out.c_str(), registers());
         MXF::Writing::setItemText(edited, "Preface/Identification List[0]/Application Name",
                                   "Edited", registers());
         try {
@@ -450,7 +460,7 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
             options.output = out.string();  // rewritten over itself
             MXF::Writing::writeFile(out.c_str(), edited, registers(), options);
         }
-        const MXF::HeaderMetadata after = walked(out);
+        const MXF::Model::HeaderMetadata after = walked(out);
         EXPECT_EQ(MXF::Writing::headerMetadataDifference(edited, after), "") << name;
         EXPECT_EQ(essenceAndIndexDigests(fileBytes(out), after.runIn), digests) << name;
         EXPECT_LE(after.findings.size(), before.findings.size()) << name;

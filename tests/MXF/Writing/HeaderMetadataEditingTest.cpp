@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "../HandBuilt.h"
-#include "Velmar/MXF/HeaderMetadata.h"
-#include "Velmar/MXF/Json.h"
-#include "Velmar/MXF/ValueEncoding.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/Report/Json.h"
+#include "Velmar/MXF/Values/Encoding.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 
@@ -21,14 +23,14 @@ namespace {
 
 const char* const kFixture = VELMAR_MXF_TESTS_DIR "/fixtures/op1a-mpeg2-pcm.mxf";
 
-MXF::HeaderMetadata fixture() {
-    return MXF::readHeaderMetadata(kFixture, registers());
+MXF::Model::HeaderMetadata fixture() {
+    return MXF::Reading::readHeaderMetadata(kFixture, registers());
 }
 
-const MXF::Item& itemOf(const MXF::HeaderMetadata& header, const std::string& path) {
+const MXF::Model::Item& itemOf(const MXF::Model::HeaderMetadata& header, const std::string& path) {
     const std::size_t slash = path.rfind('/');
     const auto sets = MXF::Writing::findSets(header, path.substr(0, slash), registers());
-    const MXF::Item* item =
+    const MXF::Model::Item* item =
         MXF::Writing::findItem(header.sets.at(sets.at(0)), path.substr(slash + 1), registers());
     if (item == nullptr) {
         throw std::runtime_error("no item " + path);
@@ -36,31 +38,31 @@ const MXF::Item& itemOf(const MXF::HeaderMetadata& header, const std::string& pa
     return *item;
 }
 
-std::string json(const MXF::HeaderMetadata& header) {
+std::string json(const MXF::Model::HeaderMetadata& header) {
     std::ostringstream out;
-    MXF::writeJson(out, "x", header);
+    MXF::Report::writeJson(out, "x", header);
     return out.str();
 }
 
 // The number of sets a strong-reference collection holds, by its header.
-std::size_t strongCount(const MXF::Item& item) {
+std::size_t strongCount(const MXF::Model::Item& item) {
     const auto& b = item.bytes;
     return b.size() < 8 ? 0 : std::size_t{b[0]} << 24 | std::size_t{b[1]} << 16 | b[2] << 8 | b[3];
 }
 
 // The header metadata written and read again: the tree the edits left must be one a reader
 // rebuilds, set by set.
-MXF::HeaderMetadata writtenAndRead(const MXF::HeaderMetadata& header) {
+MXF::Model::HeaderMetadata writtenAndRead(const MXF::Model::HeaderMetadata& header) {
     const auto bytes = MXF::Writing::writeHeaderMetadata(header, registers());
     using handbuilt::operator+;
     const handbuilt::Bytes file = handbuilt::partition(bytes.size()) + bytes;
-    return MXF::readHeaderMetadata(file.data(), file.size(), registers());
+    return MXF::Reading::readHeaderMetadata(file.data(), file.size(), registers());
 }
 
 }  // namespace
 
 TEST(HeaderMetadataPaths, NameTheSetsTheySay) {
-    const MXF::HeaderMetadata header = fixture();
+    const MXF::Model::HeaderMetadata header = fixture();
     struct Case {
         const char* path;
         std::size_t count;
@@ -93,7 +95,7 @@ TEST(HeaderMetadataPaths, NameTheSetsTheySay) {
 }
 
 TEST(HeaderMetadataPaths, RefuseWhatNamesNothing) {
-    const MXF::HeaderMetadata header = fixture();
+    const MXF::Model::HeaderMetadata header = fixture();
     for (const char* path : {"Timecode[2]", "Nothing", "Preface//Identification", "Timecode[x]",
                              "Timecode[]", "Preface/Timecode[0]/Identification",
                              "urn:uuid:adab4424-2f25-4dc7-92ff-0000000000ff", ""}) {
@@ -103,11 +105,12 @@ TEST(HeaderMetadataPaths, RefuseWhatNamesNothing) {
 }
 
 TEST(HeaderMetadataEditing, SetsAValueInEverySetThePathNames) {
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     EXPECT_EQ(MXF::Writing::setItemText(header, "Timecode/Start Timecode", "90000", registers()),
               2u);
     for (const std::size_t index : MXF::Writing::findSets(header, "Timecode", registers())) {
-        const MXF::Item* item = MXF::Writing::findItem(header.sets[index], "15.01", registers());
+        const MXF::Model::Item* item =
+            MXF::Writing::findItem(header.sets[index], "15.01", registers());
         ASSERT_NE(item, nullptr);
         EXPECT_EQ(item->value->toJson(), "90000");
         EXPECT_EQ(item->bytes, (std::vector<std::uint8_t>{0, 0, 0, 0, 0, 1, 0x5f, 0x90}));
@@ -149,13 +152,13 @@ TEST(HeaderMetadataEditing, ReadsEachTextFormOfAValue) {
          "99aabbccddeeff00\""},
     };
     for (const Case& c : cases) {
-        MXF::HeaderMetadata header = fixture();
+        MXF::Model::HeaderMetadata header = fixture();
         MXF::Writing::setItemText(header, c.path, c.text, registers());
         EXPECT_EQ(itemOf(header, c.path).value->toJson(), c.json) << c.path << " = " << c.text;
         EXPECT_EQ(itemOf(writtenAndRead(header), c.path).value->toJson(), c.json) << c.path;
     }
     // A label by its URN: the operational pattern's bytes as written.
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     MXF::Writing::setItemText(header, "Preface/Operational Pattern",
                               "urn:smpte:ul:060e2b34.04010101.0d010201.01020900", registers());
     const auto& pattern = itemOf(header, "Preface/Operational Pattern").bytes;
@@ -165,7 +168,7 @@ TEST(HeaderMetadataEditing, ReadsEachTextFormOfAValue) {
 }
 
 TEST(HeaderMetadataEditing, RefusesAValueThatDoesNotFitAndChangesNothing) {
-    const MXF::HeaderMetadata before = fixture();
+    const MXF::Model::HeaderMetadata before = fixture();
     struct Case {
         const char* path;
         const char* text;
@@ -185,20 +188,20 @@ TEST(HeaderMetadataEditing, RefusesAValueThatDoesNotFitAndChangesNothing) {
         {"Material Package/Package ID", "urn:smpte:umid:060a2b34"},
     };
     for (const Case& c : cases) {
-        MXF::HeaderMetadata header = before;
+        MXF::Model::HeaderMetadata header = before;
         EXPECT_THROW(MXF::Writing::setItemText(header, c.path, c.text, registers()),
-                     MXF::ValueRefused)
+                     MXF::Values::ValueRefused)
             << c.path << " = " << c.text;
         EXPECT_EQ(json(header), json(before)) << c.path;
     }
-    MXF::HeaderMetadata header = before;
+    MXF::Model::HeaderMetadata header = before;
     // A NUL ends a string: one within it would be lost to every reader.
     EXPECT_THROW(MXF::Writing::setItemText(header, "Identification/Application Platform",
                                            std::string("a\0b", 3), registers()),
-                 MXF::ValueRefused);
+                 MXF::Values::ValueRefused);
     EXPECT_THROW(MXF::Writing::setItemText(header, "Identification/Application Platform",
                                            std::string("ab\0", 3), registers()),
-                 MXF::ValueRefused);
+                 MXF::Values::ValueRefused);
     // Strong references change by adding and removing sets; an InstanceID is what they hold.
     EXPECT_THROW(MXF::Writing::setItemText(header, "Preface/Content Storage",
                                            "adab4424-2f25-4dc7-92ff-000c00000000", registers()),
@@ -214,21 +217,22 @@ TEST(HeaderMetadataEditing, RefusesAValueThatDoesNotFitAndChangesNothing) {
 }
 
 TEST(HeaderMetadataEditing, AddsAnItemTheSetLacks) {
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     ASSERT_EQ(MXF::Writing::findItem(header.sets[0], "Is RIP Present", registers()), nullptr);
     MXF::Writing::setItemText(header, "Preface/Is RIP Present", "True", registers());
-    const MXF::Item* added = MXF::Writing::findItem(header.sets[0], "IsRIPPresent", registers());
+    const MXF::Model::Item* added =
+        MXF::Writing::findItem(header.sets[0], "IsRIPPresent", registers());
     ASSERT_NE(added, nullptr);
     EXPECT_EQ(added->tag, 0);  // the writer gives it one
     const auto again = writtenAndRead(header);
-    const MXF::Item& read = itemOf(again, "Preface/Is RIP Present");
+    const MXF::Model::Item& read = itemOf(again, "Preface/Is RIP Present");
     EXPECT_EQ(read.value->toJson(), "true");
     EXPECT_GE(read.tag, 0x8000);  // no static tag: a dynamic one
     EXPECT_TRUE(again.findings.empty()) << again.findings.front().message;
 }
 
 TEST(HeaderMetadataEditing, RemovesItemsAndSetsWithWhatTheyHold) {
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     const std::size_t sets = header.sets.size();
     EXPECT_EQ(MXF::Writing::remove(header, "Identification/Application Platform", registers()), 1u);
     EXPECT_THROW(itemOf(header, "Identification/Application Platform"), std::runtime_error);
@@ -248,10 +252,11 @@ TEST(HeaderMetadataEditing, RemovesItemsAndSetsWithWhatTheyHold) {
 }
 
 TEST(HeaderMetadataEditing, RefusesARemovalThatLeavesAReferenceDangling) {
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     const auto package = MXF::Writing::findSets(header, "Material Package", registers());
     MXF::Writing::setItemText(header, "Preface/Primary Package",
-                              MXF::uuidText(*header.sets[package[0]].instanceUID), registers());
+                              MXF::Values::uuidText(*header.sets[package[0]].instanceUID),
+                              registers());
     const std::string before = json(header);
     EXPECT_THROW(MXF::Writing::remove(header, "Material Package", registers()),
                  MXF::Writing::EditRefused);
@@ -266,17 +271,17 @@ TEST(HeaderMetadataEditing, RefusesARemovalThatLeavesAReferenceDangling) {
 }
 
 TEST(HeaderMetadataEditing, AddsASetUnderAStrongReference) {
-    MXF::HeaderMetadata header = fixture();
+    MXF::Model::HeaderMetadata header = fixture();
     const std::size_t at =
         MXF::Writing::addSet(header, "Preface/Identification List", "Identification", registers());
-    const std::string uid = MXF::uuidText(*header.sets[at].instanceUID);
+    const std::string uid = MXF::Values::uuidText(*header.sets[at].instanceUID);
     EXPECT_EQ(header.sets[at].depth, 1u);
     EXPECT_EQ(strongCount(itemOf(header, "Preface/Identification List")), 2u);
     MXF::Writing::setItemText(header, uid + "/Application Name", "Archive", registers());
     const auto again = writtenAndRead(header);
     EXPECT_EQ(itemOf(again, "Preface/Identification[1]/Application Name").value->toJson(),
               "\"Archive\"");
-    EXPECT_EQ(MXF::uuidText(
+    EXPECT_EQ(MXF::Values::uuidText(
                   *again.sets[MXF::Writing::findSets(again, "Identification[1]", registers())[0]]
                        .instanceUID),
               uid);

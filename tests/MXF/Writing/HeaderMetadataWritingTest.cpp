@@ -8,7 +8,10 @@
 #include <string>
 
 #include "../HandBuilt.h"
-#include "Velmar/MXF/HeaderMetadata.h"
+#include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/Reader.h"
+#include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 
 namespace MXF = Velmar::MXF;
@@ -29,9 +32,9 @@ bool isFill(const std::uint8_t* key) {
 }
 
 // The header metadata the file stores, its fill packets left out.
-Bytes storedWithoutFill(const Bytes& file, const MXF::HeaderMetadata& header) {
+Bytes storedWithoutFill(const Bytes& file, const MXF::Model::HeaderMetadata& header) {
     std::uint64_t count = 0;
-    for (const MXF::Partition& p : header.partitions) {
+    for (const MXF::Model::Partition& p : header.partitions) {
         if (p.offset == header.primer.partitionOffset) {
             count = p.headerByteCount;
         }
@@ -59,14 +62,15 @@ Bytes storedWithoutFill(const Bytes& file, const MXF::HeaderMetadata& header) {
 }
 
 // Each set in tree order as its name and its items' tags and values (or bytes).
-std::vector<std::string> treeOf(const MXF::HeaderMetadata& header) {
+std::vector<std::string> treeOf(const MXF::Model::HeaderMetadata& header) {
     std::vector<std::string> lines;
-    for (const MXF::LocalSet& set : header.sets) {
+    for (const MXF::Model::LocalSet& set : header.sets) {
         lines.push_back(std::to_string(set.depth) + " " + set.name());
-        for (const MXF::Item& item : set.items) {
+        for (const MXF::Model::Item& item : set.items) {
             lines.push_back("  " + std::to_string(item.tag) + " " + item.name() + " " +
-                            (item.value ? item.value->toJson()
-                                        : MXF::plainHex(item.bytes.data(), item.bytes.size())));
+                            (item.value
+                                 ? item.value->toJson()
+                                 : MXF::Values::plainHex(item.bytes.data(), item.bytes.size())));
         }
     }
     return lines;
@@ -79,15 +83,15 @@ struct Written {
 
 Written writeBack(const std::string& path) {
     const Bytes file = fileBytes(path);
-    const MXF::HeaderMetadata header =
-        MXF::readHeaderMetadata(file.data(), file.size(), handbuilt::registers());
+    const MXF::Model::HeaderMetadata header =
+        MXF::Reading::readHeaderMetadata(file.data(), file.size(), handbuilt::registers());
     const Bytes written = MXF::Writing::writeHeaderMetadata(header, handbuilt::registers());
     Written result;
     result.sameBytes = written == storedWithoutFill(file, header);
     // Alone in a closed complete header partition, read again.
     const Bytes alone = handbuilt::operator+(handbuilt::partition(written.size()), written);
-    const MXF::HeaderMetadata again =
-        MXF::readHeaderMetadata(alone.data(), alone.size(), handbuilt::registers());
+    const MXF::Model::HeaderMetadata again =
+        MXF::Reading::readHeaderMetadata(alone.data(), alone.size(), handbuilt::registers());
     result.readsTheSame = treeOf(again) == treeOf(header) &&
                           again.unreadPackets.size() == header.unreadPackets.size();
     return result;
@@ -125,7 +129,7 @@ TEST(HeaderMetadataWriting, WritesOtherWritersFilesBackAsTheyReadThem) {
             EXPECT_TRUE(written.readsTheSame);
             same += written.sameBytes;
             ++files;
-        } catch (const MXF::FileRefused&) {
+        } catch (const MXF::Model::FileRefused&) {
         }
     }
     EXPECT_GE(files, 20u);
