@@ -1,5 +1,7 @@
 #pragma once
 
+// The walk: every packet of a file stepped over, and what they say of each other checked.
+
 #include "../KLV/ByteSource.h"
 #include "Velmar/MXF/Model/HeaderMetadata.h"
 
@@ -10,11 +12,5 @@ namespace Velmar::MXF::Checking {
 // met and result.randomIndex to the pack that ends the file, if one does, and adds result.walk
 // and the findings of its checks.
 void walkFile(KLV::ByteSource& source, Model::HeaderMetadata& result);
-
-// What the walk found of the essence against what the header metadata says of it: each
-// essence element's track number among the tracks', each track's among the essence's, and
-// each descriptor's essence container among the header partition's. Adds findings.
-void checkEssenceAgainstMetadata(Model::HeaderMetadata& result,
-                                 const std::vector<Model::LocalSet>& sets);
 
 }  // namespace Velmar::MXF::Checking

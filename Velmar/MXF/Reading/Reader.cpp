@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "../Checking/EssenceRules.h"
 #include "../Checking/Walk.h"
 #include "../KLV/ByteSource.h"
 #include "../KLV/Labels.h"
