@@ -459,7 +459,7 @@ class Reader {
             if (const MM::TypeDefinition* registered = types.type(typeId.data())) {
                 typeName = depth == 0 ? std::string(registered->symbol) : typeName;
                 item.type = registered;
-                decodeByType(*registered, types, item.bytes, decoded);
+                decoded = decodeItem(nullptr, registered, types, item.bytes);
                 noteStrongReferences(item, *registered);
                 break;
             }

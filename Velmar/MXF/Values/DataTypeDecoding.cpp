@@ -1,3 +1,5 @@
+// The decoder's fallback: values by their element's data type, where the register gives no type
+// or one that leaves them raw (an array of names, say).
 #include "Decoding.h"
 
 #include <cstring>
@@ -56,67 +58,37 @@ std::size_t fixedSize(Id::Identifier type) {
     }
 }
 
-std::string utf16be(const std::uint8_t* bytes, std::size_t size, bool& replaced) {
-    return decodeText(bytes, size, TextEncoding::UTF16BE, replaced);
-}
-
-std::string narrowText(const std::uint8_t* bytes, std::size_t size, TextEncoding encoding,
-                       bool& replaced) {
-    return decodeText(bytes, size, encoding, replaced);
-}
-
-std::string twoDigits(unsigned value) {
-    return (value < 10 ? "0" : "") + std::to_string(value);
-}
-
 // One value of a simple type; none where it has no decoded form.
 std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::size_t size,
                             bool& replaced) {
-    const std::uint64_t u = size <= 8 ? bigEndian(b, size) : 0;
     switch (type) {
         case Id::Boolean:
             return Value::boolean(b[0] != 0);
         case Id::Int8:
-            return Value::signedInteger(static_cast<std::int8_t>(u));
         case Id::Int16:
-            return Value::signedInteger(static_cast<std::int16_t>(u));
         case Id::Int32:
-            return Value::signedInteger(static_cast<std::int32_t>(u));
         case Id::Int64:
         case Id::Length:
         case Id::Position:
-            return Value::signedInteger(static_cast<std::int64_t>(u));
+            return integerValue(b, size, true);
         case Id::UInt8:
         case Id::UInt16:
         case Id::UInt32:
         case Id::UInt64:
-            return Value::unsignedInteger(u);
-        case Id::Float32: {
-            const std::uint32_t bits = static_cast<std::uint32_t>(u);
-            float f;
-            std::memcpy(&f, &bits, 4);
-            return f == f && f - f == 0 ? std::optional<Value>(Value::floatingPoint(f, 4))
-                                        : std::nullopt;
-        }
-        case Id::Float64: {
-            double d;
-            std::memcpy(&d, &u, 8);
-            return d == d && d - d == 0 ? std::optional<Value>(Value::floatingPoint(d))
-                                        : std::nullopt;
-        }
+            return integerValue(b, size, false);
+        case Id::Float32:
+        case Id::Float64:
+            return floatValue(b, size);
         case Id::UTF16:
         case Id::UTF16String:
-            return Value::text(utf16be(b, size, replaced));
+            return Value::text(decodeText(b, size, TextEncoding::UTF16BE, replaced));
         case Id::ISO7String:
-            return Value::text(narrowText(b, size, TextEncoding::ISO7, replaced));
+            return Value::text(decodeText(b, size, TextEncoding::ISO7, replaced));
         case Id::UTF8String:
-            return Value::text(narrowText(b, size, TextEncoding::UTF8, replaced));
+            return Value::text(decodeText(b, size, TextEncoding::UTF8, replaced));
         case Id::UUID:
-        case Id::StrongRef: {
-            Bytes16 id;
-            std::memcpy(id.data(), b, 16);
-            return Value::text(uuidText(id));
-        }
+        case Id::StrongRef:
+            return Value::text(uuidText(bytes16(b)));
         case Id::UniversalLabel:
         case Id::AUID:
         case Id::WeakRef:
@@ -126,20 +98,12 @@ std::optional<Value> simple(Id::Identifier type, const std::uint8_t* b, std::siz
         case Id::UMID32:
         case Id::UMID64:
             return Value::text(plainHex(b, size));
-        case Id::Timestamp: {
-            const unsigned year = static_cast<unsigned>(bigEndian(b, 2));
-            char text[40];
-            std::snprintf(text, sizeof text, "%04u-%s-%sT%s:%s:%s.%03u", year,
-                          twoDigits(b[2]).c_str(), twoDigits(b[3]).c_str(), twoDigits(b[4]).c_str(),
-                          twoDigits(b[5]).c_str(), twoDigits(b[6]).c_str(), b[7] * 4u);
-            return Value::text(text);
-        }
+        case Id::Timestamp:
+            return timestampValue(b);
         case Id::Rational:
-            return Value::list(
-                {Value::signedInteger(static_cast<std::int32_t>(bigEndian(b, 4))),
-                 Value::signedInteger(static_cast<std::int32_t>(bigEndian(b + 4, 4)))});
+            return rationalValue(b);
         case Id::VersionType:
-            return Value::text(std::to_string(b[0]) + "." + std::to_string(b[1]));
+            return versionValue(b);
         default:
             return std::nullopt;
     }
@@ -155,22 +119,6 @@ bool isCollection(Id::Identifier type) {
     return type == Id::Array || type == Id::Batch;
 }
 
-// Array of UTF16: NUL-ended strings with no header; the last NUL may be missing.
-Value nameList(const std::vector<std::uint8_t>& bytes, bool& replaced) {
-    std::vector<Value> names;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        if (bytes[i] == 0 && bytes[i + 1] == 0) {
-            names.push_back(Value::text(utf16be(bytes.data() + start, i - start, replaced)));
-            start = i + 2;
-        }
-    }
-    if (start + 1 < bytes.size()) {
-        names.push_back(Value::text(utf16be(bytes.data() + start, bytes.size() - start, replaced)));
-    }
-    return Value::list(std::move(names));
-}
-
 void noteInvalidText(bool replaced, Id::Identifier type, Decoded& decoded) {
     if (replaced && decoded.invalidText.empty()) {
         const char* name = Id::identifierToString(type);
@@ -184,100 +132,7 @@ void noteInvalidText(bool replaced, Id::Identifier type, Decoded& decoded) {
 
 }  // namespace
 
-void appendUtf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xc0 | c >> 6);
-        out += static_cast<char>(0x80 | (c & 0x3f));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xe0 | c >> 12);
-        out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-        out += static_cast<char>(0x80 | (c & 0x3f));
-    } else {
-        out += static_cast<char>(0xf0 | c >> 18);
-        out += static_cast<char>(0x80 | (c >> 12 & 0x3f));
-        out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-        out += static_cast<char>(0x80 | (c & 0x3f));
-    }
-}
-
-std::string decodeText(const std::uint8_t* b, std::size_t size, TextEncoding encoding,
-                       bool& replaced) {
-    constexpr char32_t kReplacement = 0xfffd;
-    std::string out;
-    out.reserve(size);
-    if (encoding == TextEncoding::UTF16BE) {
-        std::size_t end = size & ~std::size_t{1};
-        while (end >= 2 && b[end - 2] == 0 && b[end - 1] == 0) {
-            end -= 2;  // trailing NULs
-        }
-        for (std::size_t i = 0; i < end; i += 2) {
-            char32_t c = static_cast<char32_t>(b[i] << 8 | b[i + 1]);
-            if (c >= 0xd800 && c <= 0xdbff && i + 3 < end) {
-                const char32_t low = static_cast<char32_t>(b[i + 2] << 8 | b[i + 3]);
-                if (low >= 0xdc00 && low <= 0xdfff) {
-                    c = 0x10000 + ((c - 0xd800) << 10) + (low - 0xdc00);
-                    i += 2;
-                }
-            }
-            if (c >= 0xd800 && c <= 0xdfff) {
-                c = kReplacement;
-                replaced = true;
-            }
-            appendUtf8(out, c);
-        }
-        return out;
-    }
-    std::size_t end = size;
-    while (end > 0 && b[end - 1] == 0) {
-        --end;
-    }
-    for (std::size_t i = 0; i < end;) {
-        const std::uint8_t lead = b[i];
-        if (lead < 0x80) {
-            out += static_cast<char>(lead);
-            ++i;
-            continue;
-        }
-        // A sequence of its lead's length, each continuation 10xxxxxx, in the shortest form and
-        // within Unicode; anything else is one replaced byte. ISO 646 has no byte over 7f.
-        const std::size_t length = encoding == TextEncoding::ISO7 ? 0
-                                   : lead >= 0xc2 && lead <= 0xdf ? 2
-                                   : lead >= 0xe0 && lead <= 0xef ? 3
-                                   : lead >= 0xf0 && lead <= 0xf4 ? 4
-                                                                  : 0;
-        // The continuation bytes that fit (the second within its lead's range); a sequence cut
-        // short is one U+FFFD for what it has, as Unicode's maximal subparts count.
-        std::size_t fitting = 0;
-        for (std::size_t k = 1; k < length && i + k < end; ++k) {
-            const std::uint8_t c = b[i + k];
-            const std::uint8_t low = k > 1          ? 0x80
-                                     : lead == 0xe0 ? 0xa0
-                                     : lead == 0xf0 ? 0x90
-                                                    : 0x80;
-            const std::uint8_t high = k > 1          ? 0xbf
-                                      : lead == 0xed ? 0x9f
-                                      : lead == 0xf4 ? 0x8f
-                                                     : 0xbf;
-            if (c < low || c > high) {
-                break;
-            }
-            ++fitting;
-        }
-        if (length == 0 || fitting + 1 != length) {
-            appendUtf8(out, kReplacement);
-            replaced = true;
-            i += 1 + fitting;
-            continue;
-        }
-        out.append(reinterpret_cast<const char*>(b + i), length);
-        i += length;
-    }
-    return out;
-}
-
-Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8_t>& bytes) {
+Decoded decodeByDataType(const MM::MetaElement& element, const std::vector<std::uint8_t>& bytes) {
     Decoded decoded;
     const Id::Identifier type = element.dataType();
     if (!isCollection(type)) {
@@ -302,7 +157,7 @@ Decoded decodeValue(const MM::MetaElement& element, const std::vector<std::uint8
     }
     if (type == Id::Array && item == Id::UTF16) {
         bool replaced = false;
-        decoded.value = nameList(bytes, replaced);
+        decoded.value = stringList(bytes.data(), bytes.size(), replaced);
         noteInvalidText(replaced, Id::UTF16String, decoded);
         return decoded;
     }

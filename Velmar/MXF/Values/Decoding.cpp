@@ -1,5 +1,5 @@
-// Values by their registered type: what the data type identifier leaves raw (records,
-// enumerations, fixed arrays, indirect values, arrays of records), and labels named.
+// The decoder: an item's value by its registered type (records, enumerations, arrays, indirect
+// values, labels named), else by its element's data type.
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -29,7 +29,10 @@ bool isLabel(const std::uint8_t* bytes) {
 
 class TypedDecoder {
   public:
-    TypedDecoder(const MM::TypeDefinitions& types, Decoded& out) : types_(types), out_(out) {}
+    // `shownName` names the item's type in what is said of its value (its data type's name, which
+    // the reader shows beside it), where the registered type's symbol would be another name.
+    TypedDecoder(const MM::TypeDefinitions& types, Decoded& out, std::string shownName = {})
+        : types_(types), out_(out), shownName_(std::move(shownName)) {}
 
     // The fixed size of the type's values, or 0 where it varies or cannot be known.
     std::size_t sizeOf(const MM::TypeDefinition& type, int depth = 0) const {
@@ -84,15 +87,15 @@ class TypedDecoder {
         }
         const std::size_t fixed = sizeOf(type, depth);
         if (fixed != 0 && fixed != size) {
-            badSize(std::to_string(size) + " bytes where " + std::string(type.symbol) + " has " +
+            badSize(std::to_string(size) + " bytes where " + nameOf(type, depth) + " has " +
                     std::to_string(fixed));
             return std::nullopt;
         }
         switch (type.kind) {
             case TypeKind::Integer:
-                return integer(type, b, size);
+                return integerValue(b, size, type.isSigned);
             case TypeKind::Float:
-                return floating(b, size);
+                return floatValue(b, size);
             case TypeKind::Character:
             case TypeKind::String:
                 return text(type, b, size, depth);
@@ -116,7 +119,7 @@ class TypedDecoder {
             case TypeKind::StrongReference:
                 return Value::text(uuidText(bytes16(b)));
             case TypeKind::WeakReference:
-                return weakReference(b, size);
+                return weakReference(type, b, size);
             case TypeKind::Opaque:
             case TypeKind::Stream:
                 return std::nullopt;
@@ -134,59 +137,14 @@ class TypedDecoder {
     }
 
   private:
+    std::string nameOf(const MM::TypeDefinition& type, int depth) const {
+        return depth == 0 && !shownName_.empty() ? shownName_ : std::string(type.symbol);
+    }
+
     void badSize(const std::string& why) {
         if (out_.badSize.empty()) {
             out_.badSize = why;
         }
-    }
-
-    static Bytes16 bytes16(const std::uint8_t* b) {
-        Bytes16 id;
-        std::memcpy(id.data(), b, 16);
-        return id;
-    }
-
-    static std::optional<Value> integer(const MM::TypeDefinition& type, const std::uint8_t* b,
-                                        std::size_t size) {
-        if (size == 0 || size > 8) {
-            return std::nullopt;
-        }
-        const std::uint64_t u = bigEndian(b, size);
-        if (!type.isSigned) {
-            return Value::unsignedInteger(u);
-        }
-        const unsigned shift = static_cast<unsigned>(64 - 8 * size);
-        return Value::signedInteger(static_cast<std::int64_t>(u << shift) >> shift);
-    }
-
-    static std::optional<Value> floating(const std::uint8_t* b, std::size_t size) {
-        double value = 0;
-        if (size == 8) {
-            const std::uint64_t bits = bigEndian(b, 8);
-            std::memcpy(&value, &bits, 8);
-        } else if (size == 4) {
-            const auto bits = static_cast<std::uint32_t>(bigEndian(b, 4));
-            float f;
-            std::memcpy(&f, &bits, 4);
-            value = f;
-        } else if (size == 2) {  // IEEE 754 half precision
-            const auto bits = static_cast<unsigned>(bigEndian(b, 2));
-            const int exponent = static_cast<int>(bits >> 10 & 0x1f);
-            const double fraction = bits & 0x3ff;
-            if (exponent == 31) {
-                return std::nullopt;
-            }
-            value = exponent == 0 ? std::ldexp(fraction, -24)
-                                  : std::ldexp(fraction + 1024, exponent - 25);
-            value = (bits & 0x8000) != 0 ? -value : value;
-        } else {
-            return std::nullopt;
-        }
-        // JSON and XML have no text for these.
-        if (value != value || value - value != 0) {
-            return std::nullopt;
-        }
-        return Value::floatingPoint(value, static_cast<unsigned>(size));
     }
 
     std::optional<Value> text(const MM::TypeDefinition& type, const std::uint8_t* b,
@@ -209,7 +167,7 @@ class TypedDecoder {
                                (encoding == TextEncoding::UTF16BE ? "UTF-16"
                                 : encoding == TextEncoding::UTF8  ? "UTF-8"
                                                                   : "ISO 646 (7-bit) text") +
-                               " in a " + std::string(type.symbol) + ", read as U+FFFD";
+                               " in a " + nameOf(type, depth) + ", read as U+FFFD";
         }
         return Value::text(std::move(utf8));
     }
@@ -224,19 +182,13 @@ class TypedDecoder {
             return Value::text(plainHex(b, size));
         }
         if (type.symbol == "Rational") {
-            return Value::list(
-                {Value::signedInteger(static_cast<std::int32_t>(bigEndian(b, 4))),
-                 Value::signedInteger(static_cast<std::int32_t>(bigEndian(b + 4, 4)))});
+            return rationalValue(b);
         }
         if (type.symbol == "VersionType") {
-            return Value::text(std::to_string(b[0]) + "." + std::to_string(b[1]));
+            return versionValue(b);
         }
         if (type.symbol == "TimeStamp") {
-            char text[40];
-            std::snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02u.%03u",
-                          static_cast<unsigned>(bigEndian(b, 2)), b[2], b[3], b[4], b[5], b[6],
-                          b[7] * 4u);
-            return Value::text(text);
+            return timestampValue(b);
         }
         if (type.members.empty()) {
             return std::nullopt;
@@ -253,7 +205,7 @@ class TypedDecoder {
             fixed += memberSize;
         }
         if (fixed > size) {
-            badSize(std::to_string(size) + " bytes where " + std::string(type.symbol) +
+            badSize(std::to_string(size) + " bytes where " + nameOf(type, depth) +
                     " has at least " + std::to_string(fixed));
             return std::nullopt;
         }
@@ -357,8 +309,11 @@ class TypedDecoder {
         if (resolved == nullptr || (resolved->kind == TypeKind::Integer && resolved->size == 1)) {
             return std::nullopt;  // bytes with no header: opaque data
         }
+        if (resolved->kind == TypeKind::String || resolved->kind == TypeKind::Character) {
+            return strings(type, b, size, depth);  // NUL-ended, with no header
+        }
         if (size < 8) {
-            badSize(std::to_string(size) + " bytes, fewer than a " + std::string(type.symbol) +
+            badSize(std::to_string(size) + " bytes, fewer than a " + nameOf(type, depth) +
                     "'s 8-byte header");
             return std::nullopt;
         }
@@ -382,6 +337,17 @@ class TypedDecoder {
         }
         return items(*element, b + 8, static_cast<std::size_t>(itemSize),
                      static_cast<std::size_t>(count), depth);
+    }
+
+    Value strings(const MM::TypeDefinition& type, const std::uint8_t* b, std::size_t size,
+                  int depth) {
+        bool replaced = false;
+        Value list = stringList(b, size, replaced);
+        if (replaced && out_.invalidText.empty()) {
+            out_.invalidText =
+                "bytes that are not valid UTF-16 in a " + nameOf(type, depth) + ", read as U+FFFD";
+        }
+        return list;
     }
 
     std::optional<Value> items(const MM::TypeDefinition& element, const std::uint8_t* b,
@@ -426,64 +392,22 @@ class TypedDecoder {
              {"value", std::move(*value)}});
     }
 
-    // The target's identifier: a label (named), a UUID, or a package's UMID.
-    std::optional<Value> weakReference(const std::uint8_t* b, std::size_t size) const {
-        if (size == 16) {
-            return isLabel(b) ? label(b) : Value::text(uuidText(bytes16(b)));
+    // The target's identifier: a label, named where the register has it; else its bytes dotted.
+    std::optional<Value> weakReference(const MM::TypeDefinition& type, const std::uint8_t* b,
+                                       std::size_t size) {
+        if (size == 0) {
+            badSize("0 bytes for " + nameOf(type, 0));
+            return std::nullopt;
         }
-        if (size == 32) {
-            return Value::text(plainHex(b, size));
-        }
-        return std::nullopt;
+        return size == 16 && isLabel(b) ? label(b) : Value::text(dottedHex(b, size));
     }
 
     const MM::TypeDefinitions& types_;
     Decoded& out_;
+    std::string shownName_;
 };
 
 }  // namespace
-
-void decodeByType(const MM::TypeDefinition& type, const MM::TypeDefinitions& types,
-                  const std::vector<std::uint8_t>& bytes, Decoded& decoded) {
-    TypedDecoder decoder(types, decoded);
-    const Value* have = decoded.value ? &*decoded.value : nullptr;
-    if (have == nullptr) {
-        decoded.value = decoder.decode(type, bytes.data(), bytes.size());
-        if (!decoded.value && !decoded.badSize.empty()) {
-            decoded.unknownEnumeration.clear();
-        }
-        return;
-    }
-    // Decoded already by its data type: labels, alone or in a collection, get their names.
-    const auto named = [&](const Value& value) -> std::optional<Value> {
-        std::optional<LabelBytes> bytes;
-        if (value.kind() == Value::Kind::Text && value.asText().size() == 47) {
-            bytes = MM::labelFromText(value.asText());
-        }
-        if (bytes && isLabel(bytes->data())) {
-            Value labelled = decoder.label(bytes->data());
-            if (labelled.kind() == Value::Kind::Label) {
-                return labelled;
-            }
-        }
-        return std::nullopt;
-    };
-    if (have->kind() == Value::Kind::List) {
-        std::vector<Value> list = have->asList();
-        bool changed = false;
-        for (Value& item : list) {
-            if (std::optional<Value> labelled = named(item)) {
-                item = std::move(*labelled);
-                changed = true;
-            }
-        }
-        if (changed) {
-            decoded.value = Value::list(std::move(list));
-        }
-    } else if (std::optional<Value> labelled = named(*have)) {
-        decoded.value = std::move(labelled);
-    }
-}
 
 std::size_t registeredSize(const MM::TypeDefinition& type, const MM::TypeDefinitions& types) {
     Decoded unused;
@@ -493,13 +417,21 @@ std::size_t registeredSize(const MM::TypeDefinition& type, const MM::TypeDefinit
 Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* type,
                    const MM::TypeDefinitions& types, const std::vector<std::uint8_t>& bytes) {
     Decoded decoded;
-    if (element != nullptr) {
-        decoded = decodeValue(*element, bytes);
+    if (type != nullptr) {
+        const char* shown =
+            element ? SDK::Types::Identifiers::identifierToString(element->dataType()) : nullptr;
+        decoded.value = TypedDecoder(types, decoded, shown ? shown : "")
+                            .decode(*type, bytes.data(), bytes.size());
+        if (decoded.value || !decoded.badSize.empty()) {
+            if (!decoded.value) {
+                decoded.unknownEnumeration.clear();
+            }
+            return decoded;
+        }
     }
-    if (type != nullptr && decoded.badSize.empty()) {
-        decodeByType(*type, types, bytes, decoded);
-    }
-    return decoded;
+    // Where the register gives no type, or one that leaves the value raw, its data type may say
+    // more (a list of names, say).
+    return element != nullptr ? decodeByDataType(*element, bytes) : decoded;
 }
 
 }  // namespace Velmar::MXF::Values

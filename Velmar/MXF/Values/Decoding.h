@@ -1,5 +1,7 @@
 #pragma once
 
+// The decoder of item values, with the primitives its two ways share.
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,29 +31,37 @@ std::string decodeText(const std::uint8_t* bytes, std::size_t size, TextEncoding
 // A code point appended as UTF-8.
 void appendUtf8(std::string& out, char32_t c);
 
-// An item's bytes by its element's data type. What has no decoded form (enumerations, records,
-// indirect values) stays raw; a size that does not fit the type stays raw and says so.
-Decoded decodeValue(const SDK::MetaMetadata::MetaElement& element,
-                    const std::vector<std::uint8_t>& bytes);
-
-// The same value by its registered type: what decodeValue left raw is decoded (records,
-// enumerations, fixed arrays, indirect values, arrays of records), and labels it decoded get
-// their register names.
-void decodeByType(const SDK::MetaMetadata::TypeDefinition& type,
-                  const SDK::MetaMetadata::TypeDefinitions& types,
-                  const std::vector<std::uint8_t>& bytes, Decoded& decoded);
+// Strings of UTF-16 one after another, each ended by a NUL (the last NUL may be missing), as an
+// array of strings is stored: no header.
+Model::Value stringList(const std::uint8_t* bytes, std::size_t size, bool& replaced);
+// An integer of 1 to 8 bytes; a float of 2, 4 or 8 (none for NaN and infinities, which JSON and
+// XML cannot write); a time stamp as text, a rational as [numerator, denominator], a version as
+// "major.minor".
+std::optional<Model::Value> integerValue(const std::uint8_t* bytes, std::size_t size,
+                                         bool isSigned);
+std::optional<Model::Value> floatValue(const std::uint8_t* bytes, std::size_t size);
+Model::Value timestampValue(const std::uint8_t* bytes8);
+Model::Value rationalValue(const std::uint8_t* bytes8);
+Model::Value versionValue(const std::uint8_t* bytes2);
 
 // The fixed size in bytes of a registered type's values, or 0 where it varies or cannot be
 // known (the reader and the encoder measure alike).
 std::size_t registeredSize(const SDK::MetaMetadata::TypeDefinition& type,
                            const SDK::MetaMetadata::TypeDefinitions& types);
 
-// An item's bytes as the reader decodes them: by its element's data type where it has an
-// element, then by its registered type where it has one and the size fits.
+// An item's bytes as the reader decodes them: by its registered type where it has one; else,
+// or where that type leaves them raw, by its element's data type, where it has an element.
+// What is said of a value names its element's data type, which the reader shows beside it.
 Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
                    const SDK::MetaMetadata::TypeDefinition* type,
                    const SDK::MetaMetadata::TypeDefinitions& types,
                    const std::vector<std::uint8_t>& bytes);
+
+// The fallback: an item's bytes by its element's data type alone. What has no decoded form
+// (enumerations, records, indirect values) stays raw; a size that does not fit the type stays
+// raw and says so.
+Decoded decodeByDataType(const SDK::MetaMetadata::MetaElement& element,
+                         const std::vector<std::uint8_t>& bytes);
 
 // Whether an element holds strong references (one, or a collection of them).
 bool holdsStrongReferences(const SDK::MetaMetadata::MetaElement& element);
