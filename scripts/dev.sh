@@ -14,7 +14,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libxxhash-dev libgtest-dev \
+scripts/ensure-packages.sh g++ cmake make pkg-config binutils valgrind libxerces-c-dev libxalan-c-dev libxxhash-dev libgtest-dev libcli11-dev \
   pybind11-dev python3-dev python3-pytest python3-dask python3-distributed
 
 jobs=$(nproc)

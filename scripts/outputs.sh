@@ -74,5 +74,8 @@ run usage-partition regxml --partition middle "$(realpath tests/MXF/fixtures/d10
 run usage-set-both set "$(realpath tests/MXF/fixtures/d10.mxf)" -o x.mxf --in-place
 run usage-set-none set "$(realpath tests/MXF/fixtures/d10.mxf)" 'Preface/Version=1'
 run help --help
+for command in summary dump check show import-registers compile mxf regxml report set apply; do
+  run "help-$command" help "$command"
+done
 run version --version
 echo "$(find "$out" -type f | wc -l) outputs in $out"

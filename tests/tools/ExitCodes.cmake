@@ -79,13 +79,55 @@ foreach(args "" "frobnicate" "summary" "summary;a.xsd;b.xsd" "dump;--json;${SAMP
         "mxf;-j;1025;file.mxf" "mxf;-j;two;file.mxf" "compile;${SAMPLE}" "compile;--json;${SAMPLE};-o;x"
         "summary;--walk;${SAMPLE}")
   expect(2 ${args})
-  if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict --help'\n$" OR NOT last_output STREQUAL "")
+  if(NOT last_error MATCHES "^xsddict: [^\n]+; see 'xsddict ([a-z-]+ )?--help'\n$" OR NOT last_output STREQUAL "")
     message(FATAL_ERROR "xsddict ${args}: not a one-line usage error:\n${last_output}${last_error}")
   endif()
 endforeach()
 expect(0 -h)
 if(NOT last_output MATCHES "^usage: xsddict COMMAND" OR last_output MATCHES "copies" OR NOT last_output MATCHES "\n  mxf FILE.mxf")
   message(FATAL_ERROR "unexpected help:\n${last_output}")
+endif()
+# A command's own help, asked either way, gives its usage, options and examples, and no other
+# command's options.
+foreach(args "mxf;--help" "help;mxf" "mxf;-h;file.mxf")
+  expect(0 ${args})
+  if(NOT last_output MATCHES "^usage: xsddict mxf \\[OPTIONS\\] FILE.mxf\\|DIR...\n" OR
+     NOT last_output MATCHES "\n  --walk  " OR NOT last_output MATCHES "\nexamples:\n  xsddict mxf " OR
+     last_output MATCHES "--in-place" OR NOT last_error STREQUAL "")
+    message(FATAL_ERROR "xsddict ${args}: unexpected help:\n${last_output}${last_error}")
+  endif()
+endforeach()
+expect(0 help)
+if(NOT last_output MATCHES "^usage: xsddict COMMAND")
+  message(FATAL_ERROR "unexpected help:\n${last_output}")
+endif()
+# The hidden option stays out of its command's help.
+expect(0 import-registers --help)
+if(last_output MATCHES "copies" OR NOT last_output MATCHES "\n  -o FILE  ")
+  message(FATAL_ERROR "unexpected help:\n${last_output}")
+endif()
+# A slip names the nearest option or command; an option of another command says so; one far
+# from every option is only unknown.
+function(usage_error message)
+  expect(2 ${ARGN})
+  if(NOT last_error MATCHES "^xsddict: ${message}\n$")
+    message(FATAL_ERROR "xsddict ${ARGN}: ${last_error}")
+  endif()
+endfunction()
+usage_error("unknown option \"--jsn\" \\(did you mean --json\\?\\); see 'xsddict mxf --help'" mxf --jsn file.mxf)
+usage_error("unknown command \"mxff\" \\(did you mean mxf\\?\\); see 'xsddict --help'" mxff file.mxf)
+usage_error("--in-place does not apply to mxf; see 'xsddict mxf --help'" mxf --in-place file.mxf)
+usage_error("unknown option \"--frobnicate\"; see 'xsddict mxf --help'" mxf --frobnicate file.mxf)
+usage_error("-o needs a value; see 'xsddict regxml --help'" regxml file.mxf -o)
+# Options may stand before the command, and a command's argument may be named like another
+# command.
+expect(0 --json summary ${SAMPLE})
+if(NOT last_output MATCHES "^{\n  \"schema\": ")
+  message(FATAL_ERROR "unexpected summary: ${last_output}")
+endif()
+expect(1 show ${SAMPLE} report)
+if(NOT last_error MATCHES "no element or set \"report\"")
+  message(FATAL_ERROR "unexpected show: ${last_error}")
 endif()
 expect(0 --version)
 if(NOT last_output MATCHES "^xsddict [0-9]+\\.[0-9]+\\.[0-9]+\nbuilt-in dictionary: SMPTE register snapshot of [0-9]+-[0-9]+-[0-9]+ \\([^\n]*registers.xsdc\\)\n$")

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "CommandSupport.h"
 #include "MxfRun.h"
 #include "Velmar/MXF/Model/FileRefused.h"
 #include "Velmar/MXF/Reading/Reader.h"
@@ -145,6 +146,54 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
         err << "xsddict: " << file << ": out of memory\n";
         return EXIT_FAILURE;
     }
+}
+
+int runEdit(const Arguments& arguments) {
+    EditRunOptions options;
+    options.output = arguments.value("-o");
+    options.walk = arguments.has("--walk");
+    options.verbose = arguments.has("--verbose");
+    if (arguments.has("-o") == arguments.has("--in-place")) {
+        throw UsageError{arguments.command + " needs -o OUT.mxf or --in-place (one of them)"};
+    }
+    if (arguments.has("-o") && options.output.empty()) {
+        throw UsageError{"-o needs a file name"};
+    }
+    std::vector<EditStep> steps;
+    using Kind = EditStep::Kind;
+    for (const auto& [name, value] : arguments.options) {
+        if (name == "--remove") {
+            steps.push_back({Kind::Remove, value, {}});
+        } else if (name == "--add") {
+            const std::size_t equals = value.rfind('=');
+            if (equals == std::string::npos) {
+                throw UsageError{"--add takes PATH=SET, not \"" + value + "\""};
+            }
+            steps.push_back({Kind::Add, value.substr(0, equals), value.substr(equals + 1)});
+        }
+    }
+    if (arguments.command == "apply") {
+        steps.push_back({Kind::Apply, arguments.positional[1], {}});
+    } else {
+        for (std::size_t i = 1; i < arguments.positional.size(); ++i) {
+            const std::string& change = arguments.positional[i];
+            const std::size_t equals = change.find('=');
+            if (equals == std::string::npos) {
+                throw UsageError{"a change is PATH=VALUE, not \"" + change + "\""};
+            }
+            steps.push_back({Kind::Set, change.substr(0, equals), change.substr(equals + 1)});
+        }
+        if (steps.empty()) {
+            throw UsageError{"set needs a change: PATH=VALUE, --remove PATH or --add PATH=SET"};
+        }
+    }
+    KeptToExit<Velmar::SDK::MetaMetadata::Dictionary> kept;
+    Velmar::SDK::MetaMetadata::Dictionary& dictionary = kept.get();
+    if (!loadReadingDictionary(arguments, dictionary)) {
+        return kFailed;
+    }
+    return editMxfFile(arguments.positional.front(), steps, dictionary, options, std::cout,
+                       std::cerr);
 }
 
 }  // namespace xsddict

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace xsddict {
@@ -29,5 +30,9 @@ struct EditRunOptions {
 int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                 const EditRunOptions& options, std::ostream& out, std::ostream& err);
+
+// The driver of set and apply: their changes, from the command line, made to one file's
+// header metadata and written to a new file or in place.
+int runEdit(const Arguments& arguments);
 
 }  // namespace xsddict

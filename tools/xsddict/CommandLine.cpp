@@ -1,0 +1,356 @@
+#include "CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <optional>
+
+namespace xsddict {
+
+struct CommandLine::Command {
+    std::string name;
+    const char* does;
+    Takes takes;
+    const char* examples;
+    Run run;
+    CLI::App* app;
+};
+
+bool Arguments::has(const std::string& name) const {
+    return std::any_of(options.begin(), options.end(),
+                       [&](const auto& option) { return option.first == name; });
+}
+
+std::string Arguments::value(const std::string& name) const {
+    for (const auto& option : options) {
+        if (option.first == name) {
+            return option.second;
+        }
+    }
+    return {};
+}
+
+namespace {
+
+bool isOption(const std::string& token) {
+    return token.size() >= 2 && token[0] == '-';
+}
+
+// An option's names as given on the command line ("-j", "--json").
+std::vector<std::string> namesOf(const CLI::Option& option) {
+    std::vector<std::string> names;
+    for (const std::string& s : option.get_snames()) {
+        names.push_back("-" + s);
+    }
+    for (const std::string& l : option.get_lnames()) {
+        names.push_back("--" + l);
+    }
+    return names;
+}
+
+bool takesValue(const CLI::Option& option) {
+    return option.get_expected_min() > 0;
+}
+
+std::size_t editDistance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+        row[j] = j;
+    }
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+// Wraps a description to the help's width, lines after the first indented to `indent`.
+std::string wrapped(const std::string& text, std::size_t first, std::size_t indent) {
+    constexpr std::size_t kWidth = 92;
+    std::string out;
+    std::size_t column = first;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const std::size_t end = std::min(text.find(' ', at), text.size());
+        const std::string word = text.substr(at, end - at);
+        if (column > indent && column + 1 + word.size() > kWidth) {
+            out += "\n" + std::string(indent, ' ');
+            column = indent;
+        } else if (column > indent || (column == indent && !out.empty() && out.back() != ' ')) {
+            out += ' ';
+            ++column;
+        }
+        out += word;
+        column += word.size();
+        at = end + 1;
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string nearest(const std::string& given, const std::vector<std::string>& known) {
+    std::string best;
+    std::size_t bestDistance = std::max<std::size_t>(2, given.size() / 3) + 1;
+    for (const std::string& name : known) {
+        const std::size_t distance = editDistance(given, name);
+        if (distance < bestDistance) {
+            best = name;
+            bestDistance = distance;
+        }
+    }
+    return best;
+}
+
+CommandLine::CommandLine(const char* help, std::function<void()> version)
+    : app_(std::make_unique<CLI::App>("xsddict", "xsddict")),
+      help_(help),
+      version_(std::move(version)) {
+    app_->set_help_flag();
+    app_->allow_extras();
+    app_->require_subcommand(0, 1);  // a command's arguments may be named like another command
+}
+
+CommandLine::~CommandLine() = default;
+
+CLI::App& CommandLine::add(const char* name, const char* does, Takes takes, const char* examples,
+                           Run run) {
+    CLI::App* app = app_->add_subcommand(name, does);
+    app->set_help_flag();
+    app->allow_extras();  // unknown options are said in our words, with the nearest known one
+    commands_.push_back({name, does, takes, examples, std::move(run), app});
+    return *app;
+}
+
+std::string CommandLine::help(const Command& command) const {
+    std::string out = "usage: xsddict " + command.name + " [OPTIONS] " + command.takes.usage +
+                      "\n\n" + wrapped(command.does, 0, 0) + "\n\noptions:\n";
+    constexpr std::size_t kColumn = 27;
+    auto line = [&](std::string left, const std::string& description) {
+        left = "  " + left;
+        if (left.size() + 1 > kColumn) {
+            out += left + "\n" + std::string(kColumn, ' ');
+        } else {
+            out += left + std::string(kColumn - left.size(), ' ');
+        }
+        out += wrapped(description, kColumn, kColumn) + "\n";
+    };
+    for (const CLI::Option* option : command.app->get_options()) {
+        if (option->get_group().empty()) {
+            continue;  // kept out of the help
+        }
+        std::string names;
+        for (const std::string& name : namesOf(*option)) {
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        if (takesValue(*option)) {
+            names += " " + option->get_type_name();
+        }
+        line(names, option->get_description());
+    }
+    line("--", "ends the options: what follows is arguments");
+    line("-h, --help", "this text");
+    if (command.examples != nullptr && *command.examples != '\0') {
+        out += std::string("\nexamples:\n") + command.examples;
+    }
+    return out;
+}
+
+Arguments CommandLine::parse(const Command& command, std::vector<std::string> tokens) const {
+    Arguments arguments;
+    arguments.command = command.name;
+    // What follows "--" is arguments, whatever it looks like.
+    std::vector<std::string> after;
+    const auto end = std::find(tokens.begin(), tokens.end(), "--");
+    if (end != tokens.end()) {
+        after.assign(end + 1, tokens.end());
+        tokens.erase(end, tokens.end());
+    }
+    tokens.insert(tokens.begin(), command.name);
+    std::reverse(tokens.begin(), tokens.end());  // as CLI11 takes them
+    for (const Command& each : commands_) {
+        each.app->clear();
+    }
+    try {
+        app_->parse(tokens);
+    } catch (const CLI::ArgumentMismatch& e) {
+        const std::string what = e.what();
+        throw UsageError{what.substr(0, what.find(':')) + " needs a value"};
+    } catch (const CLI::ParseError& e) {
+        throw UsageError{e.what()};
+    }
+    for (const std::string& token : command.app->remaining()) {
+        if (!isOption(token)) {
+            arguments.positional.push_back(token);
+            continue;
+        }
+        for (const Command& other : commands_) {
+            for (const CLI::Option* option : other.app->get_options()) {
+                const std::vector<std::string> names = namesOf(*option);
+                if (std::find(names.begin(), names.end(), token) != names.end()) {
+                    throw UsageError{token + " does not apply to " + command.name};
+                }
+            }
+        }
+        std::vector<std::string> known;
+        for (const CLI::Option* option : command.app->get_options()) {
+            if (!option->get_group().empty()) {
+                const std::vector<std::string> names = namesOf(*option);
+                known.insert(known.end(), names.begin(), names.end());
+            }
+        }
+        const std::string close = nearest(token, known);
+        throw UsageError{"unknown option \"" + token + "\"" +
+                         (close.empty() ? "" : " (did you mean " + close + "?)")};
+    }
+    arguments.positional.insert(arguments.positional.end(), after.begin(), after.end());
+    std::map<const CLI::Option*, std::size_t> seen;
+    for (const CLI::Option* option : command.app->parse_order()) {
+        const std::size_t occurrence = seen[option]++;
+        const std::string value = takesValue(*option) && occurrence < option->results().size()
+                                      ? option->results()[occurrence]
+                                      : std::string();
+        arguments.options.emplace_back(namesOf(*option).front(), value);
+    }
+    const Takes& takes = command.takes;
+    if (arguments.positional.size() < takes.least ||
+        (!takes.more && arguments.positional.size() != takes.least)) {
+        throw UsageError{command.name + " takes " + takes.what};
+    }
+    return arguments;
+}
+
+int CommandLine::run(int argc, char** argv) {
+    const std::vector<std::string> given(argv + 1, argv + argc);
+    // Options any command takes, and which of them take a value.
+    std::map<std::string, bool> options;
+    for (const Command& command : commands_) {
+        for (const CLI::Option* option : command.app->get_options()) {
+            for (const std::string& name : namesOf(*option)) {
+                options[name] = takesValue(*option);
+            }
+        }
+    }
+    // The command is the first argument that is no option or an option's value; options may
+    // stand before it. Help and the version are asked for anywhere before "--".
+    std::optional<std::size_t> word;
+    bool help = false;
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        const std::string& token = given[i];
+        if (token == "--") {
+            if (!word && i + 1 < given.size()) {
+                word = i + 1;
+            }
+            break;
+        }
+        if (token == "--help" || token == "-h") {
+            help = true;
+        } else if (token == "--version" && !help) {
+            version_();
+            return 0;
+        } else if (isOption(token)) {
+            const auto known = options.find(token);
+            if (known != options.end() && known->second) {
+                ++i;
+            }
+        } else if (!word) {
+            word = i;
+        }
+    }
+    const Command* command = nullptr;
+    std::string name;
+    if (word) {
+        name = given[*word];
+        for (const Command& each : commands_) {
+            command = each.name == name ? &each : command;
+        }
+        // "xsddict help COMMAND" is "xsddict COMMAND --help".
+        if (name == "help" && *word + 1 < given.size()) {
+            for (const Command& each : commands_) {
+                command = each.name == given[*word + 1] ? &each : command;
+            }
+            help = command != nullptr || help;
+        }
+        help = help || (name == "help" && command == nullptr && *word + 1 == given.size());
+    }
+    if (help) {
+        std::cout << (command != nullptr ? this->help(*command) : help_);
+        return 0;
+    }
+    try {
+        for (const std::string& token : given) {
+            if (token == "--") {
+                break;
+            }
+            if (isOption(token) && options.count(token) == 0 && command == nullptr) {
+                std::vector<std::string> known;
+                for (const auto& [option, value] : options) {
+                    known.push_back(option);
+                }
+                const std::string close = nearest(token, known);
+                throw UsageError{"unknown option \"" + token + "\"" +
+                                 (close.empty() ? "" : " (did you mean " + close + "?)")};
+            }
+        }
+        if (!word) {
+            throw UsageError{"no command given"};
+        }
+        if (command == nullptr) {
+            std::vector<std::string> names;
+            for (const Command& each : commands_) {
+                names.push_back(each.name);
+            }
+            const std::string close = nearest(name, names);
+            throw UsageError{"unknown command \"" + name + "\"" +
+                             (close.empty() ? "" : " (did you mean " + close + "?)")};
+        }
+        std::vector<std::string> rest = given;
+        rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(*word));
+        return command->run(parse(*command, std::move(rest)));
+    } catch (const UsageError& e) {
+        std::cerr << "xsddict: " << e.problem << "; see 'xsddict "
+                  << (command != nullptr ? command->name + " " : std::string()) << "--help'\n";
+        return kUsage;
+    }
+}
+
+void addValueOption(CLI::App& command, const char* name, const char* typeName,
+                    const std::string& description) {
+    command.add_option(name, description)
+        ->type_name(typeName)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void addFlag(CLI::App& command, const char* name, const std::string& description) {
+    command.add_flag(name, description);
+}
+
+void addVerboseOption(CLI::App& command) {
+    addFlag(command, "--verbose", "on failure, also say where in the library it was raised");
+}
+
+void addDictionaryOption(CLI::App& command) {
+    addValueOption(command, "--dictionary", "DICTIONARY",
+                   "the dictionary to read with (default: the built-in one); given again, each "
+                   "adds to those before it (clashes are reported), and +DICTIONARY keeps the "
+                   "built-in one underneath");
+}
+
+void addJobsOption(CLI::App& command) {
+    addValueOption(command, "-j", "N", "read on N threads (default: one per core)");
+}
+
+void addFailOnOption(CLI::App& command, const char* what) {
+    addValueOption(command, "--fail-on", "SEVERITY",
+                   std::string("the mildest severity of finding that makes ") + what +
+                       " exit 3: error, warning (the default) or info");
+}
+
+}  // namespace xsddict

@@ -1,0 +1,173 @@
+#include "CommandSupport.h"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <new>
+#include <thread>
+#include <typeinfo>
+
+#include "HeapWarmup.h"
+#include "Velmar/SDK/MetaMetadata/Loading/CompiledDictionary.h"
+#include "Velmar/SDK/MetaMetadata/Loading/DictionaryFiles.h"
+#include "Velmar/SDK/MetaMetadata/Loading/XSDDictionaryLoader.h"
+#include "Velmar/SDK/Utils/StringConversion.h"
+
+namespace xsddict {
+
+namespace SDK = Velmar::SDK;
+
+namespace {
+
+// The exception's own class without its namespaces: "ParseError".
+std::string className(const SDK::Exceptions::BaseException& e) {
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(typeid(e).name(), nullptr, nullptr, &status), std::free);
+    const std::string full = status == 0 ? name.get() : typeid(e).name();
+    const auto colon = full.rfind("::");
+    return colon == std::string::npos ? full : full.substr(colon + 2);
+}
+
+void warmHeapFor(const std::string& compiledDictionary) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(compiledDictionary, error);
+    if (!error) {
+        xsddict::warmHeap(xsddict::compiledDictionaryHeap(static_cast<std::size_t>(size)));
+    }
+}
+
+}  // namespace
+
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+void reportFailure(const std::string& subject, const SDK::Exceptions::BaseException& e,
+                   bool verbose) {
+    std::cerr << "xsddict: " << subject << ": " << className(e) << ": "
+              << oneLine(SDK::Utils::wstringToBytes(e.message()).c_str());  // paths as given
+    if (verbose) {
+        std::cerr << " (raised at " << e.sourceFile() << ":" << e.sourceLine() << ")";
+    }
+    std::cerr << "\n";
+}
+
+bool load(const std::string& path, const Arguments& arguments,
+          SDK::MetaMetadata::Dictionary& dictionary,
+          SDK::MetaMetadata::Loading::LoadDiagnostics* diagnostics) {
+    try {
+        if (SDK::MetaMetadata::Loading::isCompiledDictionaryFile(path.c_str())) {
+            // A compiled dictionary holds what its schema's load gave, and nothing of how.
+            const char* problem =
+                diagnostics != nullptr
+                    ? "a compiled dictionary keeps no declarations to check; check its schema"
+                : arguments.has("--documentation") || arguments.has("--length-description")
+                    ? "a compiled dictionary holds what it was compiled with; --documentation "
+                      "and --length-description apply to a schema"
+                    : nullptr;
+            if (problem != nullptr) {
+                std::cerr << "xsddict: " << path << ": " << problem << "\n";
+                return false;
+            }
+            warmHeapFor(path);
+            SDK::MetaMetadata::Loading::loadCompiledDictionary(path.c_str(), dictionary);
+            return true;
+        }
+        KeptToExit<SDK::MetaMetadata::Loading::XSDDictionaryLoader> kept;
+        SDK::MetaMetadata::Loading::XSDDictionaryLoader& loader = kept.get();
+        loader.loadMetaElementDocumentation(arguments.has("--documentation"));
+        loader.loadMetaElementLengthDescription(arguments.has("--length-description"));
+        loader.setDiagnostics(diagnostics);
+        loader.load(SDK::Utils::bytesToWstring(path.c_str()).c_str(), dictionary);
+        return true;
+    } catch (const SDK::Exceptions::BaseException& e) {
+        reportFailure(path, e, arguments.has("--verbose"));
+    } catch (const std::bad_alloc&) {
+        std::cerr << "xsddict: " << path << ": out of memory\n";
+    }
+    return false;
+}
+
+// The ones given with --dictionary, stacked in order (a "+" before a path keeps the built-in
+// one underneath), else the built-in one. Clashes between them go to standard error.
+bool loadReadingDictionary(const Arguments& arguments, SDK::MetaMetadata::Dictionary& dictionary) {
+    std::vector<std::string> given;
+    for (const auto& option : arguments.options) {
+        if (option.first == "--dictionary") {
+            given.push_back(option.second);
+        }
+    }
+    if (given.size() == 1 && given.front().rfind("+", 0) != 0) {
+        return load(given.front(), arguments, dictionary);
+    }
+    if (!given.empty()) {
+        try {
+            for (const std::string& clash :
+                 SDK::MetaMetadata::Loading::loadStackedDictionaries(given, dictionary)) {
+                std::cerr << "xsddict: " << clash << "\n";
+            }
+            return true;
+        } catch (const SDK::Exceptions::BaseException& e) {
+            reportFailure("the dictionaries given", e, arguments.has("--verbose"));
+        } catch (const std::bad_alloc&) {
+            std::cerr << "xsddict: the dictionaries given: out of memory\n";
+        }
+        return false;
+    }
+    try {
+        warmHeapFor(SDK::MetaMetadata::Loading::builtinDictionaryPath().c_str());
+        SDK::MetaMetadata::Loading::loadBuiltinDictionary(dictionary);
+        return true;
+    } catch (const SDK::Exceptions::BaseException& e) {
+        reportFailure("the built-in dictionary", e, arguments.has("--verbose"));
+    } catch (const std::bad_alloc&) {
+        std::cerr << "xsddict: the built-in dictionary: out of memory\n";
+    }
+    return false;
+}
+
+unsigned jobsOption(const Arguments& arguments) {
+    if (!arguments.has("-j")) {
+        return std::max(1u, std::thread::hardware_concurrency());
+    }
+    const std::string value = arguments.value("-j");
+    if (value.empty() || value.size() > 4 ||
+        value.find_first_not_of("0123456789") != std::string::npos || std::stoi(value) < 1 ||
+        std::stoi(value) > 1024) {
+        throw UsageError{"-j takes a number of threads from 1 to 1024"};
+    }
+    return static_cast<unsigned>(std::stoi(value));
+}
+
+Velmar::MXF::Model::Severity failOnOption(const Arguments& arguments) {
+    const std::string value = arguments.has("--fail-on") ? arguments.value("--fail-on") : "warning";
+    for (auto severity :
+         {Velmar::MXF::Model::Severity::Error, Velmar::MXF::Model::Severity::Warning,
+          Velmar::MXF::Model::Severity::Info}) {
+        if (value == Velmar::MXF::Model::severityName(severity)) {
+            return severity;
+        }
+    }
+    throw UsageError{"--fail-on takes error, warning or info"};
+}
+
+// Whose header metadata regxml writes: the header partition's unless asked otherwise, as
+// other RegXML writers do, so that a file's open header can be compared with theirs.
+Velmar::MXF::Reading::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
+    const auto metadata = Velmar::MXF::Reading::metadataPartitionNamed(
+        arguments.has("--partition") ? arguments.value("--partition") : "header");
+    if (!metadata) {
+        throw UsageError{"--partition takes header, footer, body or auto"};
+    }
+    return *metadata;
+}
+
+}  // namespace xsddict
