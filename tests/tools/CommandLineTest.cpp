@@ -20,16 +20,20 @@ struct Ran {
 Ran run(std::vector<std::string> words) {
     Ran ran;
     xsddict::CommandLine commandLine("global help\n", [] {});
-    CLI::App& command = commandLine.add("edit", "Edits.", {1, true, "a file and changes", "FILE"},
-                                        "", [&](const xsddict::Arguments& arguments) {
-                                            ran.arguments = arguments;
-                                            return 0;
-                                        });
-    xsddict::addValueOption(command, "--remove", "PATH", "remove");
-    xsddict::addValueOption(command, "-o", "OUT", "output");
-    xsddict::addFlag(command, "--walk", "walk");
-    commandLine.add("other", "Other.", {0, true, "anything", ""}, "",
-                    [](const xsddict::Arguments&) { return 0; });
+    commandLine.add(
+        "edit", "Edits.", {1, true, "a file and changes", "FILE"}, "",
+        [&](const xsddict::Arguments& arguments) {
+            ran.arguments = arguments;
+            return 0;
+        },
+        [](CLI::App& command) {
+            xsddict::addValueOption(command, "--remove", "PATH", "remove");
+            xsddict::addValueOption(command, "-o", "OUT", "output");
+            xsddict::addFlag(command, "--walk", "walk");
+        });
+    commandLine.add(
+        "other", "Other.", {0, true, "anything", ""}, "",
+        [](const xsddict::Arguments&) { return 0; }, [](CLI::App&) {});
     words.insert(words.begin(), "xsddict");
     std::vector<char*> argv;
     for (std::string& word : words) {

@@ -28,15 +28,17 @@ int check(const Arguments& arguments) {
 }  // namespace
 
 void addCheckCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "check",
         "What a schema's author would want to know, each with its file and line: labels, local "
         "tags or set keys given twice, references to no set, members naming no element, local "
         "members, sets without a UL Designator. Exit status 3 where there is any.",
         {1, false, "a schema file", "FILE.xsd"},
-        "  xsddict check registers.xsd\n  xsddict check --json registers.xsd\n", check);
-    addFlag(command, "--json", "write the findings as JSON");
-    addVerboseOption(command);
+        "  xsddict check registers.xsd\n  xsddict check --json registers.xsd\n", check,
+        [](CLI::App& command) {
+            addFlag(command, "--json", "write the findings as JSON");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

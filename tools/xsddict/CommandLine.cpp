@@ -14,7 +14,8 @@ struct CommandLine::Command {
     Takes takes;
     const char* examples;
     Run run;
-    CLI::App* app;
+    Options options;
+    CLI::App* app = nullptr;  // once defined
 };
 
 bool Arguments::has(const std::string& name) const {
@@ -119,16 +120,29 @@ CommandLine::CommandLine(const char* help, std::function<void()> version)
 
 CommandLine::~CommandLine() = default;
 
-CLI::App& CommandLine::add(const char* name, const char* does, Takes takes, const char* examples,
-                           Run run) {
-    CLI::App* app = app_->add_subcommand(name, does);
-    app->set_help_flag();
-    app->allow_extras();  // unknown options are said in our words, with the nearest known one
-    commands_.push_back({name, does, takes, examples, std::move(run), app});
-    return *app;
+void CommandLine::add(const char* name, const char* does, Takes takes, const char* examples,
+                      Run run, Options options) {
+    commands_.push_back({name, does, takes, examples, std::move(run), std::move(options)});
 }
 
-std::string CommandLine::help(const Command& command) const {
+CLI::App& CommandLine::defined(Command& command) {
+    if (command.app == nullptr) {
+        command.app = app_->add_subcommand(command.name, command.does);
+        command.app->set_help_flag();
+        command.app->allow_extras();  // unknown options are said in our words
+        command.options(*command.app);
+    }
+    return *command.app;
+}
+
+void CommandLine::defineAll() {
+    for (Command& command : commands_) {
+        defined(command);
+    }
+}
+
+std::string CommandLine::help(Command& command) {
+    defined(command);
     std::string out = "usage: xsddict " + command.name + " [OPTIONS] " + command.takes.usage +
                       "\n\n" + wrapped(command.does, 0, 0) + "\n\noptions:\n";
     constexpr std::size_t kColumn = 27;
@@ -162,7 +176,8 @@ std::string CommandLine::help(const Command& command) const {
     return out;
 }
 
-Arguments CommandLine::parse(const Command& command, std::vector<std::string> tokens) const {
+Arguments CommandLine::parse(Command& command, std::vector<std::string> tokens) {
+    defined(command);
     Arguments arguments;
     arguments.command = command.name;
     // What follows "--" is arguments, whatever it looks like.
@@ -174,9 +189,6 @@ Arguments CommandLine::parse(const Command& command, std::vector<std::string> to
     }
     tokens.insert(tokens.begin(), command.name);
     std::reverse(tokens.begin(), tokens.end());  // as CLI11 takes them
-    for (const Command& each : commands_) {
-        each.app->clear();
-    }
     try {
         app_->parse(tokens);
     } catch (const CLI::ArgumentMismatch& e) {
@@ -190,6 +202,7 @@ Arguments CommandLine::parse(const Command& command, std::vector<std::string> to
             arguments.positional.push_back(token);
             continue;
         }
+        defineAll();
         for (const Command& other : commands_) {
             for (const CLI::Option* option : other.app->get_options()) {
                 const std::vector<std::string> names = namesOf(*option);
@@ -228,15 +241,22 @@ Arguments CommandLine::parse(const Command& command, std::vector<std::string> to
 
 int CommandLine::run(int argc, char** argv) {
     const std::vector<std::string> given(argv + 1, argv + argc);
-    // Options any command takes, and which of them take a value.
+    // Options any command takes, and which of them take a value: asked for only where an option
+    // stands before the command, or is unknown.
     std::map<std::string, bool> options;
-    for (const Command& command : commands_) {
-        for (const CLI::Option* option : command.app->get_options()) {
-            for (const std::string& name : namesOf(*option)) {
-                options[name] = takesValue(*option);
+    const auto allOptions = [&]() -> const std::map<std::string, bool>& {
+        if (options.empty()) {
+            defineAll();
+            for (const Command& command : commands_) {
+                for (const CLI::Option* option : command.app->get_options()) {
+                    for (const std::string& name : namesOf(*option)) {
+                        options[name] = takesValue(*option);
+                    }
+                }
             }
         }
-    }
+        return options;
+    };
     // The command is the first argument that is no option or an option's value; options may
     // stand before it. Help and the version are asked for anywhere before "--".
     std::optional<std::size_t> word;
@@ -255,24 +275,26 @@ int CommandLine::run(int argc, char** argv) {
             version_();
             return 0;
         } else if (isOption(token)) {
-            const auto known = options.find(token);
-            if (known != options.end() && known->second) {
-                ++i;
+            if (!word) {
+                const auto known = allOptions().find(token);
+                if (known != options.end() && known->second) {
+                    ++i;
+                }
             }
         } else if (!word) {
             word = i;
         }
     }
-    const Command* command = nullptr;
+    Command* command = nullptr;
     std::string name;
     if (word) {
         name = given[*word];
-        for (const Command& each : commands_) {
+        for (Command& each : commands_) {
             command = each.name == name ? &each : command;
         }
         // "xsddict help COMMAND" is "xsddict COMMAND --help".
         if (name == "help" && *word + 1 < given.size()) {
-            for (const Command& each : commands_) {
+            for (Command& each : commands_) {
                 command = each.name == given[*word + 1] ? &each : command;
             }
             help = command != nullptr || help;
@@ -288,7 +310,7 @@ int CommandLine::run(int argc, char** argv) {
             if (token == "--") {
                 break;
             }
-            if (isOption(token) && options.count(token) == 0 && command == nullptr) {
+            if (isOption(token) && command == nullptr && allOptions().count(token) == 0) {
                 std::vector<std::string> known;
                 for (const auto& [option, value] : options) {
                     known.push_back(option);

@@ -55,9 +55,13 @@ class CommandLine {
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    // A command: what it does (a sentence or two), what it takes, examples of its use, and
-    // what runs it. Its options are added to the command returned.
-    CLI::App& add(const char* name, const char* does, Takes takes, const char* examples, Run run);
+    using Options = std::function<void(CLI::App&)>;
+
+    // A command: what it does (a sentence or two), what it takes, examples of its use, what
+    // runs it, and what adds its options. Options are added when the command is used (or
+    // another's is given it): a run pays for its own command's alone.
+    void add(const char* name, const char* does, Takes takes, const char* examples, Run run,
+             Options options);
 
     // Parses the command line and runs the command named; a usage error is one line on
     // standard error and exit status 2.
@@ -65,8 +69,10 @@ class CommandLine {
 
   private:
     struct Command;
-    Arguments parse(const Command& command, std::vector<std::string> tokens) const;
-    std::string help(const Command& command) const;
+    CLI::App& defined(Command& command);
+    void defineAll();
+    Arguments parse(Command& command, std::vector<std::string> tokens);
+    std::string help(Command& command);
 
     std::unique_ptr<CLI::App> app_;
     std::vector<Command> commands_;

@@ -49,19 +49,21 @@ int compile(const Arguments& arguments) {
 }  // namespace
 
 void addCompileCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "compile",
         "The dictionary in compiled form, which loads in a fraction of the schema's time; "
         "written whole or not at all.",
         {1, false, "a dictionary file", "DICTIONARY -o FILE.xsdc"},
         "  xsddict compile registers.xsd -o registers.xsdc --note 'registers of 2026-02'\n",
-        compile);
-    addValueOption(command, "-o", "FILE", "the compiled dictionary to write (needed)");
-    addValueOption(command, "--note", "TEXT",
-                   "a note kept with the dictionary (its source; default: the file compiled)");
-    addFlag(command, "--documentation", "also load each declaration's documentation");
-    addFlag(command, "--length-description", "also load each \"Length\" annotation");
-    addVerboseOption(command);
+        compile, [](CLI::App& command) {
+            addValueOption(command, "-o", "FILE", "the compiled dictionary to write (needed)");
+            addValueOption(
+                command, "--note", "TEXT",
+                "a note kept with the dictionary (its source; default: the file compiled)");
+            addFlag(command, "--documentation", "also load each declaration's documentation");
+            addFlag(command, "--length-description", "also load each \"Length\" annotation");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

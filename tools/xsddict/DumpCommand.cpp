@@ -23,17 +23,18 @@ int dump(const Arguments& arguments) {
 }  // namespace
 
 void addDumpCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "dump",
         "Everything a dictionary holds, as JSON (a stable format: fields are only added): each "
         "element with its label, kind, data type and local tag, each set with its attributes.",
         {1, false, "a dictionary file", "FILE.xsd|FILE.xsdc"},
         "  xsddict dump registers.xsd > registers.json\n"
         "  xsddict dump --documentation registers.xsd\n",
-        dump);
-    addFlag(command, "--documentation", "also load each declaration's documentation");
-    addFlag(command, "--length-description", "also load each \"Length\" annotation");
-    addVerboseOption(command);
+        dump, [](CLI::App& command) {
+            addFlag(command, "--documentation", "also load each declaration's documentation");
+            addFlag(command, "--length-description", "also load each \"Length\" annotation");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

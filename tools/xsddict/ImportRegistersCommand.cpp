@@ -99,17 +99,19 @@ int importRegisters(const Arguments& arguments) {
 }  // namespace
 
 void addImportRegistersCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "import-registers",
         "A dictionary made from the SMPTE register snapshots in DIR (Elements.xml, Groups.xml, "
         "Types.xml, Labels.xml), loaded back to check it; prints what it holds and what could "
         "not be expressed. Nothing is written where it does not load back the same.",
         {1, false, "a register folder", "DIR -o FILE.xsd"},
-        "  xsddict import-registers registers -o registers.xsd\n", importRegisters);
-    addValueOption(command, "-o", "FILE", "the dictionary to write (needed)");
-    // Writes every declaration N times under new names and labels, for the load benchmark.
-    command.add_option("--copies")->expected(1)->group("");
-    addVerboseOption(command);
+        "  xsddict import-registers registers -o registers.xsd\n", importRegisters,
+        [](CLI::App& command) {
+            addValueOption(command, "-o", "FILE", "the dictionary to write (needed)");
+            // Writes every declaration N times under new names and labels, for the load benchmark.
+            command.add_option("--copies")->expected(1)->group("");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

@@ -46,7 +46,7 @@ int readMxf(const Arguments& arguments) {
 }  // namespace
 
 void addMxfCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "mxf",
         "MXF files' partitions and header metadata, every set and item read through the "
         "dictionary in tree order from the Preface, and what is wrong with each file; a "
@@ -57,16 +57,19 @@ void addMxfCommand(CommandLine& commandLine) {
         "  xsddict mxf file.mxf\n"
         "  xsddict mxf --json --walk file.mxf\n"
         "  xsddict mxf -j 4 --fail-on error archive/ > archive.jsonl\n",
-        readMxf);
-    addFlag(command, "--json", "write JSON: a document, or a line a file where there are several");
-    addFlag(command, "--walk",
-            "also step through every KLV of every partition by its length (never reading "
-            "essence), refusing a fault anywhere and checking the partition chain, the random "
-            "index pack, the index tables and the essence against the tracks");
-    addJobsOption(command);
-    addFailOnOption(command, "mxf");
-    addDictionaryOption(command);
-    addVerboseOption(command);
+        readMxf, [](CLI::App& command) {
+            addFlag(command, "--json",
+                    "write JSON: a document, or a line a file where there are several");
+            addFlag(
+                command, "--walk",
+                "also step through every KLV of every partition by its length (never reading "
+                "essence), refusing a fault anywhere and checking the partition chain, the random "
+                "index pack, the index tables and the essence against the tracks");
+            addJobsOption(command);
+            addFailOnOption(command, "mxf");
+            addDictionaryOption(command);
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

@@ -121,7 +121,7 @@ int regxml(const Arguments& arguments) {
 }  // namespace
 
 void addRegXMLCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "regxml",
         "The file's header metadata as a RegXML document: the Preface and the sets it owns, "
         "every value in its registered type's form; findings go to standard error as mxf "
@@ -130,18 +130,20 @@ void addRegXMLCommand(CommandLine& commandLine) {
         "  xsddict regxml file.mxf -o file.xml\n"
         "  xsddict regxml --partition footer file.mxf\n"
         "  xsddict regxml --root 0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9 file.mxf\n",
-        regxml);
-    addValueOption(command, "-o", "FILE",
-                   "the document to write (whole or not at all; default: standard output)");
-    addValueOption(command, "--root", "UUID",
-                   "the set of this InstanceUID as the root, not the Preface");
-    addValueOption(command, "--partition", "WHICH",
-                   "whose header metadata to write: the header partition's (the default), the "
-                   "footer's (or the last that has some), the first body partition's, or auto "
-                   "(the first closed complete one's, as mxf reads)");
-    addFailOnOption(command, "regxml");
-    addDictionaryOption(command);
-    addVerboseOption(command);
+        regxml, [](CLI::App& command) {
+            addValueOption(command, "-o", "FILE",
+                           "the document to write (whole or not at all; default: standard output)");
+            addValueOption(command, "--root", "UUID",
+                           "the set of this InstanceUID as the root, not the Preface");
+            addValueOption(
+                command, "--partition", "WHICH",
+                "whose header metadata to write: the header partition's (the default), the "
+                "footer's (or the last that has some), the first body partition's, or auto "
+                "(the first closed complete one's, as mxf reads)");
+            addFailOnOption(command, "regxml");
+            addDictionaryOption(command);
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

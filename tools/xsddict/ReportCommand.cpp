@@ -44,7 +44,7 @@ int report(const Arguments& arguments) {
 }  // namespace
 
 void addReportCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "report",
         "An HTML page of each file, which stands alone: its summary, a map of its bytes with its "
         "findings marked, its findings and its header metadata as a tree (the file is walked as "
@@ -52,12 +52,14 @@ void addReportCommand(CommandLine& commandLine) {
         "directory or several files: -o names a folder that gets a page per file and an "
         "index.html.",
         {1, true, "MXF files or directories", "FILE.mxf|DIR..."},
-        "  xsddict report file.mxf -o file.html\n  xsddict report archive/ -o pages/\n", report);
-    addValueOption(command, "-o", "OUT", "the page, or the folder of pages");
-    addJobsOption(command);
-    addFailOnOption(command, "report");
-    addDictionaryOption(command);
-    addVerboseOption(command);
+        "  xsddict report file.mxf -o file.html\n  xsddict report archive/ -o pages/\n", report,
+        [](CLI::App& command) {
+            addValueOption(command, "-o", "OUT", "the page, or the folder of pages");
+            addJobsOption(command);
+            addFailOnOption(command, "report");
+            addDictionaryOption(command);
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

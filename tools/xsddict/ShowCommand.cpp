@@ -27,7 +27,7 @@ int showOne(const Arguments& arguments) {
 }  // namespace
 
 void addShowCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "show",
         "One element or set, found by XML tag name, name, universal label or key "
         "(06.0e.2b.34...), or local tag (3c.0a): its label, kind, data type, local tag and "
@@ -36,10 +36,11 @@ void addShowCommand(CommandLine& commandLine) {
         "  xsddict show registers.xsd EssenceDescription\n"
         "  xsddict show registers.xsd 3c.0a\n"
         "  xsddict show --documentation registers.xsd \"Instance UID\"\n",
-        showOne);
-    addFlag(command, "--documentation", "also load each declaration's documentation");
-    addFlag(command, "--length-description", "also load each \"Length\" annotation");
-    addVerboseOption(command);
+        showOne, [](CLI::App& command) {
+            addFlag(command, "--documentation", "also load each declaration's documentation");
+            addFlag(command, "--length-description", "also load each \"Length\" annotation");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

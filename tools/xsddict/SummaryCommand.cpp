@@ -25,14 +25,16 @@ int summary(const Arguments& arguments) {
 }  // namespace
 
 void addSummaryCommand(CommandLine& commandLine) {
-    CLI::App& command = commandLine.add(
+    commandLine.add(
         "summary",
         "Counts of what a dictionary holds: elements by kind, sets, attributes (per set, "
         "inherited ones included), local tags and default values.",
         {1, false, "a dictionary file", "FILE.xsd|FILE.xsdc"},
-        "  xsddict summary registers.xsd\n  xsddict summary --json registers.xsdc\n", summary);
-    addFlag(command, "--json", "write the counts as JSON");
-    addVerboseOption(command);
+        "  xsddict summary registers.xsd\n  xsddict summary --json registers.xsdc\n", summary,
+        [](CLI::App& command) {
+            addFlag(command, "--json", "write the counts as JSON");
+            addVerboseOption(command);
+        });
 }
 
 }  // namespace xsddict

@@ -59,7 +59,10 @@ struct Bytes16Hash {
 class Reader {
   public:
     Reader(ByteSource& source, const MM::Dictionary& dictionary, const ReadOptions& options)
-        : source_(source), dictionary_(dictionary), options_(options) {}
+        : source_(source),
+          dictionary_(dictionary),
+          options_(options),
+          decoder_(dictionary.typeDefinitions()) {}
 
     // The header partition and its header metadata come first, in file order, so that a
     // refusal names the first fault in the file; only then are offsets from the random index
@@ -459,7 +462,7 @@ class Reader {
             if (const MM::TypeDefinition* registered = types.type(typeId.data())) {
                 typeName = depth == 0 ? std::string(registered->symbol) : typeName;
                 item.type = registered;
-                decoded = decodeItem(nullptr, registered, types, item.bytes);
+                decoded = decoder_.decode(nullptr, registered, item.bytes);
                 noteStrongReferences(item, *registered);
                 break;
             }
@@ -656,8 +659,7 @@ class Reader {
                          elementName(item.element) + " is not an attribute of " + set.name());
                 }
                 item.type = dictionary_.typeOf(*item.element);
-                Decoded decoded =
-                    decodeItem(item.element, item.type, dictionary_.typeDefinitions(), item.bytes);
+                Decoded decoded = decoder_.decode(item.element, item.type, item.bytes);
                 if (!decoded.badSize.empty()) {
                     find(set, "bad-size", &item, decoded.badSize);
                 }
@@ -814,6 +816,7 @@ class Reader {
     ByteSource& source_;
     const MM::Dictionary& dictionary_;
     const ReadOptions& options_;
+    ItemDecoder decoder_;  // of every item read, remembering the types it looked up
     HeaderMetadata result_;
     std::unordered_map<std::uint16_t, Bytes16> primer_;
     std::vector<LocalSet> fileOrder_;

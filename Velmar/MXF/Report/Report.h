@@ -1,5 +1,8 @@
 #pragma once
 
+// Pages people read: a file's page (its summary, the map of its bytes, its findings, its header
+// metadata as a tree) and an index of many files' pages.
+
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>

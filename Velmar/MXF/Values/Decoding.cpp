@@ -31,8 +31,9 @@ class TypedDecoder {
   public:
     // `shownName` names the item's type in what is said of its value (its data type's name, which
     // the reader shows beside it), where the registered type's symbol would be another name.
-    TypedDecoder(const MM::TypeDefinitions& types, Decoded& out, std::string shownName = {})
-        : types_(types), out_(out), shownName_(std::move(shownName)) {}
+    TypedDecoder(const MM::TypeDefinitions& types, TypeCache& cache, Decoded& out,
+                 const char* shownName = nullptr)
+        : types_(types), cache_(cache), out_(out), shownName_(shownName) {}
 
     // The fixed size of the type's values, or 0 where it varies or cannot be known.
     std::size_t sizeOf(const MM::TypeDefinition& type, int depth = 0) const {
@@ -48,7 +49,7 @@ class TypedDecoder {
             case TypeKind::Record: {
                 std::size_t total = 0;
                 for (const MM::TypeMember& member : type.members) {
-                    const MM::TypeDefinition* memberType = types_.type(member.type);
+                    const MM::TypeDefinition* memberType = typeOf(member.type);
                     const std::size_t size = memberType ? sizeOf(*memberType, depth + 1) : 0;
                     if (size == 0) {
                         return 0;
@@ -60,7 +61,7 @@ class TypedDecoder {
             case TypeKind::Enumeration:
             case TypeKind::Rename:
             case TypeKind::FixedArray: {
-                const MM::TypeDefinition* base = type.base ? types_.type(*type.base) : nullptr;
+                const MM::TypeDefinition* base = type.base ? typeOf(*type.base) : nullptr;
                 const std::size_t size = base ? sizeOf(*base, depth + 1) : 0;
                 return type.kind == TypeKind::FixedArray ? size * type.size : size;
             }
@@ -111,7 +112,7 @@ class TypedDecoder {
             case TypeKind::Set:
                 return collection(type, b, size, depth);
             case TypeKind::Rename: {
-                const MM::TypeDefinition* base = type.base ? types_.type(*type.base) : nullptr;
+                const MM::TypeDefinition* base = type.base ? typeOf(*type.base) : nullptr;
                 return base ? decode(*base, b, size, depth + 1) : std::nullopt;
             }
             case TypeKind::Indirect:
@@ -137,8 +138,17 @@ class TypedDecoder {
     }
 
   private:
+    // A type a dictionary's own definition names (a base, a member's type), found once a reader.
+    const MM::TypeDefinition* typeOf(const LabelBytes& label) const {
+        const auto [at, added] = cache_.try_emplace(&label, nullptr);
+        if (added) {
+            at->second = types_.type(label);
+        }
+        return at->second;
+    }
+
     std::string nameOf(const MM::TypeDefinition& type, int depth) const {
-        return depth == 0 && !shownName_.empty() ? shownName_ : std::string(type.symbol);
+        return depth == 0 && shownName_ != nullptr ? shownName_ : std::string(type.symbol);
     }
 
     void badSize(const std::string& why) {
@@ -151,7 +161,7 @@ class TypedDecoder {
                               std::size_t size, int depth) const {
         const MM::TypeDefinition* character = &type;
         if (type.kind == TypeKind::String) {
-            character = type.base ? types_.type(*type.base) : nullptr;
+            character = type.base ? typeOf(*type.base) : nullptr;
             character = character ? types_.resolve(*character) : nullptr;
         }
         if (character == nullptr || character->kind != TypeKind::Character || depth > kMostDepth) {
@@ -197,7 +207,7 @@ class TypedDecoder {
         // Extended Capabilities ends in a variable array).
         std::size_t fixed = 0;
         for (std::size_t i = 0; i < type.members.size(); ++i) {
-            const MM::TypeDefinition* memberType = types_.type(type.members[i].type);
+            const MM::TypeDefinition* memberType = typeOf(type.members[i].type);
             const std::size_t memberSize = memberType ? sizeOf(*memberType, depth + 1) : 0;
             if (memberType == nullptr || (memberSize == 0 && i + 1 != type.members.size())) {
                 return std::nullopt;
@@ -213,7 +223,7 @@ class TypedDecoder {
         members.reserve(type.members.size());
         std::size_t at = 0;
         for (const MM::TypeMember& member : type.members) {
-            const MM::TypeDefinition* memberType = types_.type(member.type);
+            const MM::TypeDefinition* memberType = typeOf(member.type);
             std::size_t memberSize = sizeOf(*memberType, depth + 1);
             if (memberSize == 0) {
                 memberSize = size - at;
@@ -235,7 +245,7 @@ class TypedDecoder {
             members.emplace_back(std::string(type.members[i].symbol),
                                  Value::unsignedInteger(bigEndian(b + 2 * i, 2)));
         }
-        const MM::TypeDefinition* release = types_.type(type.members[4].type);
+        const MM::TypeDefinition* release = typeOf(type.members[4].type);
         std::optional<Value> buildType;
         if (release != nullptr && release->kind == TypeKind::Enumeration && b[8] == 0) {
             buildType = decode(*release, b + 9, 1, depth + 1);
@@ -251,7 +261,7 @@ class TypedDecoder {
 
     std::optional<Value> enumeration(const MM::TypeDefinition& type, const std::uint8_t* b,
                                      std::size_t size, int depth) {
-        const MM::TypeDefinition* base = type.base ? types_.type(*type.base) : nullptr;
+        const MM::TypeDefinition* base = type.base ? typeOf(*type.base) : nullptr;
         base = base ? types_.resolve(*base) : nullptr;
         if (base == nullptr) {
             return std::nullopt;
@@ -289,7 +299,7 @@ class TypedDecoder {
         if (type.symbol == "UUID") {
             return Value::text(uuidText(bytes16(b)));
         }
-        const MM::TypeDefinition* element = type.base ? types_.type(*type.base) : nullptr;
+        const MM::TypeDefinition* element = type.base ? typeOf(*type.base) : nullptr;
         const MM::TypeDefinition* resolved = element ? types_.resolve(*element) : nullptr;
         // Bytes are opaque data, not a list of numbers.
         if (resolved == nullptr || (resolved->kind == TypeKind::Integer && resolved->size == 1)) {
@@ -304,7 +314,7 @@ class TypedDecoder {
 
     std::optional<Value> collection(const MM::TypeDefinition& type, const std::uint8_t* b,
                                     std::size_t size, int depth) {
-        const MM::TypeDefinition* element = type.base ? types_.type(*type.base) : nullptr;
+        const MM::TypeDefinition* element = type.base ? typeOf(*type.base) : nullptr;
         const MM::TypeDefinition* resolved = element ? types_.resolve(*element) : nullptr;
         if (resolved == nullptr || (resolved->kind == TypeKind::Integer && resolved->size == 1)) {
             return std::nullopt;  // bytes with no header: opaque data
@@ -403,25 +413,29 @@ class TypedDecoder {
     }
 
     const MM::TypeDefinitions& types_;
+    TypeCache& cache_;
     Decoded& out_;
-    std::string shownName_;
+    const char* shownName_;
 };
 
 }  // namespace
 
 std::size_t registeredSize(const MM::TypeDefinition& type, const MM::TypeDefinitions& types) {
     Decoded unused;
-    return TypedDecoder(types, unused).sizeOf(type);
+    TypeCache cache;
+    return TypedDecoder(types, cache, unused).sizeOf(type);
 }
 
-Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* type,
-                   const MM::TypeDefinitions& types, const std::vector<std::uint8_t>& bytes) {
+ItemDecoder::ItemDecoder(const MM::TypeDefinitions& types) : types_(types) {}
+
+Decoded ItemDecoder::decode(const MM::MetaElement* element, const MM::TypeDefinition* type,
+                            const std::vector<std::uint8_t>& bytes) {
     Decoded decoded;
     if (type != nullptr) {
         const char* shown =
             element ? SDK::Types::Identifiers::identifierToString(element->dataType()) : nullptr;
-        decoded.value = TypedDecoder(types, decoded, shown ? shown : "")
-                            .decode(*type, bytes.data(), bytes.size());
+        decoded.value =
+            TypedDecoder(types_, cache_, decoded, shown).decode(*type, bytes.data(), bytes.size());
         if (decoded.value || !decoded.badSize.empty()) {
             if (!decoded.value) {
                 decoded.unknownEnumeration.clear();
@@ -432,6 +446,11 @@ Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* typ
     // Where the register gives no type, or one that leaves the value raw, its data type may say
     // more (a list of names, say).
     return element != nullptr ? decodeByDataType(*element, bytes) : decoded;
+}
+
+Decoded decodeItem(const MM::MetaElement* element, const MM::TypeDefinition* type,
+                   const MM::TypeDefinitions& types, const std::vector<std::uint8_t>& bytes) {
+    return ItemDecoder(types).decode(element, type, bytes);
 }
 
 }  // namespace Velmar::MXF::Values

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Velmar/MXF/Model/HeaderMetadata.h"
@@ -56,6 +57,22 @@ Decoded decodeItem(const SDK::MetaMetadata::MetaElement* element,
                    const SDK::MetaMetadata::TypeDefinition* type,
                    const SDK::MetaMetadata::TypeDefinitions& types,
                    const std::vector<std::uint8_t>& bytes);
+
+// The same, for the items of a file: the types the dictionary's definitions name are looked up
+// once, not once an item.
+using TypeCache = std::unordered_map<const SDK::MetaMetadata::LabelBytes*,
+                                     const SDK::MetaMetadata::TypeDefinition*>;
+class ItemDecoder {
+  public:
+    explicit ItemDecoder(const SDK::MetaMetadata::TypeDefinitions& types);
+    Decoded decode(const SDK::MetaMetadata::MetaElement* element,
+                   const SDK::MetaMetadata::TypeDefinition* type,
+                   const std::vector<std::uint8_t>& bytes);
+
+  private:
+    const SDK::MetaMetadata::TypeDefinitions& types_;
+    TypeCache cache_;
+};
 
 // The fallback: an item's bytes by its element's data type alone. What has no decoded form
 // (enumerations, records, indirect values) stays raw; a size that does not fit the type stays
