@@ -16,19 +16,7 @@ void addApplyCommand(CommandLine& commandLine) {
         "  xsddict regxml file.mxf -o file.xml; (edit file.xml); xsddict apply file.mxf "
         "file.xml --in-place\n"
         "  xsddict regxml file.mxf | sed 's/Old/New/' | xsddict apply file.mxf - -o copy.mxf\n",
-        runEdit, [](CLI::App& command) {
-            addValueOption(
-                command, "-o", "OUT.mxf",
-                "the MXF file to write: a new file, written whole or not at all; essence and "
-                "index tables copied as they are, moved where the header metadata needs more "
-                "room");
-            addFlag(command, "--in-place",
-                    "change the file itself, spending the fill after its header metadata; refused, "
-                    "with the room needed, where it does not fit");
-            addFlag(command, "--walk", "in place, also walk the file written, whatever the edit");
-            addDictionaryOption(command);
-            addVerboseOption(command);
-        });
+        runEdit, [](CLI::App& command) { addEditOptions(command); });
 }
 
 }  // namespace xsddict

@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -146,6 +148,19 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
         err << "xsddict: " << file << ": out of memory\n";
         return EXIT_FAILURE;
     }
+}
+
+void addEditOptions(CLI::App& command) {
+    addValueOption(command, "-o", "OUT.mxf",
+                   "the MXF file to write: a new file, written whole or not at all; essence and "
+                   "index tables copied as they are, moved where the header metadata needs more "
+                   "room");
+    addFlag(command, "--in-place",
+            "change the file itself, spending the fill after its header metadata; refused, with "
+            "the room needed, where it does not fit");
+    addFlag(command, "--walk", "in place, also walk the file written, whatever the edit");
+    addDictionaryOption(command);
+    addVerboseOption(command);
 }
 
 int runEdit(const Arguments& arguments) {

@@ -31,6 +31,9 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                 const EditRunOptions& options, std::ostream& out, std::ostream& err);
 
+// The options set and apply share: where to write, the walk, the dictionary.
+void addEditOptions(CLI::App& command);
+
 // The driver of set and apply: their changes, from the command line, made to one file's
 // header metadata and written to a new file or in place.
 int runEdit(const Arguments& arguments);

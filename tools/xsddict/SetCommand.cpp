@@ -20,22 +20,12 @@ void addSetCommand(CommandLine& commandLine) {
         "  xsddict set file.mxf 'Timecode/Start Timecode=90000' --in-place\n"
         "  xsddict set file.mxf --remove 'Identification/Application Platform' --in-place\n",
         runEdit, [](CLI::App& command) {
-            addValueOption(
-                command, "-o", "OUT.mxf",
-                "the MXF file to write: a new file, written whole or not at all; essence and "
-                "index tables copied as they are, moved where the header metadata needs more "
-                "room");
-            addFlag(command, "--in-place",
-                    "change the file itself, spending the fill after its header metadata; refused, "
-                    "with the room needed, where it does not fit");
             addValueOption(command, "--remove", "PATH",
                            "remove the item or the sets (with what they hold) a path names");
             addValueOption(command, "--add", "'PATH=SET'",
                            "add a set of that kind to the strong-reference item a path names (its "
                            "InstanceUID is printed)");
-            addFlag(command, "--walk", "in place, also walk the file written, whatever the edit");
-            addDictionaryOption(command);
-            addVerboseOption(command);
+            addEditOptions(command);
         });
 }
 
