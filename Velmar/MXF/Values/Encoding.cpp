@@ -7,6 +7,7 @@
 
 #include "BigEndian.h"
 #include "Decoding.h"
+#include "TextParsing.h"
 #include "Velmar/MXF/Values/Encoding.h"
 #include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/MetaMetadata/MetaElement.h"
@@ -39,36 +40,6 @@ struct Misfit {
     throw Misfit{std::move(why)};
 }
 
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
-// Hexadecimal digits, with the separators given allowed between bytes.
-std::optional<Bytes> hexBytes(const std::string& text, const char* separators) {
-    Bytes out;
-    for (std::size_t i = 0; i < text.size();) {
-        if (std::strchr(separators, text[i]) != nullptr && text[i] != '\0') {
-            ++i;
-            continue;
-        }
-        if (i + 1 >= text.size() || hexDigit(text[i]) < 0 || hexDigit(text[i + 1]) < 0) {
-            return std::nullopt;
-        }
-        out.push_back(static_cast<std::uint8_t>(hexDigit(text[i]) * 16 + hexDigit(text[i + 1])));
-        i += 2;
-    }
-    return out;
-}
-
 // A label or UUID as 16 bytes: a label's value, dotted bytes or a URN, or 8-4-4-4-12.
 Bytes sixteen(const Value& value, const char* what) {
     std::string text;
@@ -80,15 +51,10 @@ Bytes sixteen(const Value& value, const char* what) {
     if (auto label = MM::labelFromText(text)) {
         return Bytes(label->begin(), label->end());
     }
-    std::string uuid = text.rfind("urn:uuid:", 0) == 0 ? text.substr(9) : text;
-    const bool dashed = uuid.size() == 36 && uuid[8] == '-' && uuid[13] == '-' && uuid[18] == '-' &&
-                        uuid[23] == '-';
-    if (dashed) {
-        if (auto bytes = hexBytes(uuid, "-"); bytes && bytes->size() == 16) {
-            return *bytes;
-        }
+    if (const auto uuid = uuidOfText(text)) {
+        return Bytes(uuid->begin(), uuid->end());
     }
-    if (auto bytes = hexBytes(text, "."); bytes && bytes->size() == 16 && text.size() == 47) {
+    if (auto bytes = hexOf(text, "."); bytes && bytes->size() == 16 && text.size() == 47) {
         return *bytes;
     }
     misfit("\"" + text + "\" is no " + what + " (dotted bytes, a URN or 8-4-4-4-12)");
@@ -341,7 +307,7 @@ class TypedEncoder {
             return;
         }
         if (type.symbol == "PackageIDType") {
-            const auto b = v.kind() == Value::Kind::Text ? hexBytes(v.asText(), "") : std::nullopt;
+            const auto b = v.kind() == Value::Kind::Text ? hexOf(v.asText()) : std::nullopt;
             if (!b || b->size() != 32) {
                 misfit(v.toJson() + " is no UMID (64 hexadecimal digits)");
             }
@@ -511,7 +477,7 @@ class TypedEncoder {
 
     void weakReference(const Value& v, Bytes& out) const {
         if (v.kind() == Value::Kind::Text && v.asText().size() == 64) {
-            if (auto b = hexBytes(v.asText(), ""); b && b->size() == 32) {
+            if (auto b = hexOf(v.asText()); b && b->size() == 32) {
                 out.insert(out.end(), b->begin(), b->end());
                 return;
             }

@@ -296,6 +296,13 @@ class JsonParser {
     std::size_t at_ = 0;
 };
 
+int hexDigit(char c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
+}
+
 bool looksLikeJson(std::string_view text) {
     return !text.empty() && (text[0] == '[' || text[0] == '{');
 }
@@ -303,20 +310,20 @@ bool looksLikeJson(std::string_view text) {
 }  // namespace
 
 std::optional<std::vector<std::uint8_t>> hexOf(std::string_view text, std::string_view separators) {
-    std::string digits;
-    for (const char c : text) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) {
-            digits += c;
-        } else if (separators.find(c) == std::string_view::npos) {
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(text.size() / 2);
+    for (std::size_t i = 0; i < text.size();) {
+        if (separators.find(text[i]) != std::string_view::npos) {
+            ++i;  // between bytes only: a byte's two digits are read together below
+            continue;
+        }
+        const int high = i + 1 < text.size() ? hexDigit(text[i]) : -1;
+        const int low = high >= 0 ? hexDigit(text[i + 1]) : -1;
+        if (low < 0) {
             return std::nullopt;
         }
-    }
-    if (digits.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+        bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
+        i += 2;
     }
     return bytes;
 }

@@ -28,8 +28,8 @@ Model::Value valueOfText(const SDK::MetaMetadata::TypeDefinition& type, std::str
 // lists, objects as records, {"ul", "symbol", "name"} as a label). Throws TextMisfit.
 Model::Value valueOfJson(std::string_view json);
 
-// Bytes from hexadecimal digits, the separators given allowed anywhere between them; none for
-// any other text or an odd number of digits.
+// Bytes from hexadecimal digits, two a byte, the separators given allowed between bytes; none
+// for any other text.
 std::optional<std::vector<std::uint8_t>> hexOf(std::string_view text,
                                                std::string_view separators = "");
 // A UUID from 8-4-4-4-12 digits, "urn:uuid:" before them or not; none for any other text.

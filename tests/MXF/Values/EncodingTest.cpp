@@ -159,8 +159,9 @@ TEST(ValueEncoding, EncodesEachKindAndRefusesWhatDoesNotFit) {
     struct Case {
         const char* item;
         V value;
-        const char* bytes;    // hexadecimal, or empty when refused
-        const char* refusal;  // a part of the refusal's message
+        const char* bytes;               // hexadecimal, or empty when refused
+        const char* refusal;             // a part of the refusal's message
+        const char* readBack = nullptr;  // the value's JSON read back, where it is another form
     };
     const Case cases[] = {
         {"Rounded Timecode Timebase", u(65535), "ffff", ""},
@@ -200,6 +201,13 @@ TEST(ValueEncoding, EncodesEachKindAndRefusesWhatDoesNotFit) {
         {"Instance ID", t("01234567-89ab-cdef-0123-456789abcdef"),
          "0123456789abcdef0123456789abcdef", ""},
         {"Instance ID", t("01234567-89ab-cdef-0123"), "", "is no UUID"},
+        {"Instance ID", t("urn:uuid:01234567-89ab-cdef-0123-456789abcdef"),
+         "0123456789abcdef0123456789abcdef", "", "\"01234567-89ab-cdef-0123-456789abcdef\""},
+        {"Instance ID", t("0123456-789ab-cdef-0123-456789abcdef"), "", "is no UUID"},
+        {"Instance ID", t("01.23.45.67.89.ab.cd.ef.01.23.45.67.89.ab.cd.ef"),
+         "0123456789abcdef0123456789abcdef", "", "\"01234567-89ab-cdef-0123-456789abcdef\""},
+        // A separator is between bytes, never inside one.
+        {"Instance ID", t("0.123.45.67.89.ab.cd.ef.01.23.45.67.89.ab.cd.ef"), "", "is no UUID"},
         {"Operational Pattern UL", t("urn:smpte:ul:060e2b34.04010101.0d010201.01010900"),
          "060e2b34040101010d01020101010900", ""},
         {"Application Name", t("R\xc3\xa9"), "005200e9", ""},
@@ -219,7 +227,8 @@ TEST(ValueEncoding, EncodesEachKindAndRefusesWhatDoesNotFit) {
             EXPECT_EQ(MXF::Values::plainHex(bytes.data(), bytes.size()), c.bytes);
             const auto again = MXF::Values::decodeItemValue(item, bytes, types());
             ASSERT_TRUE(again.has_value());
-            EXPECT_EQ(again->toJson(), c.value.kind() == V::Kind::Text &&
+            EXPECT_EQ(again->toJson(), c.readBack != nullptr ? c.readBack
+                                       : c.value.kind() == V::Kind::Text &&
                                                std::string(c.item) == "Operational Pattern UL"
                                            ? again->toJson()  // read back as the named label
                                            : c.value.toJson());
