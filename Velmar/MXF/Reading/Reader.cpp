@@ -4,9 +4,9 @@
 #include <map>
 #include <set>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "../Checking/EssenceRules.h"
+#include "../Checking/SetRules.h"
 #include "../Checking/Walk.h"
 #include "../KLV/ByteSource.h"
 #include "../KLV/Labels.h"
@@ -553,10 +553,6 @@ class Reader {
         return dictionary_.universalLabel(SDK::Types::LocalTag(tag));
     }
 
-    static Bytes16 labelOf(const MM::MetaElement& element) {
-        return bytes16(element.universalLabel().bytes());
-    }
-
     static std::string elementName(const MM::MetaElement* element) {
         return element == nullptr ? std::string() : utf8(element->getProperty(u"name"));
     }
@@ -603,15 +599,7 @@ class Reader {
                          (defined ? "; the file's metadictionary defines it as " + *defined
                                   : std::string()));
             }
-            // By label: in a stacked dictionary a set may hold an element of a layer whose
-            // label the layer below defines too.
-            std::unordered_set<Bytes16, Bytes16Hash> attributes;
-            if (set.definition != nullptr) {
-                for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
-                    attributes.insert(labelOf(attribute.metaElement()));
-                }
-            }
-            std::unordered_set<Bytes16, Bytes16Hash> present;
+            SetDefinitionRules definitionRules(set);
             for (Item& item : set.items) {
                 const auto mapped = primer_.find(item.tag);
                 std::optional<Bytes16> label;
@@ -653,11 +641,7 @@ class Reader {
                     readFileDefined(set, item, *defined, meta);
                     continue;
                 }
-                present.insert(labelOf(*item.element));
-                if (set.definition != nullptr && attributes.count(labelOf(*item.element)) == 0) {
-                    find(set, "not-an-attribute", &item,
-                         elementName(item.element) + " is not an attribute of " + set.name());
-                }
+                definitionRules.itemRead(item, result_.findings);
                 item.type = dictionary_.typeOf(*item.element);
                 Decoded decoded = decoder_.decode(item.element, item.type, item.bytes);
                 if (!decoded.badSize.empty()) {
@@ -671,24 +655,7 @@ class Reader {
                 }
                 item.value = std::move(decoded.value);
             }
-            if (set.definition != nullptr) {
-                for (const MM::MetaAttribute& attribute : set.definition->attributes()) {
-                    if (attribute.requiredStatus() == MM::AttributeRequiredStatus::Required &&
-                        present.count(labelOf(attribute.metaElement())) == 0) {
-                        Finding finding{"required-missing",
-                                        set.offset,
-                                        set.name(),
-                                        std::nullopt,
-                                        elementName(&attribute.metaElement()),
-                                        "the required " + elementName(&attribute.metaElement()) +
-                                            " is missing"};
-                        if (attribute.localTag() != nullptr) {
-                            finding.tag = attribute.localTag()->value();
-                        }
-                        result_.findings.push_back(std::move(finding));
-                    }
-                }
-            }
+            definitionRules.setRead(result_.findings);
         }
         for (std::size_t i = 0; i < fileOrder_.size(); ++i) {
             LocalSet& set = fileOrder_[i];
