@@ -294,8 +294,9 @@ int CommandLine::run(int argc, char** argv) {
         }
         // "xsddict help COMMAND" is "xsddict COMMAND --help".
         if (name == "help" && *word + 1 < given.size()) {
+            name = given[*word + 1];  // the command asked about, known or not
             for (Command& each : commands_) {
-                command = each.name == given[*word + 1] ? &each : command;
+                command = each.name == name ? &each : command;
             }
             help = command != nullptr || help;
         }
