@@ -120,6 +120,7 @@ usage_error("unknown command \"rexml\" \\(did you mean regxml\\?\\); see 'xsddic
 usage_error("--in-place does not apply to mxf; see 'xsddict mxf --help'" mxf --in-place file.mxf)
 usage_error("unknown option \"--frobnicate\"; see 'xsddict mxf --help'" mxf --frobnicate file.mxf)
 usage_error("-o needs a value; see 'xsddict regxml --help'" regxml file.mxf -o)
+usage_error("--dictionary needs a value; see 'xsddict --help'" --dictionary)
 # Options may stand before the command, and a command's argument may be named like another
 # command.
 expect(0 --json summary ${SAMPLE})

@@ -261,6 +261,7 @@ int CommandLine::run(int argc, char** argv) {
     // stand before it. Help and the version are asked for anywhere before "--".
     std::optional<std::size_t> word;
     bool help = false;
+    std::string lacksValue;  // an option before the command, last and without its value
     for (std::size_t i = 0; i < given.size(); ++i) {
         const std::string& token = given[i];
         if (token == "--") {
@@ -278,6 +279,7 @@ int CommandLine::run(int argc, char** argv) {
             if (!word) {
                 const auto known = allOptions().find(token);
                 if (known != options.end() && known->second) {
+                    lacksValue = i + 1 == given.size() ? token : lacksValue;
                     ++i;
                 }
             }
@@ -320,6 +322,9 @@ int CommandLine::run(int argc, char** argv) {
                 throw UsageError{"unknown option \"" + token + "\"" +
                                  (close.empty() ? "" : " (did you mean " + close + "?)")};
             }
+        }
+        if (!lacksValue.empty()) {
+            throw UsageError{lacksValue + " needs a value"};
         }
         if (!word) {
             throw UsageError{"no command given"};
