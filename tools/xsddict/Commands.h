@@ -16,5 +16,6 @@ void addRegXMLCommand(CommandLine& commandLine);
 void addReportCommand(CommandLine& commandLine);
 void addSetCommand(CommandLine& commandLine);
 void addApplyCommand(CommandLine& commandLine);
+void addRecoverCommand(CommandLine& commandLine);
 
 }  // namespace xsddict

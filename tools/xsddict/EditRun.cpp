@@ -53,9 +53,11 @@ class ScratchDocument {
         }
         ::close(fd);
         path_ = name.data();
+        const std::string document(std::istreambuf_iterator<char>(std::cin), {});
+        empty_ = document.empty();
         std::ofstream out(path_, std::ios::binary);
-        out << std::cin.rdbuf();
-        good_ = static_cast<bool>(out);
+        out << document;
+        good_ = !std::cin.bad() && static_cast<bool>(out);
     }
     ~ScratchDocument() {
         if (!path_.empty()) {
@@ -65,19 +67,33 @@ class ScratchDocument {
     ScratchDocument(const ScratchDocument&) = delete;
     ScratchDocument& operator=(const ScratchDocument&) = delete;
     bool good() const { return good_; }
+    bool empty() const { return empty_; }
     const std::string& path() const { return path_; }
 
   private:
     std::string path_;
     bool good_ = false;
+    bool empty_ = false;
 };
 
 }  // namespace
+
+void sayRecovery(const std::string& file, const Velmar::MXF::Writing::Recovery& recovery,
+                 std::ostream& out) {
+    if (recovery.rolledBack) {
+        out << "put back the old bytes of " << recovery.regions << " regions into " << file
+            << " from " << recovery.journal << ", where an edit in place was cut short\n";
+    }
+}
 
 int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                 const EditRunOptions& options, std::ostream& out, std::ostream& err) {
     try {
+        // An edit in place cut short is put back before the file is read to be edited.
+        if (options.output.empty()) {
+            sayRecovery(file, MXF::Writing::recoverFile(file.c_str()), out);
+        }
         MXF::Model::HeaderMetadata header =
             MXF::Reading::readHeaderMetadata(file.c_str(), dictionary);
         for (const EditStep& step : steps) {
@@ -106,6 +122,12 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                         const ScratchDocument document;
                         if (!document.good()) {
                             err << "xsddict: cannot keep the document read from standard input\n";
+                            return EXIT_FAILURE;
+                        }
+                        if (document.empty()) {
+                            err << "xsddict: " << file
+                                << ": the document read from standard input is empty; nothing "
+                                   "written\n";
                             return EXIT_FAILURE;
                         }
                         MXF::RegXML::applyRegXML(header, document.path().c_str(), dictionary);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CommandLine.h"
+#include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/SDK/MetaMetadata/Dictionary.h"
 
 namespace xsddict {
@@ -30,6 +31,10 @@ struct EditRunOptions {
 int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                 const EditRunOptions& options, std::ostream& out, std::ostream& err);
+
+// What recovering a file did, on `out`: nothing where there was no journal.
+void sayRecovery(const std::string& file, const Velmar::MXF::Writing::Recovery& recovery,
+                 std::ostream& out);
 
 // The options set and apply share: where to write, the walk, the dictionary.
 void addEditOptions(CLI::App& command);

@@ -72,6 +72,8 @@ const char* const kHelp =
     "                           Removals and additions are made first, in the order given\n"
     "  apply FILE.mxf DOC.xml   the file's header metadata replaced by a RegXML document's\n"
     "                           (as regxml writes it, edited); - reads it from standard input\n"
+    "  recover FILE.mxf         an edit in place that was cut short (a kill, a power loss) put\n"
+    "                           back from the journal it left beside the file\n"
     "\n"
     "options:\n"
     "  --json                   summary, check and mxf: write JSON\n"
@@ -143,10 +145,11 @@ void printVersion() {
 
 int main(int argc, char** argv) {
     xsddict::CommandLine commandLine(kHelp, printVersion);
-    for (auto add : {xsddict::addSummaryCommand, xsddict::addDumpCommand, xsddict::addCheckCommand,
-                     xsddict::addShowCommand, xsddict::addImportRegistersCommand,
-                     xsddict::addCompileCommand, xsddict::addMxfCommand, xsddict::addRegXMLCommand,
-                     xsddict::addReportCommand, xsddict::addSetCommand, xsddict::addApplyCommand}) {
+    for (auto add :
+         {xsddict::addSummaryCommand, xsddict::addDumpCommand, xsddict::addCheckCommand,
+          xsddict::addShowCommand, xsddict::addImportRegistersCommand, xsddict::addCompileCommand,
+          xsddict::addMxfCommand, xsddict::addRegXMLCommand, xsddict::addReportCommand,
+          xsddict::addSetCommand, xsddict::addApplyCommand, xsddict::addRecoverCommand}) {
         add(commandLine);
     }
     return commandLine.run(argc, argv);

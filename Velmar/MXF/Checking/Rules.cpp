@@ -18,6 +18,8 @@ struct Rule {
 
 constexpr Rule kRules[] = {
     // The header metadata read.
+    {"interrupted-edit", Severity::Error,
+     "an edit in place was cut short: its journal is beside the file"},
     {"truncated", Severity::Error, "the file ends after its header metadata, or inside a packet"},
     {"footer-missing", Severity::Error, "no partition pack where the header says the footer is"},
     {"dangling-reference", Severity::Error, "a strong reference to no set"},

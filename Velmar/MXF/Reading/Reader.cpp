@@ -18,6 +18,7 @@
 #include "Velmar/MXF/Checking/Rules.h"
 #include "Velmar/MXF/Model/FileRefused.h"
 #include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/EditJournal.h"
 #include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/MXF/Values/Text.h"
 #include "Velmar/SDK/MetaMetadata/Visitors/MetaElementVisitor.h"
@@ -819,7 +820,13 @@ HeaderMetadata readHeaderMetadata(const std::uint8_t* data, std::size_t size,
 HeaderMetadata readHeaderMetadata(const char* path, const MM::Dictionary& dictionary,
                                   const ReadOptions& options) {
     FileSource source(path);
-    return Reader(source, dictionary, options).read();
+    HeaderMetadata header = Reader(source, dictionary, options).read();
+    // Said first: what follows was read from a file an edit may have left half written.
+    if (std::optional<Finding> interrupted = interruptedEdit(path)) {
+        interrupted->severity = ruleSeverity(interrupted->rule);
+        header.findings.insert(header.findings.begin(), std::move(*interrupted));
+    }
+    return header;
 }
 
 HeaderMetadata readHeaderMetadata(ByteSource& source, const MM::Dictionary& dictionary,

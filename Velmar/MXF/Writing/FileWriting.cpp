@@ -2,12 +2,15 @@
 // with more room, and the result read back before (as it would be) and after it is written.
 #include "Velmar/MXF/Writing/FileWriting.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -18,6 +21,7 @@
 #include "../Reading/SourceReading.h"
 #include "../Values/BigEndian.h"
 #include "Velmar/MXF/Model/FileRefused.h"
+#include "Velmar/MXF/Reading/EditJournal.h"
 #include "Velmar/MXF/Values/Text.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
@@ -326,6 +330,107 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
+bool sameFile(const std::string& a, const std::string& b) {
+    struct stat first {
+    }, second{};
+    return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// A new file is written beside OUT as ".OUT.xsddict-PID-XXXXXX" and renamed when whole.
+std::string outputPattern(const std::string& output) {
+    const std::size_t slash = output.rfind('/');
+    return folderOf(output) + "/." +
+           (slash == std::string::npos ? output : output.substr(slash + 1)) + ".xsddict-";
+}
+
+// What stopped runs left behind: files named PATTERN + PID + "-XXXXXX" of a process that is no
+// more. Never another program's file, nor one a running xsddict is writing.
+void removeStale(const std::string& pattern) {
+    const std::string folder = folderOf(pattern);
+    const std::string prefix = pattern.substr(pattern.rfind('/') + 1);
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), &::closedir);
+    if (!entries) {
+        return;
+    }
+    while (const dirent* entry = ::readdir(entries.get())) {
+        const std::string name = entry->d_name;
+        if (name.compare(0, prefix.size(), prefix) != 0) {
+            continue;
+        }
+        char* end = nullptr;
+        const long pid = std::strtol(name.c_str() + prefix.size(), &end, 10);
+        if (pid > 0 && end != nullptr && *end == '-' && std::strlen(end) == 7 &&
+            ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
+            ::unlink((folder + "/" + name).c_str());
+        }
+    }
+}
+
+// A file written whole under a temporary name (PATTERN + PID + "-XXXXXX") before it is renamed.
+std::string temporaryName(const std::string& pattern) {
+    return pattern + std::to_string(::getpid()) + "-XXXXXX";
+}
+
+bool syncFolderOf(const std::string& path) {
+    const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return folder.get() >= 0 && ::fsync(folder.get()) == 0;
+}
+
+// The journal written beside the file before the file changes: whole under a temporary name,
+// synced, renamed, and its folder synced, so that a journal is there whole or not at all.
+void writeJournal(const std::string& file, const EditJournal& journal) {
+    const std::string path = editJournalPath(file);
+    const std::vector<std::uint8_t> bytes = editJournalBytes(journal);
+    std::string temporary = temporaryName(path + "-");
+    std::vector<char> name(temporary.begin(), temporary.end());
+    name.push_back('\0');
+    const Descriptor fd(::mkostemp(name.data(), O_CLOEXEC));
+    if (fd.get() < 0) {
+        failed("cannot write the journal " + path + ": " + std::strerror(errno) +
+               "; the file is as it was");
+    }
+    temporary = name.data();
+    try {
+        writeAll(fd.get(), bytes.data(), bytes.size(), 0, temporary);
+        if (::fsync(fd.get()) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
+            failed("cannot write the journal " + path + ": " + std::strerror(errno));
+        }
+    } catch (const WriteFailed& e) {
+        ::unlink(temporary.c_str());
+        failed(SDK::Utils::toUtf8(e.message()).c_str() + std::string("; the file is as it was"));
+    }
+    if (!syncFolderOf(path)) {
+        const int error = errno;
+        ::unlink(path.c_str());
+        failed("cannot sync the journal " + path + ": " + std::strerror(error) +
+               "; the file is as it was");
+    }
+}
+
+// The journal's old bytes back in the file, and the file's size as it was; then synced.
+bool rollBack(const std::string& file, const EditJournal& journal) {
+    const Descriptor fd(::open(file.c_str(), O_WRONLY | O_CLOEXEC));
+    if (fd.get() < 0) {
+        return false;
+    }
+    try {
+        for (const EditJournal::Region& region : journal.regions) {
+            writeAll(fd.get(), region.bytes.data(), region.bytes.size(), region.offset, file);
+        }
+    } catch (const WriteFailed&) {
+        return false;
+    }
+    return ::ftruncate(fd.get(), static_cast<off_t>(journal.fileSize)) == 0 &&
+           ::fsync(fd.get()) == 0;
+}
+
+// The journal removed once the file is whole (the edit's, or the old one put back).
+bool removeJournal(const std::string& file) {
+    const std::string path = editJournalPath(file);
+    return (::unlink(path.c_str()) == 0 || errno == ENOENT) && syncFolderOf(path);
+}
+
 // The partition packs and random index pack of a file laid out anew, their offsets moved by
 // what the copies before them grew.
 void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector<Copy>& copies,
@@ -461,6 +566,14 @@ std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetada
 WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
                       const MM::Dictionary& dictionary, const WriteOptions& options) {
     const bool inPlace = options.output.empty();
+    // An edit cut short is put back before the file is read for another; a new file is never
+    // made from a file half written.
+    if (inPlace) {
+        recoverFile(sourcePath);
+    } else if (interruptedEdit(sourcePath)) {
+        failed(std::string("an edit in place of ") + sourcePath +
+               " was cut short: recover it first (xsddict recover)");
+    }
     FileSource source(sourcePath);
     ReadOptions readOptions;
     readOptions.walk = !inPlace || options.walkInPlace;
@@ -559,42 +672,56 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         if (chosen != nullptr) {
             order.push_back(chosen);
         }
-        std::vector<Bytes> old;
+        EditJournal journal;
+        journal.fileSize = source.size();
         for (const Edit* edit : order) {
-            Bytes bytes(static_cast<std::size_t>(edit->end - edit->start));
-            if (!source.read(edit->start, bytes.data(), bytes.size())) {
+            EditJournal::Region region{edit->start,
+                                       Bytes(static_cast<std::size_t>(edit->end - edit->start))};
+            if (!source.read(edit->start, region.bytes.data(), region.bytes.size())) {
                 failed("cannot read the file's header metadata");
             }
-            old.push_back(std::move(bytes));
+            journal.regions.push_back(std::move(region));
         }
         const Descriptor fd(::open(sourcePath, O_WRONLY | O_CLOEXEC));
-        if (fd.get() < 0) {
+        struct stat status {};
+        if (fd.get() < 0 || ::fstat(fd.get(), &status) != 0) {
             failed(std::string("cannot open ") + sourcePath + " to write: " + std::strerror(errno));
         }
-        for (const Edit* edit : order) {
-            step(options, "write");
-            writeAll(fd.get(), edit->bytes.data(), edit->bytes.size(), edit->start, sourcePath);
-            report.bytesWritten += edit->bytes.size();
-        }
-        step(options, "sync");
-        if (::fsync(fd.get()) != 0) {
-            failed(std::string("cannot sync ") + sourcePath + ": " + std::strerror(errno));
-        }
+        journal.device = static_cast<std::uint64_t>(status.st_dev);
+        journal.inode = static_cast<std::uint64_t>(status.st_ino);
+        step(options, "journal");
+        writeJournal(sourcePath, journal);
         try {
+            for (const Edit* edit : order) {
+                step(options, "write");
+                writeAll(fd.get(), edit->bytes.data(), edit->bytes.size(), edit->start, sourcePath);
+                report.bytesWritten += edit->bytes.size();
+            }
+            step(options, "sync");
+            if (::fsync(fd.get()) != 0) {
+                failed(std::string("cannot sync ") + sourcePath + ": " + std::strerror(errno));
+            }
             FileSource again(sourcePath);
             check(again, header, before, dictionary, walk, sourcePath);
-        } catch (const WriteFailed&) {
-            for (std::size_t i = order.size(); i-- > 0;) {
-                writeAll(fd.get(), old[i].data(), old[i].size(), order[i]->start, sourcePath);
+            step(options, "unjournal");
+            if (!removeJournal(sourcePath)) {
+                failed("cannot remove the journal " + editJournalPath(sourcePath) + ": " +
+                       std::strerror(errno));
             }
-            ::fsync(fd.get());
-            throw;
+        } catch (const SDK::Exceptions::BaseException& e) {
+            const std::string why = SDK::Utils::toUtf8(e.message()).c_str();
+            if (rollBack(sourcePath, journal) && removeJournal(sourcePath)) {
+                failed(why + "; the file is as it was");
+            }
+            failed(why + "; the old bytes could not all be put back: " +
+                   editJournalPath(sourcePath) + " holds them (xsddict recover)");
         }
         return report;
     }
 
     const std::string output = options.output;
-    std::string temporary = folderOf(output) + "/.xsddict-XXXXXX";
+    removeStale(outputPattern(output));
+    std::string temporary = temporaryName(outputPattern(output));
     std::vector<char> name(temporary.begin(), temporary.end());
     name.push_back('\0');
     const Descriptor out(::mkostemp(name.data(), O_CLOEXEC));
@@ -602,13 +729,15 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         failed("cannot write beside " + output + ": " + std::strerror(errno));
     }
     temporary = name.data();
+    struct stat status {};
     try {
         const Descriptor in(::open(sourcePath, O_RDONLY | O_CLOEXEC));
-        struct stat status {};
         if (in.get() < 0 || ::fstat(in.get(), &status) != 0) {
             failed(std::string("cannot read ") + sourcePath + ": " + std::strerror(errno));
         }
-        ::fchmod(out.get(), status.st_mode & 07777);
+        if (::fchmod(out.get(), status.st_mode & 07777) != 0) {
+            failed("cannot give " + temporary + " the source's mode: " + std::strerror(errno));
+        }
         for (const Layout::Piece& piece : layout.pieces()) {
             step(options, "write");
             if (piece.edit != nullptr) {
@@ -633,11 +762,43 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         ::unlink(temporary.c_str());
         throw;
     }
-    const Descriptor folder(::open(folderOf(output).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.get() >= 0) {
-        ::fsync(folder.get());
+    step(options, "sync folder");
+    if (!syncFolderOf(output)) {
+        const int error = errno;
+        // Not durable: a new file goes, so that none is taken for whole; the source made anew
+        // under its own name stays, being the only copy there is.
+        if (!sameFile(sourcePath, output)) {
+            ::unlink(output.c_str());
+            failed("cannot sync the folder of " + output + ": " + std::strerror(error) +
+                   "; it was removed");
+        }
+        failed("cannot sync the folder of " + output + ": " + std::strerror(error) +
+               "; the file written may not survive a power loss");
     }
     return report;
+}
+
+Recovery recoverFile(const char* path) {
+    removeStale(editJournalPath(path) + "-");
+    Recovery recovery;
+    std::optional<EditJournal> journal;
+    try {
+        journal = readEditJournal(path);
+    } catch (const UnverifiedJournal& e) {
+        failed("the journal " + editJournalPath(path) + " does not verify (" + e.why +
+               "): it is not applied, and the file is left as it is");
+    }
+    if (!journal) {
+        return recovery;
+    }
+    if (!rollBack(path, *journal) || !removeJournal(path)) {
+        failed(std::string("cannot put the journal's old bytes back into ") + path + ": " +
+               std::strerror(errno) + "; the journal is kept");
+    }
+    recovery.rolledBack = true;
+    recovery.regions = journal->regions.size();
+    recovery.journal = editJournalPath(path);
+    return recovery;
 }
 
 }  // namespace Velmar::MXF::Writing

@@ -69,12 +69,29 @@ struct WriteReport {
 // pack updated; essence, index tables and every other packet are copied byte for byte.
 // Before anything is written, the file as it would be is read back and must give the header
 // metadata written, set by set and item by item, with no finding the source had not; after
-// writing, the file itself is read back the same way. In place, the copies are each written
-// with one write, the copy the reader chooses last, then synced: a process stopped at any step
-// leaves a file that reads as the old one or the new one.
+// writing, the file itself is read back the same way. In place, the old bytes of every region
+// to be written first go to a journal beside the file (synced with its folder); then the copies
+// are written, the copy the reader chooses last, and synced; then the journal is removed. Any
+// error puts the old bytes back; a process stopped at any step leaves the journal, which the
+// next edit or recoverFile rolls back: the file is then the old one or the new one, byte for
+// byte. Steps told to beforeStep: "journal", "write" (each copy), "sync", "unjournal".
 WriteReport writeFile(const char* source, const Model::HeaderMetadata& header,
                       const SDK::MetaMetadata::Dictionary& dictionary,
                       const WriteOptions& options = WriteOptions());
+
+// What recoverFile did: nothing where no journal was beside the file.
+struct Recovery {
+    bool rolledBack = false;
+    std::size_t regions = 0;
+    std::string journal;  // its path, where one was rolled back
+};
+
+// An edit in place cut short (killed, the power lost, a write refused and not undone) leaves
+// its journal beside the file: the old bytes of every region written. This puts them back and
+// removes the journal; writeFile does it first for the file it edits in place. A journal that
+// does not verify (torn, changed, of another file) is never applied: WriteFailed says why, and
+// the journal is left.
+Recovery recoverFile(const char* path);
 
 // Where two header metadatas differ, set by set (in tree order) and item by item (by label and
 // stored bytes); empty where they do not.

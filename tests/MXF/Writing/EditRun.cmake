@@ -7,8 +7,11 @@ file(MAKE_DIRECTORY ${run})
 file(COPY_FILE ${MXF}/fixtures/op1a-mpeg2-pcm.mxf ${run}/a.mxf)
 
 function(expect code)
-  cmake_parse_arguments(E "" "OUT;ERR" "ARGS" ${ARGN})
-  execute_process(COMMAND ${XSDDICT} ${E_ARGS} WORKING_DIRECTORY ${run}
+  cmake_parse_arguments(E "" "OUT;ERR;INPUT" "ARGS" ${ARGN})
+  if(NOT DEFINED E_INPUT)
+    set(E_INPUT /dev/null)
+  endif()
+  execute_process(COMMAND ${XSDDICT} ${E_ARGS} WORKING_DIRECTORY ${run} INPUT_FILE ${E_INPUT}
                   RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT result EQUAL code)
     message(FATAL_ERROR "xsddict ${E_ARGS}: exit ${result}, not ${code}\n${out}${err}")
@@ -38,6 +41,8 @@ expect(2 ARGS apply a.mxf -o b.mxf ERR "apply takes")
 expect(2 ARGS mxf a.mxf --in-place ERR "--in-place does not apply to mxf")
 
 # Refusals: one line each, exit 1, the file as it was and no new file.
+expect(1 ARGS apply a.mxf - --in-place ERR "^xsddict: a.mxf: the document read from standard input is empty; nothing written\n$")
+expect_unchanged(a.mxf)
 expect(1 ARGS set a.mxf "Timecode/Rounded Timecode Timebase=65536" --in-place
        ERR "^xsddict: a.mxf: Rounded Timecode Timebase \\(15.02\\): 65536 is out of the range of UInt16 \\(0 to 65535\\)\n$")
 # A name not found is answered with the names there are.

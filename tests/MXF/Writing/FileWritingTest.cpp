@@ -15,6 +15,7 @@
 #include "../HandBuilt.h"
 #include "Velmar/MXF/Model/FileRefused.h"
 #include "Velmar/MXF/Model/HeaderMetadata.h"
+#include "Velmar/MXF/Reading/EditJournal.h"
 #include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/MXF/RegXML/RegXMLReading.h"
 #include "Velmar/MXF/RegXML/RegXMLWriting.h"
@@ -350,7 +351,33 @@ TEST(FileWriting, AppliesAnEditedDocument) {
 
 // The process stopped before each step of a write in turn: the file then reads as the old one
 // or as the new one, never as anything else.
-TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
+// Runs writeFile in a child stopped (as by a kill) before its `stopAt`-th step; 42 where it
+// stopped, 0 where it finished, 1 where it failed.
+int writeStoppedAt(const fs::path& file, const MXF::Model::HeaderMetadata& edited,
+                   const std::string& output, int stopAt) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        int steps = 0;
+        MXF::Writing::WriteOptions options;
+        options.output = output;
+        options.beforeStep = [&](const char*) {
+            if (++steps == stopAt) {
+                ::_exit(42);
+            }
+        };
+        try {
+            MXF::Writing::writeFile(file.c_str(), edited, registers(), options);
+        } catch (...) {
+            ::_exit(1);
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNewOnceRecovered) {
     const Scratch scratch;
     std::vector<std::pair<fs::path, bool>> sources = {{kFixtures / "op1a-mpeg2-pcm.mxf", false}};
     // A file of two copies (header and footer): in place, the copy the reader takes goes last.
@@ -364,50 +391,187 @@ TEST(FileWriting, AStopAtAnyStepLeavesTheOldFileOrTheNew) {
             MXF::Reading::readHeaderMetadata(source.c_str(), registers());
         MXF::Model::HeaderMetadata edited = old;
         MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+        const fs::path file = scratch / "f.mxf";
+        const fs::path out = scratch / "out.mxf";
+        // The file as the edit leaves it, whole.
+        fs::copy_file(source, file, fs::copy_options::overwrite_existing);
+        ASSERT_EQ(writeStoppedAt(file, edited, newFile ? out.string() : "", 0), 0);
+        const Bytes whole = fileBytes(newFile ? out : file);
         bool finished = false;
+        int stops = 0;
         for (int stopAt = 1; !finished && stopAt < 64; ++stopAt) {
-            const fs::path file = scratch / "f.mxf";
-            const fs::path out = scratch / "out.mxf";
             fs::remove(out);
             fs::copy_file(source, file, fs::copy_options::overwrite_existing);
-            const pid_t child = ::fork();
-            ASSERT_GE(child, 0);
-            if (child == 0) {
-                int steps = 0;
-                MXF::Writing::WriteOptions options;
-                options.output = newFile ? out.string() : std::string();
-                options.beforeStep = [&](const char*) {
-                    if (++steps == stopAt) {
-                        ::_exit(42);
-                    }
-                };
-                try {
-                    MXF::Writing::writeFile(file.c_str(), edited, registers(), options);
-                } catch (...) {
-                    ::_exit(1);
-                }
-                ::_exit(0);
-            }
-            int status = 0;
-            ::waitpid(child, &status, 0);
-            ASSERT_TRUE(WIFEXITED(status));
-            ASSERT_NE(WEXITSTATUS(status), 1) << source << " stopped at " << stopAt;
-            finished = WEXITSTATUS(status) == 0;
-            const fs::path written = newFile ? out : file;
-            if (newFile && !fs::exists(out)) {
-                EXPECT_FALSE(finished);
+            const int status = writeStoppedAt(file, edited, newFile ? out.string() : "", stopAt);
+            ASSERT_TRUE(status == 0 || status == 42) << source << " stopped at " << stopAt;
+            finished = status == 0;
+            stops += status == 42;
+            if (newFile) {
                 EXPECT_EQ(fileBytes(file), fileBytes(source));
+                // Stopped after the rename, before the folder's sync, the new file is whole.
+                EXPECT_TRUE(fs::exists(out) ? fileBytes(out) == whole : !finished) << stopAt;
                 continue;
             }
-            const MXF::Model::HeaderMetadata read =
-                MXF::Reading::readHeaderMetadata(written.c_str(), registers());
-            const bool isOld = MXF::Writing::headerMetadataDifference(old, read).empty();
-            const bool isNew = MXF::Writing::headerMetadataDifference(edited, read).empty();
-            EXPECT_TRUE(isOld || isNew) << source << " stopped at " << stopAt;
-            EXPECT_TRUE(!finished || isNew) << source;
+            // What the next command does first: the journal, where the stop left one, put back.
+            const MXF::Writing::Recovery recovery = MXF::Writing::recoverFile(file.c_str());
+            EXPECT_FALSE(fs::exists(MXF::Reading::editJournalPath(file.string())));
+            const Bytes after = fileBytes(file);
+            EXPECT_TRUE(after == fileBytes(source) || after == whole)
+                << source << " stopped at " << stopAt;
+            // Stopped before the journal was removed, the file is put back as it was.
+            EXPECT_TRUE(finished || !recovery.rolledBack || after == fileBytes(source));
+        }
+        EXPECT_TRUE(finished) << source;
+        // Journal, each copy, sync and the journal's removal; a new file: its pieces, sync,
+        // rename and the folder's sync.
+        EXPECT_GE(stops, 4) << source;
+        // What the stopped runs left beside the new file, the next run removed.
+        for (const auto& entry : fs::directory_iterator(scratch.path())) {
+            EXPECT_NE(entry.path().filename().string().rfind(".out.mxf.xsddict-", 0), 0u)
+                << entry.path();
+        }
+    }
+}
+
+// A new file's temporary left by a run that is no more is removed by the next run into that
+// folder; one of a running process, or any other file, is not.
+TEST(FileWriting, RemovesOnlyTheTemporariesOfRunsThatAreNoMore) {
+    const Scratch scratch;
+    const fs::path source = kFixtures / "op1a-mpeg2-pcm.mxf";
+    MXF::Model::HeaderMetadata edited =
+        MXF::Reading::readHeaderMetadata(source.c_str(), registers());
+    MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+    pid_t gone = ::fork();
+    if (gone == 0) {
+        ::_exit(0);
+    }
+    ::waitpid(gone, nullptr, 0);
+    const std::string stale = ".out.mxf.xsddict-" + std::to_string(gone) + "-abcdef";
+    const std::vector<std::string> kept = {
+        ".out.mxf.xsddict-" + std::to_string(::getpid()) + "-abcdef",  // a run going on
+        ".out.mxf.xsddict-" + std::to_string(gone) + "-abcdefg",       // not of our pattern
+        ".other.mxf.xsddict-" + std::to_string(gone) + "-abcdef",      // beside another file
+        "out.mxf.xsddict-" + std::to_string(gone) + "-abcdef"};
+    for (const std::string& name : kept) {
+        std::ofstream(scratch / name) << "x";
+    }
+    std::ofstream(scratch / stale) << "x";
+    MXF::Writing::WriteOptions options;
+    options.output = (scratch / "out.mxf").string();
+    MXF::Writing::writeFile(source.c_str(), edited, registers(), options);
+    EXPECT_FALSE(fs::exists(scratch / stale));
+    for (const std::string& name : kept) {
+        EXPECT_TRUE(fs::exists(scratch / name)) << name;
+    }
+}
+
+// An error at any step of an edit in place (a write, the sync, the journal's removal) puts the
+// old bytes back and says so; no journal is left.
+TEST(FileWriting, AnErrorAtAnyStepInPlaceLeavesTheOldFile) {
+    const Scratch scratch;
+    std::vector<fs::path> sources = {kFixtures / "op1a-mpeg2-pcm.mxf"};
+    const fs::path twoCopies = kCorpus / "Netflix_photon/TearsOfSteel_4k_Test_Master_Audio_002.mxf";
+    if (fs::exists(twoCopies)) {
+        sources.push_back(twoCopies);
+    }
+    for (const fs::path& source : sources) {
+        const fs::path file = scratch / "f.mxf";
+        MXF::Model::HeaderMetadata edited =
+            MXF::Reading::readHeaderMetadata(source.c_str(), registers());
+        MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+        bool finished = false;
+        for (int failAt = 2; !finished && failAt < 64; ++failAt) {
+            fs::copy_file(source, file, fs::copy_options::overwrite_existing);
+            int steps = 0;
+            MXF::Writing::WriteOptions options;
+            options.beforeStep = [&](const char* step) {
+                if (++steps == failAt) {
+                    throw MXF::Writing::WriteFailed(std::string("injected before ") + step,
+                                                    __FILE__, __LINE__);
+                }
+            };
+            try {
+                MXF::Writing::writeFile(file.c_str(), edited, registers(), options);
+                finished = true;
+            } catch (const MXF::Writing::WriteFailed& e) {
+                const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+                EXPECT_NE(message.find("the file is as it was"), std::string::npos) << message;
+                EXPECT_EQ(fileBytes(file), fileBytes(source)) << source << " failed at " << failAt;
+            }
+            EXPECT_FALSE(fs::exists(MXF::Reading::editJournalPath(file.string())));
         }
         EXPECT_TRUE(finished) << source;
     }
+}
+
+// A journal is applied only whole, unchanged and beside its own file: cut at any byte, a byte
+// changed, or moved beside another file, it is refused and left, the file untouched; and a read
+// of the file says so.
+TEST(FileWriting, AJournalThatDoesNotVerifyIsNeverApplied) {
+    const Scratch scratch;
+    const fs::path source = kFixtures / "op1a-mpeg2-pcm.mxf";
+    const fs::path file = scratch / "f.mxf";
+    fs::copy_file(source, file);
+    MXF::Model::HeaderMetadata edited = MXF::Reading::readHeaderMetadata(file.c_str(), registers());
+    MXF::Writing::setItemText(edited, "Timecode/Start Timecode", "123456", registers());
+    // Stopped after the journal, before the first write: the file is as it was.
+    ASSERT_EQ(writeStoppedAt(file, edited, "", 2), 42);
+    const fs::path journal = MXF::Reading::editJournalPath(file.string());
+    ASSERT_TRUE(fs::exists(journal));
+    const Bytes whole = fileBytes(journal);
+    const Bytes original = fileBytes(file);
+    auto put = [&](const fs::path& path, const Bytes& bytes) {
+        std::ofstream(path, std::ios::binary | std::ios::trunc)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+    };
+    auto refused = [&](const fs::path& target, const std::string& why) {
+        try {
+            MXF::Writing::recoverFile(target.c_str());
+            return std::string("applied");
+        } catch (const MXF::Writing::WriteFailed& e) {
+            const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+            return message.find(why) != std::string::npos ? std::string() : message;
+        }
+    };
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        put(journal, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        const std::string outcome = refused(file, "does not verify");
+        ASSERT_EQ(outcome, "") << "cut at " << size;
+        ASSERT_TRUE(fs::exists(journal));
+    }
+    EXPECT_EQ(fileBytes(file), original);
+    for (std::size_t at = 0; at < whole.size(); at += 97) {
+        Bytes changed = whole;
+        changed[at] ^= 0x20;
+        put(journal, changed);
+        EXPECT_EQ(refused(file, "does not verify"), "") << "byte " << at << " changed";
+    }
+    const MXF::Model::HeaderMetadata read =
+        MXF::Reading::readHeaderMetadata(file.c_str(), registers());
+    ASSERT_FALSE(read.findings.empty());
+    EXPECT_EQ(read.findings.front().rule, "interrupted-edit");
+    EXPECT_NE(read.findings.front().message.find("does not verify"), std::string::npos);
+    // Beside another file, of another inode, it is that file's no more.
+    const fs::path other = scratch / "g.mxf";
+    fs::copy_file(source, other);
+    put(MXF::Reading::editJournalPath(other.string()), whole);
+    EXPECT_EQ(refused(other, "another file"), "");
+    EXPECT_EQ(fileBytes(other), fileBytes(source));
+    // Whole and beside its file, it is said by a read, and applied once.
+    put(journal, whole);
+    const MXF::Model::HeaderMetadata hot =
+        MXF::Reading::readHeaderMetadata(file.c_str(), registers());
+    ASSERT_FALSE(hot.findings.empty());
+    EXPECT_EQ(hot.findings.front().rule, "interrupted-edit");
+    EXPECT_EQ(hot.findings.front().severity, MXF::Model::Severity::Error);
+    EXPECT_NE(hot.findings.front().message.find(journal.string()), std::string::npos);
+    const MXF::Writing::Recovery recovery = MXF::Writing::recoverFile(file.c_str());
+    EXPECT_TRUE(recovery.rolledBack);
+    EXPECT_EQ(recovery.regions, 1u);
+    EXPECT_FALSE(fs::exists(journal));
+    EXPECT_EQ(fileBytes(file), original);
+    EXPECT_FALSE(MXF::Writing::recoverFile(file.c_str()).rolledBack);
 }
 
 TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
