@@ -617,13 +617,23 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     }
     const bool moves = needed > 0;
     if (inPlace && moves) {
-        throw NoRoom("the header metadata takes " + std::to_string(metadata.size()) +
-                         " bytes; in place it needs " + std::to_string(needed) +
-                         " bytes more than the partition at " +
-                         std::to_string(tightest->partition) + " gives it (" +
-                         std::to_string(tightest->size) +
-                         " with the fill after it): write a new file instead",
-                     needed, __FILE__, __LINE__);
+        const std::string room = "the partition at " + std::to_string(tightest->partition) +
+                                 " gives it (" + std::to_string(tightest->size) +
+                                 " with the fill after it)";
+        // A little shorter than the room is no better than a little longer: fill has a least
+        // size, and the gap left cannot hold one.
+        const std::uint64_t gap =
+            tightest->size > metadata.size() ? tightest->size - metadata.size() : 0;
+        throw NoRoom(
+            "the header metadata takes " + std::to_string(metadata.size()) + " bytes; " +
+                (gap > 0 ? room + ", leaving a gap of " + std::to_string(gap) +
+                               (gap == 1 ? " byte" : " bytes") + " too small for fill (at least " +
+                               std::to_string(kLeastFill) + "): in place it needs " +
+                               std::to_string(needed) + " bytes more or " + std::to_string(gap) +
+                               " fewer; a new file (-o) is laid out with room"
+                         : "in place it needs " + std::to_string(needed) + " bytes more than " +
+                               room + ": write a new file instead"),
+            needed, __FILE__, __LINE__);
     }
 
     std::vector<Edit> edits;

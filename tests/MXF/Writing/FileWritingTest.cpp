@@ -227,6 +227,12 @@ TEST(FileWriting, RefusesInPlaceWhatDoesNotFitAndSaysTheRoomNeeded) {
                 ADD_FAILURE() << c.left << " bytes left fit where they should not";
             } catch (const MXF::Writing::NoRoom& e) {
                 EXPECT_EQ(e.needed(), static_cast<std::uint64_t>(17 - c.left)) << c.left;
+                const std::string message = Velmar::SDK::Utils::toUtf8(e.message()).c_str();
+                const std::string said =
+                    c.left > 0 ? "a gap of " + std::to_string(c.left) +
+                                     (c.left == 1 ? " byte too small" : " bytes too small")
+                               : "in place it needs " + std::to_string(17 - c.left) + " bytes more";
+                EXPECT_NE(message.find(said), std::string::npos) << message;
             }
             EXPECT_EQ(fileBytes(file), before) << c.left;
         }
