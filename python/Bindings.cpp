@@ -693,6 +693,23 @@ PYBIND11_MODULE(_xsddict, m) {
              py::arg("partition") = "header");
 
     m.def("_read", &readFile, py::arg("path"), py::arg("dictionary"), py::arg("walk"));
+    m.def(
+        "_recover",
+        [](const std::string& path) -> py::object {
+            MXF::Writing::Recovery recovery;
+            {
+                py::gil_scoped_release unlocked;
+                recovery = MXF::Writing::recoverFile(path.c_str());
+            }
+            if (!recovery.rolledBack) {
+                return py::none();
+            }
+            py::dict out;
+            out["journal"] = recovery.journal;
+            out["regions"] = recovery.regions;
+            return std::move(out);
+        },
+        py::arg("path"));
     // What a timestamp value becomes; no fixture carries one that names a moment.
     m.def("_timestamp", &makeTimestamp, py::arg("text"));
 }

@@ -157,3 +157,28 @@ def test_other_readers_see_the_edited_values(tmp_path):
     assert tracks[0]["Encoded_Application_Name"] == "Archive copy"
     timecodes = {t.get("TimeCode_Settings"): t.get("TimeCode_FirstFrame") for t in tracks}
     assert timecodes["Material Package"] == timecodes["Source Package"] == "01:00:00:00"
+
+
+def test_an_edit_cut_short_is_said_and_put_back(tmp_path, xsddict_tool):
+    strace = shutil.which("strace")
+    if not strace:
+        pytest.skip("no strace to cut an edit short")
+    path = copy(tmp_path)
+    old = path.read_bytes()
+    # Killed at its second write: the journal is whole, the first copy half the story.
+    subprocess.run([strace, "-f", "-qq", "-o", "/dev/null", "-e", "trace=pwrite64",
+                    "-e", "inject=pwrite64:signal=KILL:when=2", xsddict_tool, "set", str(path),
+                    "Timecode/Start Timecode=123456", "--in-place"], capture_output=True)
+    journal = tmp_path / ".a.mxf.xsddict-journal"
+    assert journal.exists()
+    finding = xsddict.read(path).findings[0]
+    assert (finding.rule, finding.severity) == ("interrupted-edit", "error")
+    assert str(journal) in finding.message
+    assert xsddict.recover(path) == {"journal": str(journal), "regions": 1}
+    assert path.read_bytes() == old and not journal.exists()
+    assert xsddict.recover(path) is None
+    # Torn, it is refused and left.
+    journal.write_bytes(b"xsddict journal1")
+    with pytest.raises(xsddict.Error, match="does not verify"):
+        xsddict.recover(path)
+    assert journal.exists() and path.read_bytes() == old

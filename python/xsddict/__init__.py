@@ -424,6 +424,15 @@ def apply(path: Union[str, "_os.PathLike[str]"], regxml: Union[str, bytes, "_os.
     return write(header, output)
 
 
+def recover(path: Union[str, "_os.PathLike[str]"]) -> Optional[Dict[str, Any]]:
+    """Puts back an edit in place that was cut short (a kill, a power loss), from the journal it
+    left beside the file, as `xsddict recover` does: returns the journal's path and how many
+    regions it put back, or None where there was no journal. A journal that does not verify is
+    never applied: Error, and the journal is left. A read of such a file has the finding
+    interrupted-edit; write() in place recovers first by itself."""
+    return _xsddict._recover(_os.fspath(path))
+
+
 def read(path: Union[str, "_os.PathLike[str]"], dictionary: Optional[Dictionary] = None,
          walk: bool = False) -> Header:
     """Reads an MXF file's partitions and header metadata through the dictionary (the built-in
