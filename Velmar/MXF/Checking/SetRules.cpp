@@ -1,6 +1,5 @@
 #include "SetRules.h"
 
-#include <cstring>
 #include <string>
 
 #include "../Values/BigEndian.h"
@@ -23,12 +22,6 @@ std::string nameOf(const MM::MetaElement& element) {
 }
 
 }  // namespace
-
-std::size_t SetDefinitionRules::LabelHash::operator()(const Bytes16& label) const {
-    std::size_t hash;
-    std::memcpy(&hash, label.data() + 8, sizeof hash);  // the bytes that tell labels apart
-    return hash;
-}
 
 SetDefinitionRules::SetDefinitionRules(const LocalSet& set) : set_(set) {
     if (set.definition != nullptr) {

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "../KLV/Labels.h"
 #include "Velmar/MXF/Model/HeaderMetadata.h"
 
 namespace Velmar::MXF::Checking {
@@ -21,15 +22,11 @@ class SetDefinitionRules {
     void setRead(std::vector<Model::Finding>& findings) const;
 
   private:
-    struct LabelHash {
-        std::size_t operator()(const Model::Bytes16& label) const;
-    };
-
     const Model::LocalSet& set_;
     // By label: in a stacked dictionary a set may hold an element of a layer whose label the
     // layer below defines too.
-    std::unordered_set<Model::Bytes16, LabelHash> attributes_;
-    std::unordered_set<Model::Bytes16, LabelHash> present_;
+    std::unordered_set<Model::Bytes16, KLV::Bytes16Hash> attributes_;
+    std::unordered_set<Model::Bytes16, KLV::Bytes16Hash> present_;
 };
 
 }  // namespace Velmar::MXF::Checking

@@ -3,6 +3,10 @@
 
 #include "Labels.h"
 
+#include <cstring>
+
+#include "../Values/BigEndian.h"
+
 namespace Velmar::MXF::KLV {
 
 using namespace Model;
@@ -149,6 +153,12 @@ bool isPrefaceKey(const Bytes16& key) {
 }
 bool isInstanceUIDLabel(const Bytes16& label) {
     return matches(label, kInstanceUID, 16);
+}
+
+std::size_t Bytes16Hash::operator()(const Bytes16& b) const {
+    std::uint64_t h = 0;
+    std::memcpy(&h, b.data() + 8, 8);
+    return static_cast<std::size_t>(h ^ Values::bigEndian(b.data(), 8));
 }
 
 const Item* itemOf(const LocalSet& set, const std::uint8_t* label) {

@@ -40,6 +40,11 @@ Wrapping wrappingOf(const Model::Bytes16& label);
 // Two labels equal but for their version byte (the eighth).
 bool sameLabel(const std::uint8_t* a, const std::uint8_t* b);
 
+// Labels and UUIDs as keys of unordered containers.
+struct Bytes16Hash {
+    std::size_t operator()(const Bytes16& bytes) const;
+};
+
 namespace ItemLabels {
 
 using Label = std::uint8_t[16];

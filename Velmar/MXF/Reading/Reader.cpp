@@ -49,14 +49,6 @@ std::string utf8(const XMLCh* text) {
     return SDK::Utils::toUtf8(text).c_str();
 }
 
-struct Bytes16Hash {
-    std::size_t operator()(const Bytes16& b) const {
-        std::uint64_t h = 0;
-        std::memcpy(&h, b.data() + 8, 8);
-        return static_cast<std::size_t>(h ^ bigEndian(b.data(), 8));
-    }
-};
-
 class Reader {
   public:
     Reader(ByteSource& source, const MM::Dictionary& dictionary, const ReadOptions& options)
