@@ -145,6 +145,10 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
         writing.walkInPlace = options.walk;
         const MXF::Writing::WriteReport report =
             MXF::Writing::writeFile(file.c_str(), header, dictionary, writing);
+        if (report.partitions.empty() && options.output.empty()) {
+            out << file << " is unchanged: its header metadata holds that already\n";
+            return EXIT_SUCCESS;
+        }
         out << "wrote " << (options.output.empty() ? file + " in place" : options.output) << ": "
             << report.metadataBytes << " bytes of header metadata in " << report.partitions.size()
             << (report.partitions.size() == 1 ? " partition" : " partitions");

@@ -241,6 +241,15 @@ class Reader {
         using Metadata = ReadOptions::Metadata;
         const std::vector<Partition>& all = result_.partitions;
         const Partition* chosen = nullptr;
+        if (options_.partition) {
+            for (const Partition& p : all) {
+                chosen = p.offset == *options_.partition ? &p : chosen;
+            }
+        }
+        if (chosen != nullptr && chosen->headerByteCount != 0) {
+            return *chosen;
+        }
+        chosen = nullptr;
         if (options_.metadata == Metadata::Header && !all.empty() &&
             all.front().kind == Partition::Kind::Header) {
             chosen = &all.front();

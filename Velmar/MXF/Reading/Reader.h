@@ -23,6 +23,9 @@ struct ReadOptions {
     // asked for has none, the first rule chooses.
     enum class Metadata { FirstClosedComplete, Header, Footer, Body };
     Metadata metadata = Metadata::FirstClosedComplete;
+    // Or the header metadata of the partition whose pack is at this offset, over `metadata`
+    // where that partition carries some: a program that handles every copy reads each.
+    std::optional<std::uint64_t> partition = std::nullopt;
 };
 
 // The partition named "header", "footer", "body" or "auto" (the first closed complete one), as

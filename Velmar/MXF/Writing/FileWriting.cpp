@@ -23,6 +23,7 @@
 #include "Velmar/MXF/Model/FileRefused.h"
 #include "Velmar/MXF/Reading/EditJournal.h"
 #include "Velmar/MXF/Values/Text.h"
+#include "Velmar/MXF/Writing/CopyEditing.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
 #include "Velmar/SDK/Utils/StringConversion.h"
 
@@ -224,28 +225,6 @@ std::string newFinding(const HeaderMetadata& before, const HeaderMetadata& after
     return {};
 }
 
-// The file as it will be (or is) read back: the header metadata written, no new finding.
-void check(ByteSource& written, const HeaderMetadata& expected, const HeaderMetadata& before,
-           const MM::Dictionary& dictionary, bool walk, const char* what) {
-    ReadOptions options;
-    options.walk = walk;
-    HeaderMetadata after;
-    try {
-        after = readHeaderMetadata(written, dictionary, options);
-    } catch (const FileRefused& refused) {
-        failed(std::string(what) + " is refused by the reader (" + refused.rule() +
-               "): " + SDK::Utils::toUtf8(refused.message()).c_str());
-    }
-    const std::string difference = headerMetadataDifference(expected, after);
-    if (!difference.empty()) {
-        failed(std::string(what) + " does not read back as written: " + difference);
-    }
-    const std::string finding = newFinding(before, after);
-    if (!finding.empty()) {
-        failed(std::string(what) + " has a finding the source had not: " + finding);
-    }
-}
-
 class Descriptor {
   public:
     explicit Descriptor(int fd) : fd_(fd) {}
@@ -431,19 +410,23 @@ bool removeJournal(const std::string& file) {
     return (::unlink(path.c_str()) == 0 || errno == ENOENT) && syncFolderOf(path);
 }
 
+// How far what was at this offset of the file moves where the copies get these rooms.
+std::uint64_t movedBy(const std::vector<Copy>& copies, const std::vector<std::uint64_t>& rooms,
+                      std::uint64_t fileOffset) {
+    std::uint64_t by = 0;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        if (copies[i].start + copies[i].size <= fileOffset) {
+            by += rooms[i] - copies[i].size;
+        }
+    }
+    return by;
+}
+
 // The partition packs and random index pack of a file laid out anew, their offsets moved by
 // what the copies before them grew.
 void movePacks(ByteSource& source, const HeaderMetadata& read, const std::vector<Copy>& copies,
                const std::vector<std::uint64_t>& rooms, std::vector<Edit>& edits) {
-    const auto moved = [&](std::uint64_t fileOffset) {
-        std::uint64_t by = 0;
-        for (std::size_t i = 0; i < copies.size(); ++i) {
-            if (copies[i].start + copies[i].size <= fileOffset) {
-                by += rooms[i] - copies[i].size;
-            }
-        }
-        return by;
-    };
+    const auto moved = [&](std::uint64_t fileOffset) { return movedBy(copies, rooms, fileOffset); };
     for (const Partition& partition : read.partitions) {
         const KLVHeader klv = readKLVHeader(source, partition.offset);
         if (klv.length < 40) {
@@ -563,6 +546,89 @@ std::string headerMetadataDifference(const HeaderMetadata& a, const HeaderMetada
     return {};
 }
 
+namespace {
+
+// What one copy holds and will hold. The copy read is given the edited header metadata;
+// every other copy the same where it held the same, else the edit carried into it as it stands
+// (an open copy keeps what its writer knew then; only what the edit changes changes).
+struct Form {
+    HeaderMetadata read;
+    HeaderMetadata written;
+    bool carried = false;  // not the copy the edit was made to
+    bool changes = false;
+    Bytes metadata;  // written's bytes, where it changes
+};
+
+std::vector<Form> formsOf(ByteSource& source, const std::vector<Copy>& copies,
+                          const HeaderMetadata& before, const HeaderMetadata& header,
+                          const MM::Dictionary& dictionary) {
+    std::vector<Form> forms(copies.size());
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        Form& form = forms[i];
+        form.carried = copies[i].partition != before.primer.partitionOffset;
+        if (!form.carried) {
+            form.read = before;
+            form.written = header;
+            form.changes = !headerMetadataDifference(before, header).empty() ||
+                           header.unreadPackets.size() != before.unreadPackets.size();
+        } else {
+            ReadOptions options;
+            options.partition = copies[i].partition;
+            form.read = readHeaderMetadata(source, dictionary, options);
+            if (contentDifference(form.read, before).empty()) {
+                form.written = header;
+                form.changes = !headerMetadataDifference(before, header).empty() ||
+                               header.unreadPackets.size() != before.unreadPackets.size();
+            } else {
+                form.written = form.read;
+                form.changes = carryEdit(before, header, form.written);
+            }
+        }
+        if (form.changes) {
+            form.metadata = writeHeaderMetadata(form.written, dictionary);
+        }
+    }
+    return forms;
+}
+
+// The file as it will be (or is) read back: each copy written holds what it was given, and
+// has no finding it had not. The copy read is held to the edited header metadata in tree
+// order; a copy the edit was carried into, set by set in any order (its new sets are placed
+// by the reading).
+void checkCopies(ByteSource& written, const std::vector<Copy>& copies,
+                 const std::vector<std::uint64_t>& rooms, const std::vector<Form>& forms,
+                 const MM::Dictionary& dictionary, bool walk, const char* what) {
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        if (!forms[i].changes) {
+            continue;
+        }
+        ReadOptions options;
+        options.walk = walk && !forms[i].carried;
+        options.partition = copies[i].partition + movedBy(copies, rooms, copies[i].partition);
+        HeaderMetadata after;
+        try {
+            after = readHeaderMetadata(written, dictionary, options);
+        } catch (const FileRefused& refused) {
+            failed(std::string(what) + " is refused by the reader (" + refused.rule() +
+                   "): " + SDK::Utils::toUtf8(refused.message()).c_str());
+        }
+        const std::string difference = forms[i].carried
+                                           ? contentDifference(forms[i].written, after)
+                                           : headerMetadataDifference(forms[i].written, after);
+        const std::string copy = forms[i].carried ? ", the copy in the partition at " +
+                                                        std::to_string(copies[i].partition) + ","
+                                                  : std::string();
+        if (!difference.empty()) {
+            failed(std::string(what) + copy + " does not read back as written: " + difference);
+        }
+        const std::string finding = newFinding(forms[i].read, after);
+        if (!finding.empty()) {
+            failed(std::string(what) + copy + " has a finding the source had not: " + finding);
+        }
+    }
+}
+}  // namespace
+
 WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
                       const MM::Dictionary& dictionary, const WriteOptions& options) {
     const bool inPlace = options.output.empty();
@@ -589,19 +655,21 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     if (copies.empty()) {
         failed("the file carries no header metadata to replace");
     }
+    const std::vector<Form> forms = formsOf(source, copies, before, header, dictionary);
 
-    const Bytes metadata = writeHeaderMetadata(header, dictionary);
-    // The room each copy gets: what it had, where the metadata fits there; else more.
+    // The room each copy gets: what it had, where its metadata fits there; else more.
     std::uint32_t kag = 1;
     for (const Partition& partition : before.partitions) {
         kag = std::max(kag, std::min(partition.kagSize, kMostKAG));
     }
     std::vector<std::uint64_t> rooms;
     std::uint64_t needed = 0;
-    const Copy* tightest = nullptr;
-    for (const Copy& copy : copies) {
-        const std::uint64_t size = metadata.size();
-        const bool fits = size == copy.size || (size < copy.size && copy.size - size >= kLeastFill);
+    std::size_t tightest = 0;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        const Copy& copy = copies[i];
+        const std::uint64_t size = forms[i].metadata.size();
+        const bool fits = !forms[i].changes || size == copy.size ||
+                          (size < copy.size && copy.size - size >= kLeastFill);
         if (fits) {
             rooms.push_back(copy.size);
             continue;
@@ -609,7 +677,7 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         const std::uint64_t short_ = size + kLeastFill - std::min(copy.size, size + kLeastFill);
         if (short_ > needed) {
             needed = short_;
-            tightest = &copy;
+            tightest = i;
         }
         const std::uint64_t want = size + std::max(options.room, kLeastFill);
         const std::uint64_t grow = want > copy.size ? (want - copy.size + kag - 1) / kag * kag : 0;
@@ -617,33 +685,47 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     }
     const bool moves = needed > 0;
     if (inPlace && moves) {
-        const std::string room = "the partition at " + std::to_string(tightest->partition) +
-                                 " gives it (" + std::to_string(tightest->size) +
+        const Copy& copy = copies[tightest];
+        const std::uint64_t size = forms[tightest].metadata.size();
+        const std::string room = "the partition at " + std::to_string(copy.partition) +
+                                 " gives it (" + std::to_string(copy.size) +
                                  " with the fill after it)";
         // A little shorter than the room is no better than a little longer: fill has a least
         // size, and the gap left cannot hold one.
-        const std::uint64_t gap =
-            tightest->size > metadata.size() ? tightest->size - metadata.size() : 0;
-        throw NoRoom(
-            "the header metadata takes " + std::to_string(metadata.size()) + " bytes; " +
-                (gap > 0 ? room + ", leaving a gap of " + std::to_string(gap) +
-                               (gap == 1 ? " byte" : " bytes") + " too small for fill (at least " +
-                               std::to_string(kLeastFill) + "): in place it needs " +
-                               std::to_string(needed) + " bytes more or " + std::to_string(gap) +
-                               " fewer; a new file (-o) is laid out with room"
-                         : "in place it needs " + std::to_string(needed) + " bytes more than " +
-                               room + ": write a new file instead"),
-            needed, __FILE__, __LINE__);
+        const std::uint64_t gap = copy.size > size ? copy.size - size : 0;
+        throw NoRoom("the header metadata " +
+                         std::string(forms[tightest].carried ? "of that partition " : "") +
+                         "takes " + std::to_string(size) + " bytes; " +
+                         (gap > 0 ? room + ", leaving a gap of " + std::to_string(gap) +
+                                        (gap == 1 ? " byte" : " bytes") +
+                                        " too small for fill (at least " +
+                                        std::to_string(kLeastFill) + "): in place it needs " +
+                                        std::to_string(needed) + " bytes more or " +
+                                        std::to_string(gap) +
+                                        " fewer; a new file (-o) is laid out with room"
+                                  : "in place it needs " + std::to_string(needed) +
+                                        " bytes more than " + room + ": write a new file instead"),
+                     needed, __FILE__, __LINE__);
     }
 
+    WriteReport report;
     std::vector<Edit> edits;
     for (std::size_t i = 0; i < copies.size(); ++i) {
-        Edit edit{copies[i].start, copies[i].start + copies[i].size, metadata};
-        if (rooms[i] > metadata.size()) {
-            const Bytes fill = fillPacket(copies[i].fillKey, rooms[i] - metadata.size());
+        if (!forms[i].changes) {
+            continue;
+        }
+        Edit edit{copies[i].start, copies[i].start + copies[i].size, forms[i].metadata};
+        if (rooms[i] > forms[i].metadata.size()) {
+            const Bytes fill = fillPacket(copies[i].fillKey, rooms[i] - forms[i].metadata.size());
             edit.bytes.insert(edit.bytes.end(), fill.begin(), fill.end());
         }
         edits.push_back(std::move(edit));
+        report.partitions.push_back(copies[i].partition);
+        report.metadataBytes = std::max<std::uint64_t>(report.metadataBytes,
+                                                       forms[i].metadata.size());
+    }
+    if (inPlace && edits.empty()) {
+        return report;  // every copy holds already what it would be given
     }
     if (moves) {
         movePacks(source, before, copies, rooms, edits);
@@ -651,18 +733,13 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
     std::sort(edits.begin(), edits.end(),
               [](const Edit& a, const Edit& b) { return a.start < b.start; });
 
-    // The file as it will be, read before a byte is written: what was asked for, set by set
-    // and item by item, and no finding the source had not.
+    // The file as it will be, read before a byte is written: what was asked for, copy by copy,
+    // set by set and item by item, and no finding the source had not.
     Layout layout(source, edits);
     // A new file is walked whole before it is renamed; walked here too, it would cost a second
     // pass over every packet for nothing.
-    check(layout, header, before, dictionary, inPlace && walk, "the file as it would be written");
-
-    WriteReport report;
-    report.metadataBytes = metadata.size();
-    for (const Copy& copy : copies) {
-        report.partitions.push_back(copy.partition);
-    }
+    checkCopies(layout, copies, rooms, forms, dictionary, inPlace && walk,
+                "the file as it would be written");
     report.moved = layout.size() - source.size();
 
     if (inPlace) {
@@ -670,10 +747,13 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         std::vector<const Edit*> order;
         const Edit* chosen = nullptr;
         for (std::size_t i = 0; i < copies.size(); ++i) {
+            if (!forms[i].changes) {
+                continue;
+            }
             const Edit* edit = &*std::find_if(edits.begin(), edits.end(), [&](const Edit& e) {
                 return e.start == copies[i].start;
             });
-            if (copies[i].partition == before.primer.partitionOffset) {
+            if (!forms[i].carried) {
                 chosen = edit;
             } else {
                 order.push_back(edit);
@@ -712,7 +792,7 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
                 failed(std::string("cannot sync ") + sourcePath + ": " + std::strerror(errno));
             }
             FileSource again(sourcePath);
-            check(again, header, before, dictionary, walk, sourcePath);
+            checkCopies(again, copies, rooms, forms, dictionary, walk, sourcePath);
             step(options, "unjournal");
             if (!removeJournal(sourcePath)) {
                 failed("cannot remove the journal " + editJournalPath(sourcePath) + ": " +
@@ -763,7 +843,7 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
             failed("cannot sync " + temporary + ": " + std::strerror(errno));
         }
         FileSource again(temporary.c_str());
-        check(again, header, before, dictionary, walk, output.c_str());
+        checkCopies(again, copies, rooms, forms, dictionary, walk, output.c_str());
         step(options, "rename");
         if (::rename(temporary.c_str(), output.c_str()) != 0) {
             failed("cannot rename " + temporary + " to " + output + ": " + std::strerror(errno));
