@@ -317,8 +317,8 @@ class Reading {
         return out.str();
     }
 
-    // As xsddict regxml writes it: by default of the header partition's header metadata, which
-    // the file is read again for where the reading took another partition's.
+    // As xsddict regxml writes it: by default of the copy read (the first closed complete one);
+    // the file is read again for another partition's.
     std::string toRegXML(const py::object& root, const std::string& partition) const {
         const auto metadata = MXF::Reading::metadataPartitionNamed(partition);
         if (!metadata) {
@@ -690,7 +690,7 @@ PYBIND11_MODULE(_xsddict, m) {
         .def("apply", &Reading::apply)
         .def("write", &Reading::write)
         .def("to_regxml", &Reading::toRegXML, py::arg("root") = py::none(),
-             py::arg("partition") = "header");
+             py::arg("partition") = "auto");
 
     m.def("_read", &readFile, py::arg("path"), py::arg("dictionary"), py::arg("walk"));
     m.def(

@@ -254,8 +254,8 @@ def test_what_a_files_metadictionary_defines_is_named_by_it():
 
 
 def test_to_regxml_gives_the_bytes_the_command_writes_of_other_writers_files(xsddict_tool):
-    # An open header partition whose metadata differs from the footer's: the header's is
-    # written, as the command writes it, unless another is asked for.
+    # An open header partition whose metadata differs from the footer's: the copy read (the
+    # closed footer's) is written, as the command writes it, unless another is asked for.
     freemxf = os.path.join(ROOT, "..", "shared", "mxf-corpus", "buzz_mediainfo.js",
                            "freeMXF-mxf1.mxf")
     if not os.path.exists(freemxf):
@@ -265,8 +265,8 @@ def test_to_regxml_gives_the_bytes_the_command_writes_of_other_writers_files(xsd
         command = subprocess.run([xsddict_tool, "regxml", freemxf, "--partition", partition],
                                  capture_output=True, check=True).stdout.decode()
         assert header.to_regxml(partition=partition) == command, partition
-    assert header.to_regxml() == header.to_regxml(partition="header")
-    assert "18:58:47.292Z" in header.to_regxml()      # the open header's timestamp
-    assert "18:58:47.524Z" in header.to_regxml(partition="footer")
+    assert header.to_regxml() == header.to_regxml(partition="footer")
+    assert "18:58:47.524Z" in header.to_regxml()      # the closed footer's timestamp
+    assert "18:58:47.292Z" in header.to_regxml(partition="header")
     with pytest.raises(ValueError):
         header.to_regxml(partition="middle")

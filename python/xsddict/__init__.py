@@ -255,11 +255,11 @@ class Header:
         """The document xsddict mxf --json writes for the file."""
         return self._reading.to_json()
 
-    def to_regxml(self, root: Optional[Any] = None, partition: str = "header") -> str:
+    def to_regxml(self, root: Optional[Any] = None, partition: str = "auto") -> str:
         """The header metadata as a RegXML document, the same bytes as `xsddict regxml`; root:
         the InstanceUID (uuid.UUID) of the set to start from, the Preface by default;
-        partition: whose header metadata, "header" (the default), "footer", "body" or "auto"
-        (the one read)."""
+        partition: whose header metadata, "auto" (the default: the copy read, which write()
+        edits), "header", "footer" or "body"."""
         return self._reading.to_regxml(None if root is None else root.bytes, partition)
 
     def to_html(self) -> str:

@@ -159,11 +159,11 @@ Velmar::MXF::Model::Severity failOnOption(const Arguments& arguments) {
     throw UsageError{"--fail-on takes error, warning or info"};
 }
 
-// Whose header metadata regxml writes: the header partition's unless asked otherwise, as
-// other RegXML writers do, so that a file's open header can be compared with theirs.
+// Whose header metadata regxml writes: the copy every command reads and edits unless asked
+// otherwise, so that what it writes applies back as the identity.
 Velmar::MXF::Reading::ReadOptions::Metadata metadataOption(const Arguments& arguments) {
     const auto metadata = Velmar::MXF::Reading::metadataPartitionNamed(
-        arguments.has("--partition") ? arguments.value("--partition") : "header");
+        arguments.has("--partition") ? arguments.value("--partition") : "auto");
     if (!metadata) {
         throw UsageError{"--partition takes header, footer, body or auto"};
     }

@@ -128,7 +128,7 @@ void addRegXMLCommand(CommandLine& commandLine) {
         "prints them.",
         {1, false, "one MXF file", "FILE.mxf"},
         "  xsddict regxml file.mxf -o file.xml\n"
-        "  xsddict regxml --partition footer file.mxf\n"
+        "  xsddict regxml --partition header file.mxf\n"
         "  xsddict regxml --root 0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9 file.mxf\n",
         regxml, [](CLI::App& command) {
             addValueOption(command, "-o", "FILE",
@@ -137,9 +137,10 @@ void addRegXMLCommand(CommandLine& commandLine) {
                            "the set of this InstanceUID as the root, not the Preface");
             addValueOption(
                 command, "--partition", "WHICH",
-                "whose header metadata to write: the header partition's (the default), the "
-                "footer's (or the last that has some), the first body partition's, or auto "
-                "(the first closed complete one's, as mxf reads)");
+                "whose header metadata to write: auto (the default: the first closed complete "
+                "copy, which mxf reads and set and apply edit), the header partition's (which "
+                "other RegXML writers render), the footer's (or the last that has some), or "
+                "the first body partition's");
             addFailOnOption(command, "regxml");
             addDictionaryOption(command);
             addVerboseOption(command);

@@ -57,8 +57,10 @@ bool isReferenceCollection(const Item& item) {
 // removals and additions made to it, its own references kept in their order.
 Bytes mergedReferences(const Item& was, const Item& now, const Item& mine) {
     std::set<Bytes> before, after;
-    for (auto& r : strongReferences(*was.element, was.bytes)) before.insert(r);
-    for (auto& r : strongReferences(*now.element, now.bytes)) after.insert(r);
+    for (auto& r : strongReferences(*was.element, was.bytes))
+        before.insert(r);
+    for (auto& r : strongReferences(*now.element, now.bytes))
+        after.insert(r);
     std::vector<Bytes16> merged;
     std::set<Bytes> kept;
     for (const auto& r : strongReferences(*mine.element, mine.bytes)) {
@@ -146,8 +148,8 @@ bool carryEdit(const HeaderMetadata& before, const HeaderMetadata& after, Header
         const auto old = was.find(*set.instanceUID);
         const auto there = mine.find(*set.instanceUID);
         if (old != was.end() && there != mine.end()) {
-            changed = carryItems(before.sets[old->second], set, copy.sets[there->second]) ||
-                      changed;
+            changed =
+                carryItems(before.sets[old->second], set, copy.sets[there->second]) || changed;
         } else if (old == was.end() && there == mine.end() &&
                    (!set.parent || mine.count(*set.parent) != 0)) {
             LocalSet added = set;

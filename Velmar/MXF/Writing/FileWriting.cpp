@@ -693,19 +693,18 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         // A little shorter than the room is no better than a little longer: fill has a least
         // size, and the gap left cannot hold one.
         const std::uint64_t gap = copy.size > size ? copy.size - size : 0;
-        throw NoRoom("the header metadata " +
-                         std::string(forms[tightest].carried ? "of that partition " : "") +
-                         "takes " + std::to_string(size) + " bytes; " +
-                         (gap > 0 ? room + ", leaving a gap of " + std::to_string(gap) +
-                                        (gap == 1 ? " byte" : " bytes") +
-                                        " too small for fill (at least " +
-                                        std::to_string(kLeastFill) + "): in place it needs " +
-                                        std::to_string(needed) + " bytes more or " +
-                                        std::to_string(gap) +
-                                        " fewer; a new file (-o) is laid out with room"
-                                  : "in place it needs " + std::to_string(needed) +
-                                        " bytes more than " + room + ": write a new file instead"),
-                     needed, __FILE__, __LINE__);
+        throw NoRoom(
+            "the header metadata " +
+                std::string(forms[tightest].carried ? "of that partition " : "") + "takes " +
+                std::to_string(size) + " bytes; " +
+                (gap > 0 ? room + ", leaving a gap of " + std::to_string(gap) +
+                               (gap == 1 ? " byte" : " bytes") + " too small for fill (at least " +
+                               std::to_string(kLeastFill) + "): in place it needs " +
+                               std::to_string(needed) + " bytes more or " + std::to_string(gap) +
+                               " fewer; a new file (-o) is laid out with room"
+                         : "in place it needs " + std::to_string(needed) + " bytes more than " +
+                               room + ": write a new file instead"),
+            needed, __FILE__, __LINE__);
     }
 
     WriteReport report;
@@ -721,8 +720,8 @@ WriteReport writeFile(const char* sourcePath, const HeaderMetadata& header,
         }
         edits.push_back(std::move(edit));
         report.partitions.push_back(copies[i].partition);
-        report.metadataBytes = std::max<std::uint64_t>(report.metadataBytes,
-                                                       forms[i].metadata.size());
+        report.metadataBytes =
+            std::max<std::uint64_t>(report.metadataBytes, forms[i].metadata.size());
     }
     if (inPlace && edits.empty()) {
         return report;  // every copy holds already what it would be given

@@ -99,6 +99,13 @@ endforeach()
 if(NOT document_b STREQUAL document_c)
   message(FATAL_ERROR "b.mxf's document applied to a.mxf does not give it back")
 endif()
+# A file's own document applied back in place: nothing written, the same bytes.
+execute_process(COMMAND ${XSDDICT} regxml a.mxf COMMAND ${XSDDICT} apply a.mxf - --in-place
+                WORKING_DIRECTORY ${run} RESULT_VARIABLE results OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT results STREQUAL "0" OR NOT out MATCHES "a.mxf is unchanged: its header metadata holds that already\n$")
+  message(FATAL_ERROR "regxml | apply --in-place: ${results}\n${out}${err}")
+endif()
+expect_unchanged(a.mxf)
 # A document that is not XML is refused on one line.
 file(WRITE ${run}/broken.xml "<r0:Preface")
 expect(1 ARGS apply a.mxf broken.xml --in-place ERR "^xsddict: a.mxf: [^\n]+\n$")

@@ -19,6 +19,7 @@
 #include "Velmar/MXF/Reading/Reader.h"
 #include "Velmar/MXF/RegXML/RegXMLReading.h"
 #include "Velmar/MXF/RegXML/RegXMLWriting.h"
+#include "Velmar/MXF/Writing/CopyEditing.h"
 #include "Velmar/MXF/Writing/FileWriting.h"
 #include "Velmar/MXF/Writing/HeaderMetadataEditing.h"
 #include "Velmar/MXF/Writing/HeaderMetadataWriting.h"
@@ -614,6 +615,12 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
         // The same bytes where the document could say everything the file held.
         identical += MXF::Writing::writeHeaderMetadata(applied, registers()) ==
                      MXF::Writing::writeHeaderMetadata(header, registers());
+        // In place, a document that changes nothing writes nothing.
+        const fs::path same = scratch / "same.mxf";
+        fs::copy_file(entry.path(), same, fs::copy_options::overwrite_existing);
+        EXPECT_TRUE(MXF::Writing::writeFile(same.c_str(), applied, registers()).partitions.empty())
+            << name;
+        EXPECT_EQ(fileBytes(same), original) << name;
         const fs::path out = scratch / "out.mxf";
         MXF::Writing::WriteOptions options;
         options.output = out.string();
@@ -637,4 +644,75 @@ TEST(FileWriting, EditsOtherWritersFilesKeepingEssenceAndIndexes) {
     }
     EXPECT_GE(files, 22u);
     EXPECT_EQ(identical, files);
+}
+
+// An open header written before its writer knew the durations, and a closed footer holding
+// more: the edit made to the footer's copy (the one read) is carried into the header's as it
+// stands, each in its own room, though the footer's copy would not fit the header's.
+TEST(FileWriting, EditsEachCopyInPlaceAsItStands) {
+    const fs::path source = kCorpus / "buzz_mediainfo.js/freeMXF-mxf1.mxf";
+    if (!fs::exists(source)) {
+        GTEST_SKIP() << "no corpus beside the project";
+    }
+    const Scratch scratch;
+    const fs::path file = scratch / "f.mxf";
+    fs::copy_file(source, file);
+    MXF::Reading::ReadOptions atHeader;
+    atHeader.partition = 0;
+    const MXF::Model::HeaderMetadata header =
+        MXF::Reading::readHeaderMetadata(file.c_str(), registers(), atHeader);
+    const MXF::Model::HeaderMetadata footer =
+        MXF::Reading::readHeaderMetadata(file.c_str(), registers());
+    ASSERT_EQ(header.primer.partitionOffset, 0u);
+    ASSERT_NE(footer.primer.partitionOffset, 0u);
+    ASSERT_NE(MXF::Writing::contentDifference(header, footer), "");
+    const std::uint64_t headerRoom = footer.partitions.front().headerByteCount;
+    EXPECT_GT(MXF::Writing::writeHeaderMetadata(footer, registers()).size(), headerRoom);
+
+    const char* path = "Preface/Identification List[0]/Application Name";
+    MXF::Model::HeaderMetadata edited = footer;
+    MXF::Writing::setItemText(edited, path, "Edited", registers());
+    const Bytes old = fileBytes(file);
+    EXPECT_EQ(MXF::Writing::writeFile(file.c_str(), edited, registers()).partitions.size(), 2u);
+
+    EXPECT_EQ(MXF::Writing::headerMetadataDifference(
+                  edited, MXF::Reading::readHeaderMetadata(file.c_str(), registers())),
+              "");
+    MXF::Model::HeaderMetadata expected = header;
+    MXF::Writing::setItemText(expected, path, "Edited", registers());
+    EXPECT_EQ(MXF::Writing::contentDifference(
+                  expected, MXF::Reading::readHeaderMetadata(file.c_str(), registers(), atHeader)),
+              "");
+    // Bytes changed only within the two copies' rooms.
+    const Bytes now = fileBytes(file);
+    ASSERT_EQ(now.size(), old.size());
+    const auto within = [](const MXF::Model::HeaderMetadata& copy, std::size_t at) {
+        for (const auto& p : copy.partitions) {
+            if (p.offset == copy.primer.partitionOffset) {
+                return at >= copy.primer.offset && at < copy.primer.offset + p.headerByteCount;
+            }
+        }
+        return false;
+    };
+    std::size_t changed = 0;
+    for (std::size_t at = 0; at < old.size(); ++at) {
+        if (old[at] != now[at]) {
+            ++changed;
+            EXPECT_TRUE(within(header, at) || within(footer, at)) << at;
+        }
+    }
+    EXPECT_GT(changed, 0u);
+
+    // Its RegXML (of the copy read, as regxml writes it by default) applied back: nothing.
+    const fs::path document = scratch / "doc.xml";
+    {
+        std::ofstream xml(document, std::ios::binary);
+        MXF::RegXML::writeRegXML(xml, MXF::Reading::readHeaderMetadata(file.c_str(), registers()),
+                                 registers());
+    }
+    MXF::Model::HeaderMetadata applied =
+        MXF::Reading::readHeaderMetadata(file.c_str(), registers());
+    MXF::RegXML::applyRegXML(applied, document.c_str(), registers());
+    EXPECT_TRUE(MXF::Writing::writeFile(file.c_str(), applied, registers()).partitions.empty());
+    EXPECT_EQ(fileBytes(file), now);
 }
