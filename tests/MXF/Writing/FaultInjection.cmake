@@ -1,6 +1,7 @@
 # Faults injected from outside the process, by strace: a kill, ENOSPC or EIO at each write, sync,
 # removal, rename and mode change of `set --in-place` (files of one and two header metadata
-# copies) and of `set -o`. After each, once the next command has run (`recover`), the file is
+# copies: two closed, or an open header and a closed footer that differ) and of `set -o`. After
+# each, once the next command has run (`recover`), the file is
 # byte for byte its old self or its new one, and nothing is left beside it.
 # -DXSDDICT= -DMXF= (tests/MXF) -DCORPUS= -DWORK=
 find_program(STRACE strace)
@@ -34,10 +35,16 @@ function(expect_only)
   endif()
 endfunction()
 
+# One copy; two closed copies; an open header copy and a closed footer copy that holds more.
 set(sources ${MXF}/fixtures/op1a-mpeg2-pcm.mxf)
-if(EXISTS ${CORPUS}/Netflix_photon/TearsOfSteel_4k_Test_Master_Audio_002.mxf)
-  list(APPEND sources ${CORPUS}/Netflix_photon/TearsOfSteel_4k_Test_Master_Audio_002.mxf)
-endif()
+foreach(file Netflix_photon/TearsOfSteel_4k_Test_Master_Audio_002.mxf
+             buzz_mediainfo.js/freeMXF-mxf1.mxf)
+  if(EXISTS ${CORPUS}/${file})
+    list(APPEND sources ${CORPUS}/${file})
+  endif()
+endforeach()
+# Another reader sees the edit as xsddict does.
+find_program(MEDIAINFO mediainfo)
 set(runs 0)
 foreach(source IN LISTS sources)
   file(SHA256 ${source} old)
@@ -46,6 +53,27 @@ foreach(source IN LISTS sources)
   file(SHA256 ${work}/f.mxf new)
   if(NOT result EQUAL 0 OR old STREQUAL new)
     message(FATAL_ERROR "the edit itself: ${result} ${err}")
+  endif()
+  if(MEDIAINFO)
+    # 123456 frames as hh:mm:ss:ff at the timecode's own rate, as xsddict reads it.
+    execute_process(COMMAND ${XSDDICT} mxf ${work}/f.mxf OUTPUT_VARIABLE read)
+    string(REGEX MATCH "Rounded Timecode Timebase \\(UInt16\\) = ([0-9]+)" _ "${read}")
+    set(fps ${CMAKE_MATCH_1})
+    math(EXPR seconds "123456 / ${fps}")
+    math(EXPR ff "123456 % ${fps}")
+    math(EXPR hh "${seconds} / 3600")
+    math(EXPR mm "${seconds} / 60 % 60")
+    math(EXPR ss "${seconds} % 60")
+    foreach(part hh mm ss ff)
+      string(LENGTH "${${part}}" digits)
+      if(digits EQUAL 1)
+        set(${part} "0${${part}}")
+      endif()
+    endforeach()
+    execute_process(COMMAND ${MEDIAINFO} ${work}/f.mxf OUTPUT_VARIABLE seen)
+    if(NOT seen MATCHES "Time code of first frame +: ${hh}:${mm}:${ss}:${ff}")
+      message(FATAL_ERROR "${source}: mediainfo does not read the start timecode written:\n${seen}")
+    endif()
   endif()
   foreach(call pwrite64 fsync unlink ftruncate)
     foreach(fault error=EIO error=ENOSPC signal=KILL)
