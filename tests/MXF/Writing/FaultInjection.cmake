@@ -1,8 +1,8 @@
 # Faults injected from outside the process, by strace: a kill, ENOSPC or EIO at each write, sync,
 # removal, rename and mode change of `set --in-place` (files of one and two header metadata
-# copies: two closed, or an open header and a closed footer that differ) and of `set -o`. After
-# each, once the next command has run (`recover`), the file is
-# byte for byte its old self or its new one, and nothing is left beside it.
+# copies: two closed, or an open header and a closed footer that differ) and of `set -o`.
+# After each, once the next command has run (`recover`), the file is byte for byte its old
+# self or its new one, and nothing is left beside it.
 # -DXSDDICT= -DMXF= (tests/MXF) -DCORPUS= -DWORK=
 find_program(STRACE strace)
 if(NOT STRACE)
