@@ -59,12 +59,56 @@ if(NOT result EQUAL 0 OR NOT headings STREQUAL "== archive/deeper/audio.mxf;== g
   message(FATAL_ERROR "text run: exit ${result}, headings ${headings}\n${err}")
 endif()
 
-# A directory without MXF files reads nothing and says so.
-file(MAKE_DIRECTORY ${run}/empty)
-execute_process(COMMAND ${XSDDICT} mxf --json empty WORKING_DIRECTORY ${run}
-                RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT result EQUAL 0 OR NOT out STREQUAL "" OR NOT err STREQUAL "xsddict: no .mxf file in the directories given\n")
-  message(FATAL_ERROR "empty directory: exit ${result}\n${out}${err}")
+# A file cut short: its one finding has a place and no set, and is counted in the singular.
+execute_process(COMMAND head -c 100000 ${MXF}/fixtures/d10.mxf OUTPUT_FILE ${run}/cut.mxf)
+execute_process(COMMAND ${XSDDICT} mxf cut.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE out)
+if(NOT result EQUAL 3 OR NOT out MATCHES "\nerror truncated: @100000: the file ends at 100000, [^\n]+\n1 finding: 1 error, 0 warnings, 0 info\n$")
+  message(FATAL_ERROR "cut.mxf: exit ${result}\n${out}")
+endif()
+
+# A directory without MXF files (a mistyped or empty folder) is no clean archive: it says so
+# and exits 4, in a run of its own or among others; report writes nothing for it.
+file(MAKE_DIRECTORY ${run}/empty/sub)
+file(WRITE ${run}/empty/sub/notes.txt "not read")
+foreach(args "mxf;--json;empty" "mxf;empty;given.mxf" "report;empty;-o;none" "report;empty/;-o;none")
+  execute_process(COMMAND ${XSDDICT} ${args} WORKING_DIRECTORY ${run}
+                  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 4 OR NOT err MATCHES "^xsddict: empty/?: no MXF file found under it \\(names ending .mxf\\)\n$"
+     OR (args MATCHES "--json" AND NOT out STREQUAL "") OR (args MATCHES "given" AND NOT out MATCHES "== given.mxf"))
+    message(FATAL_ERROR "${args}: exit ${result}\n${out}${err}")
+  endif()
+endforeach()
+if(EXISTS ${run}/none)
+  message(FATAL_ERROR "report of a folder holding no MXF file made a folder of pages")
+endif()
+# A report of one file that is not there writes no page.
+execute_process(COMMAND ${XSDDICT} report missing.mxf -o missing.html WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 4 OR NOT err STREQUAL "xsddict: missing.mxf: no such file\n" OR EXISTS ${run}/missing.html)
+  message(FATAL_ERROR "report missing.mxf: exit ${result}\n${err}")
+endif()
+
+# A folder that cannot be listed is a refusal of its own, and the rest is read (as a user
+# without the right to list it: as root, as nobody).
+file(MAKE_DIRECTORY ${run}/locked/shut)
+file(COPY_FILE ${MXF}/fixtures/d10.mxf ${run}/locked/open.mxf)
+file(COPY_FILE ${MXF}/fixtures/d10.mxf ${run}/locked/shut/hidden.mxf)
+execute_process(COMMAND id -u OUTPUT_VARIABLE uid OUTPUT_STRIP_TRAILING_WHITESPACE)
+find_program(SETPRIV setpriv)
+set(as)
+if(uid STREQUAL "0" AND SETPRIV)
+  set(as ${SETPRIV} --reuid=65534 --regid=65534 --clear-groups)
+endif()
+if(NOT uid STREQUAL "0" OR SETPRIV)
+  file(CHMOD ${run}/locked/shut PERMISSIONS OWNER_WRITE)
+  execute_process(COMMAND ${as} ${XSDDICT} mxf --json locked WORKING_DIRECTORY ${run}
+                  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  file(CHMOD ${run}/locked/shut PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+  if(NOT result EQUAL 4 OR NOT out MATCHES "^{\"file\": \"locked/open.mxf\", \"size\"[^\n]*\n{\"file\": \"locked/shut\", \"refused\": {\"rule\": \"unreadable\"[^\n]*\n$"
+     OR NOT err MATCHES "^xsddict: locked/shut: refused: unreadable at offset 0: cannot list: Permission denied\n$")
+    message(FATAL_ERROR "a folder that cannot be listed: exit ${result}\n${out}${err}")
+  endif()
 endif()
 
 # Reports of the same run: a page per file under the folder (a file given by its name, a

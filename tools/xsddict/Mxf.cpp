@@ -76,16 +76,20 @@ void printMxfText(const MXF::Model::HeaderMetadata& header, std::ostream& out) {
     }
     out << header.findings.size() << (header.findings.size() == 1 ? " finding" : " findings");
     if (!header.findings.empty()) {
-        out << ": " << bySeverity[0] << " errors, " << bySeverity[1] << " warnings, "
-            << bySeverity[2] << " info";
+        out << ": " << bySeverity[0] << (bySeverity[0] == 1 ? " error, " : " errors, ")
+            << bySeverity[1] << (bySeverity[1] == 1 ? " warning, " : " warnings, ") << bySeverity[2]
+            << " info";
     }
     out << "\n";
 }
 
 void printMxfFindings(const MXF::Model::HeaderMetadata& header, std::ostream& out) {
     for (const MXF::Model::Finding& f : header.findings) {
-        out << MXF::Model::severityName(f.severity) << " " << f.rule << ": "
-            << (f.setOffset ? f.setName + " @" + std::to_string(*f.setOffset) : "")
+        // A finding of the file as a whole names its place alone: "@18432", not " @18432".
+        const std::string place = f.setOffset ? (f.setName.empty() ? "" : f.setName + " ") + "@" +
+                                                    std::to_string(*f.setOffset)
+                                              : "";
+        out << MXF::Model::severityName(f.severity) << " " << f.rule << ": " << place
             << (f.tag ? " " + MXF::Values::tagText(*f.tag) : "")
             << (f.itemName.empty() ? "" : " " + f.itemName) << ": " << f.message << "\n";
     }

@@ -25,10 +25,6 @@ int readMxf(const Arguments& arguments) {
     options.failOn = failOnOption(arguments);
     // Listed first: a run with nothing to read loads nothing.
     const std::vector<MxfInput> files = mxfFiles(arguments.positional);
-    if (files.empty()) {
-        std::cerr << "xsddict: no .mxf file in the directories given\n";
-        return 0;
-    }
     KeptToExit<SDK::MetaMetadata::Dictionary> kept;
     SDK::MetaMetadata::Dictionary& dictionary = kept.get();
     if (!loadReadingDictionary(arguments, dictionary)) {
@@ -40,6 +36,7 @@ int readMxf(const Arguments& arguments) {
     }
     options.severalDocuments = directories || arguments.positional.size() > 1;
     options.progress = options.severalDocuments && isatty(STDERR_FILENO) == 1;
+    options.outputOnTerminal = isatty(STDOUT_FILENO) == 1;
     return readMxfFiles(files, dictionary, options, std::cout, std::cerr);
 }
 

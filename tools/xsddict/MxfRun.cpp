@@ -47,6 +47,11 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
     std::ostringstream out;
     const auto layout = options.severalDocuments ? Velmar::MXF::Report::JsonLayout::OneLine
                                                  : Velmar::MXF::Report::JsonLayout::Indented;
+    if (input.noneFound) {
+        result.err = "xsddict: " + file + ": no MXF file found under it (names ending .mxf)\n";
+        result.status = kRefused;
+        return result;
+    }
     try {
         if (!input.unlisted.empty()) {
             throw Velmar::MXF::Model::FileRefused("unreadable", 0, "cannot list: " + input.unlisted,
@@ -149,21 +154,32 @@ std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments) {
             files.push_back(MxfInput{argument, {}});
             continue;
         }
+        // Folder by folder: one that cannot be listed is a line of its own, and the rest is
+        // read. Links to folders are not followed, so a loop of links costs nothing.
         std::vector<MxfInput> found;
-        fs::recursive_directory_iterator it(argument, fs::directory_options::none, error);
-        for (; !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
-            std::error_code typeError;
-            if (it->is_regular_file(typeError) && isMxfName(it->path())) {
-                found.push_back(MxfInput{it->path().string(), {}});
+        std::vector<fs::path> folders{argument};
+        while (!folders.empty()) {
+            const fs::path folder = std::move(folders.back());
+            folders.pop_back();
+            fs::directory_iterator it(folder, error);
+            for (; !error && it != fs::directory_iterator(); it.increment(error)) {
+                std::error_code typeError;
+                if (it->is_directory(typeError) && !it->is_symlink(typeError)) {
+                    folders.push_back(it->path());
+                } else if (it->is_regular_file(typeError) && isMxfName(it->path())) {
+                    found.push_back(MxfInput{it->path().string(), {}});
+                }
             }
+            if (error) {
+                found.push_back(MxfInput{folder.string(), error.message()});
+                error.clear();
+            }
+        }
+        if (found.empty()) {
+            found.push_back(MxfInput{argument, {}, true});
         }
         std::sort(found.begin(), found.end(),
                   [](const MxfInput& a, const MxfInput& b) { return a.path < b.path; });
-        if (error) {
-            found.push_back(
-                MxfInput{it == fs::recursive_directory_iterator() ? argument : it->path().string(),
-                         error.message()});
-        }
         files.insert(files.end(), found.begin(), found.end());
     }
     return files;
@@ -175,6 +191,9 @@ int readMxfFiles(const std::vector<MxfInput>& files,
     Progress progress(err, files.size(), options.progress);
     int worst = 0;
     auto emit = [&](const FileResult& result) {
+        if (options.outputOnTerminal && !result.out.empty()) {
+            progress.clear();  // the terminal shows both: the output starts on a clean line
+        }
         out << result.out;
         if (!result.err.empty()) {
             progress.clear();

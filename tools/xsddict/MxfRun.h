@@ -14,11 +14,13 @@ namespace xsddict {
 // One file of an mxf run; a directory that could not be listed is one, with why.
 struct MxfInput {
     std::string path;
-    std::string unlisted;  // the listing's error, when it is such a directory
+    std::string unlisted;    // the listing's error, when it is such a directory
+    bool noneFound = false;  // a directory given that holds no MXF file
 };
 
 // The files an mxf run reads: each file argument as given, and the files of each directory
-// argument, recursively, whose name ends in ".mxf" in any case, sorted by path.
+// argument, recursively, whose name ends in ".mxf" in any case, sorted by path; a folder that
+// cannot be listed and a directory argument holding none are inputs of their own.
 std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments);
 
 struct MxfRunOptions {
@@ -26,8 +28,9 @@ struct MxfRunOptions {
     bool severalDocuments = false;  // JSON Lines, and a heading per file in text
     unsigned jobs = 1;              // reading threads
     bool verbose = false;
-    bool walk = false;      // every KLV of every partition, with the walk's checks
-    bool progress = false;  // files done, rate and time left, on `err`, redrawn in place
+    bool walk = false;              // every KLV of every partition, with the walk's checks
+    bool progress = false;          // files done, rate and time left, on `err`, redrawn in place
+    bool outputOnTerminal = false;  // `out` is the terminal the progress is drawn on
     // The mildest severity of finding that makes a file's status 3.
     Velmar::MXF::Model::Severity failOn = Velmar::MXF::Model::Severity::Warning;
 };

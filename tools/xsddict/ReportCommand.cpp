@@ -28,10 +28,6 @@ int report(const Arguments& arguments) {
     if (!one && options.output.empty()) {
         throw UsageError{"report of a directory or several files needs -o FOLDER"};
     }
-    if (!one && mxfFiles(arguments.positional).empty()) {
-        std::cerr << "xsddict: no .mxf file in the directories given\n";
-        return 0;
-    }
     KeptToExit<SDK::MetaMetadata::Dictionary> kept;
     SDK::MetaMetadata::Dictionary& dictionary = kept.get();
     if (!loadReadingDictionary(arguments, dictionary)) {

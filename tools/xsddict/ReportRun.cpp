@@ -90,6 +90,11 @@ Outcome report(const Target& target, const Velmar::SDK::MetaMetadata::Dictionary
     Outcome outcome;
     std::ostringstream html;
     const std::string& file = target.input.path;
+    if (target.input.noneFound) {
+        outcome.err = "xsddict: " + file + ": no MXF file found under it (names ending .mxf)\n";
+        outcome.status = kRefused;
+        return outcome;
+    }
     try {
         try {
             if (!target.input.unlisted.empty()) {
@@ -160,6 +165,11 @@ int writeReports(const std::vector<std::string>& arguments,
     std::error_code error;
     const bool one = arguments.size() == 1 && !fs::is_directory(arguments.front(), error);
     if (one) {
+        if (!fs::exists(arguments.front(), error)) {
+            // No page of a file that is not there; in a run of several, its row says so.
+            err << "xsddict: " << arguments.front() << ": no such file\n";
+            return kRefused;
+        }
         const Target target{MxfInput{arguments.front(), {}}, arguments.front(), {}};
         std::string page;
         Outcome outcome = report(target, dictionary, options, page);
@@ -186,6 +196,14 @@ int writeReports(const std::vector<std::string>& arguments,
     }
 
     const std::vector<Target> targets = targetsOf(arguments);
+    if (std::all_of(targets.begin(), targets.end(),
+                    [](const Target& t) { return t.input.noneFound; })) {
+        for (const Target& target : targets) {
+            err << "xsddict: " << target.input.path
+                << ": no MXF file found under it (names ending .mxf)\n";
+        }
+        return kRefused;
+    }
     const fs::path folder(options.output);
     fs::create_directories(folder, error);
     if (!fs::is_directory(folder, error)) {
@@ -215,7 +233,9 @@ int writeReports(const std::vector<std::string>& arguments,
                 err << outcome.err;
             }
             worst = std::max(worst, outcome.status);
-            rows.push_back(std::move(outcome.row));
+            if (!targets[i].input.noneFound) {
+                rows.push_back(std::move(outcome.row));
+            }
             progress.done(i + 1);
         });
     progress.finish();
@@ -232,8 +252,8 @@ int writeReports(const std::vector<std::string>& arguments,
         err << "xsddict: cannot write " << indexPath.string() << ": " << why << "\n";
         return kFailed;
     }
-    out << "wrote " << indexPath.string() << " and " << targets.size()
-        << (targets.size() == 1 ? " page" : " pages") << "\n";
+    out << "wrote " << indexPath.string() << " and " << rows.size()
+        << (rows.size() == 1 ? " page" : " pages") << "\n";
     return out.flush() ? worst : std::max(worst, kFailed);
 }
 
