@@ -59,6 +59,46 @@ if(NOT result EQUAL 0 OR NOT headings STREQUAL "== archive/deeper/audio.mxf;== g
   message(FATAL_ERROR "text run: exit ${result}, headings ${headings}\n${err}")
 endif()
 
+# Standard input, piped or redirected, reads as the file does, under the name "-"; it can be
+# named once; a FIFO named as a file is refused, not waited on; an edit needs a file.
+execute_process(COMMAND ${XSDDICT} mxf --json given.mxf WORKING_DIRECTORY ${run} OUTPUT_VARIABLE byName)
+string(REPLACE "\"file\": \"given.mxf\"" "\"file\": \"-\"" byName "${byName}")
+execute_process(COMMAND cat given.mxf COMMAND ${XSDDICT} mxf --json - WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE piped)
+execute_process(COMMAND ${XSDDICT} mxf --json - INPUT_FILE ${run}/given.mxf WORKING_DIRECTORY ${run}
+                OUTPUT_VARIABLE redirected)
+if(NOT result EQUAL 0 OR NOT piped STREQUAL byName OR NOT redirected STREQUAL byName)
+  message(FATAL_ERROR "mxf -: exit ${result}\n${piped}")
+endif()
+execute_process(COMMAND ${XSDDICT} regxml given.mxf WORKING_DIRECTORY ${run} OUTPUT_VARIABLE byName)
+execute_process(COMMAND cat given.mxf COMMAND ${XSDDICT} regxml - -o - WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE piped)
+if(NOT result EQUAL 0 OR NOT piped STREQUAL byName OR EXISTS ${run}/-)
+  message(FATAL_ERROR "regxml - -o -: exit ${result}")
+endif()
+execute_process(COMMAND cat given.mxf COMMAND ${XSDDICT} report - WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE piped)
+if(NOT result EQUAL 0 OR NOT piped MATCHES "^<!DOCTYPE html>.*DV.*</html>\n$")
+  message(FATAL_ERROR "report -: exit ${result}")
+endif()
+execute_process(COMMAND ${XSDDICT} mxf - - INPUT_FILE ${run}/given.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 1 OR NOT err STREQUAL "xsddict: standard input (-) can be read once in a run\n")
+  message(FATAL_ERROR "mxf - -: exit ${result}\n${err}")
+endif()
+execute_process(COMMAND mkfifo ${run}/fifo.mxf)
+execute_process(COMMAND ${XSDDICT} mxf fifo.mxf WORKING_DIRECTORY ${run} TIMEOUT 20
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+file(REMOVE ${run}/fifo.mxf)
+if(NOT result EQUAL 4 OR NOT err MATCHES "fifo.mxf: refused: unreadable at offset 0: not a regular file")
+  message(FATAL_ERROR "a FIFO: ${result}\n${err}")
+endif()
+execute_process(COMMAND ${XSDDICT} set - "Timecode/Start Timecode=1" -o out.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 2 OR NOT err MATCHES "set edits a file, not standard input")
+  message(FATAL_ERROR "set -: ${result}\n${err}")
+endif()
+
 # A file cut short: its one finding has a place and no set, and is counted in the singular.
 execute_process(COMMAND head -c 100000 ${MXF}/fixtures/d10.mxf OUTPUT_FILE ${run}/cut.mxf)
 execute_process(COMMAND ${XSDDICT} mxf cut.mxf WORKING_DIRECTORY ${run}

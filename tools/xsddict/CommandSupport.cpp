@@ -1,8 +1,13 @@
 #include "CommandSupport.h"
 
 #include <cxxabi.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <new>
@@ -40,6 +45,59 @@ void warmHeapFor(const std::string& compiledDictionary) {
 }
 
 }  // namespace
+
+StandardInput::StandardInput() {
+    struct stat status {};
+    if (::fstat(STDIN_FILENO, &status) != 0) {
+        error_ = std::strerror(errno);
+        return;
+    }
+    if (S_ISREG(status.st_mode)) {
+        path_ = "/proc/self/fd/0";
+        empty_ = status.st_size == 0;
+        return;
+    }
+    const char* folder = std::getenv("TMPDIR");
+    std::string pattern =
+        std::string(folder != nullptr && *folder ? folder : "/tmp") + "/xsddict-stdin-XXXXXX";
+    descriptor_ = ::mkostemp(pattern.data(), O_CLOEXEC);
+    if (descriptor_ < 0) {
+        error_ = "cannot keep it in " + pattern + ": " + std::strerror(errno);
+        return;
+    }
+    ::unlink(pattern.c_str());
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            error_ = std::strerror(errno);
+            return;
+        }
+        if (got == 0) {
+            break;
+        }
+        empty_ = false;
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t put =
+                ::write(descriptor_, buffer.data() + done, static_cast<std::size_t>(got - done));
+            if (put < 0 && errno != EINTR) {
+                error_ = std::string("cannot keep it: ") + std::strerror(errno);
+                return;
+            }
+            done += put < 0 ? 0 : put;
+        }
+    }
+    path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+}
+
+StandardInput::~StandardInput() {
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+    }
+}
 
 std::string oneLine(std::string text) {
     for (char& c : text) {

@@ -69,6 +69,27 @@ bool load(const std::string& path, const Arguments& arguments,
 bool loadReadingDictionary(const Arguments& arguments,
                            Velmar::SDK::MetaMetadata::Dictionary& dictionary);
 
+// Standard input ("-" where a command takes a file) as a file that can be read by path and
+// seeked in, as an MXF file's footer and an XML document need: where it is a regular file
+// already (a redirect), that file; else copied into a temporary file, unlinked at once, so that
+// nothing is left behind however the process ends.
+class StandardInput {
+  public:
+    StandardInput();
+    ~StandardInput();
+    StandardInput(const StandardInput&) = delete;
+    StandardInput& operator=(const StandardInput&) = delete;
+    const std::string& path() const { return path_; }  // empty where it could not be kept
+    const std::string& error() const { return error_; }
+    bool empty() const { return empty_; }
+
+  private:
+    int descriptor_ = -1;
+    std::string path_;
+    std::string error_;
+    bool empty_ = true;
+};
+
 // The values of -j, --fail-on and --partition; UsageError for any other.
 unsigned jobsOption(const Arguments& arguments);
 Velmar::MXF::Model::Severity failOnOption(const Arguments& arguments);

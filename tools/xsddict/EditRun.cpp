@@ -200,6 +200,10 @@ int runEdit(const Arguments& arguments) {
     if (arguments.has("-o") && options.output.empty()) {
         throw UsageError{"-o needs a file name"};
     }
+    if (arguments.positional.front() == "-") {
+        throw UsageError{arguments.command +
+                         " edits a file, not standard input: write it to a file first"};
+    }
     std::vector<EditStep> steps;
     using Kind = EditStep::Kind;
     for (const auto& [name, value] : arguments.options) {

@@ -24,7 +24,11 @@ int readMxf(const Arguments& arguments) {
     options.walk = arguments.has("--walk");
     options.failOn = failOnOption(arguments);
     // Listed first: a run with nothing to read loads nothing.
-    const std::vector<MxfInput> files = mxfFiles(arguments.positional);
+    std::vector<MxfInput> files = mxfFiles(arguments.positional);
+    std::unique_ptr<StandardInput> standardInput;
+    if (!keepStandardInput(files, standardInput, std::cerr)) {
+        return kFailed;
+    }
     KeptToExit<SDK::MetaMetadata::Dictionary> kept;
     SDK::MetaMetadata::Dictionary& dictionary = kept.get();
     if (!loadReadingDictionary(arguments, dictionary)) {
@@ -47,13 +51,15 @@ void addMxfCommand(CommandLine& commandLine) {
         "mxf",
         "MXF files' partitions and header metadata, every set and item read through the "
         "dictionary in tree order from the Preface, and what is wrong with each file; a "
-        "directory is read for its *.mxf files, recursively. Several files: one output each, "
+        "directory is read for its *.mxf files, recursively; - reads standard input. Several "
+        "files: one output each, "
         "in order (JSON Lines with --json). Exit status 3 for findings, 4 for a file refused "
         "(several files: the highest).",
         {1, true, "MXF files or directories", "FILE.mxf|DIR..."},
         "  xsddict mxf file.mxf\n"
         "  xsddict mxf --json --walk file.mxf\n"
-        "  xsddict mxf -j 4 --fail-on error archive/ > archive.jsonl\n",
+        "  xsddict mxf -j 4 --fail-on error archive/ > archive.jsonl\n"
+        "  curl -s https://example.org/clip.mxf | xsddict mxf --json -\n",
         readMxf, [](CLI::App& command) {
             addFlag(command, "--json",
                     "write JSON: a document, or a line a file where there are several");

@@ -9,6 +9,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "CommandSupport.h"
 #include "Mxf.h"
 #include "OrderedRun.h"
 #include "Velmar/MXF/Model/FileRefused.h"
@@ -22,10 +23,6 @@ namespace xsddict {
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr int kFailed = 1;
-constexpr int kFindings = 3;
-constexpr int kRefused = 4;
 
 bool isMxfName(const fs::path& path) {
     std::string extension = path.extension().string();
@@ -43,6 +40,7 @@ struct FileResult {
 FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dictionary& dictionary,
                    const MxfRunOptions& options) {
     const std::string& file = input.path;
+    const std::string& source = input.readFrom.empty() ? file : input.readFrom;
     FileResult result;
     std::ostringstream out;
     const auto layout = options.severalDocuments ? Velmar::MXF::Report::JsonLayout::OneLine
@@ -58,7 +56,7 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
                                                   __FILE__, __LINE__);
         }
         const Velmar::MXF::Model::HeaderMetadata header =
-            Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, {options.walk});
+            Velmar::MXF::Reading::readHeaderMetadata(source.c_str(), dictionary, {options.walk});
         if (options.json) {
             Velmar::MXF::Report::writeJson(out, file, header, layout);
         } else {
@@ -183,6 +181,26 @@ std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments) {
         files.insert(files.end(), found.begin(), found.end());
     }
     return files;
+}
+
+bool keepStandardInput(std::vector<MxfInput>& inputs, std::unique_ptr<StandardInput>& kept,
+                       std::ostream& err) {
+    for (MxfInput& input : inputs) {
+        if (input.path != "-" || !input.unlisted.empty()) {
+            continue;
+        }
+        if (kept) {
+            err << "xsddict: standard input (-) can be read once in a run\n";
+            return false;
+        }
+        kept = std::make_unique<StandardInput>();
+        if (kept->path().empty()) {
+            err << "xsddict: -: cannot read standard input: " << kept->error() << "\n";
+            return false;
+        }
+        input.readFrom = kept->path();
+    }
+    return true;
 }
 
 int readMxfFiles(const std::vector<MxfInput>& files,

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,14 +15,21 @@ namespace xsddict {
 // One file of an mxf run; a directory that could not be listed is one, with why.
 struct MxfInput {
     std::string path;
-    std::string unlisted;    // the listing's error, when it is such a directory
+    std::string unlisted{};  // the listing's error, when it is such a directory
     bool noneFound = false;  // a directory given that holds no MXF file
+    std::string readFrom{};  // where its bytes are, where not at `path` ("-": standard input)
 };
 
 // The files an mxf run reads: each file argument as given, and the files of each directory
 // argument, recursively, whose name ends in ".mxf" in any case, sorted by path; a folder that
 // cannot be listed and a directory argument holding none are inputs of their own.
 std::vector<MxfInput> mxfFiles(const std::vector<std::string>& arguments);
+
+class StandardInput;
+// An input named "-" read from standard input, kept in `kept` (which must outlive the run).
+// False, with the reason said on `err`, where standard input is named twice or cannot be kept.
+bool keepStandardInput(std::vector<MxfInput>& inputs, std::unique_ptr<StandardInput>& kept,
+                       std::ostream& err);
 
 struct MxfRunOptions {
     bool json = false;

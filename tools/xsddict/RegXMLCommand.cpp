@@ -67,11 +67,17 @@ int regxml(const Arguments& arguments) {
     if (!loadReadingDictionary(arguments, dictionary)) {
         return kFailed;
     }
-    const std::string output = arguments.value("-o");
+    const std::string output = arguments.value("-o") == "-" ? "" : arguments.value("-o");
     const std::string scratch = output + ".partial";
+    std::vector<MxfInput> inputs{MxfInput{file, {}}};
+    std::unique_ptr<StandardInput> standardInput;
+    if (!keepStandardInput(inputs, standardInput, std::cerr)) {
+        return kFailed;
+    }
+    const std::string& source = inputs.front().readFrom.empty() ? file : inputs.front().readFrom;
     try {
         const Velmar::MXF::Model::HeaderMetadata header =
-            Velmar::MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, reading);
+            Velmar::MXF::Reading::readHeaderMetadata(source.c_str(), dictionary, reading);
         bool written = false;
         if (output.empty()) {
             Velmar::MXF::RegXML::writeRegXML(std::cout, header, dictionary, options);
@@ -126,13 +132,14 @@ void addRegXMLCommand(CommandLine& commandLine) {
         "The file's header metadata as a RegXML document: the Preface and the sets it owns, "
         "every value in its registered type's form; findings go to standard error as mxf "
         "prints them.",
-        {1, false, "one MXF file", "FILE.mxf"},
+        {1, false, "one MXF file (- reads standard input)", "FILE.mxf|-"},
         "  xsddict regxml file.mxf -o file.xml\n"
         "  xsddict regxml --partition header file.mxf\n"
         "  xsddict regxml --root 0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9 file.mxf\n",
         regxml, [](CLI::App& command) {
-            addValueOption(command, "-o", "FILE",
-                           "the document to write (whole or not at all; default: standard output)");
+            addValueOption(
+                command, "-o", "FILE",
+                "the document to write (whole or not at all; default, or -: standard output)");
             addValueOption(command, "--root", "UUID",
                            "the set of this InstanceUID as the root, not the Preface");
             addValueOption(

@@ -44,7 +44,8 @@ void addReportCommand(CommandLine& commandLine) {
         "report",
         "An HTML page of each file, which stands alone: its summary, a map of its bytes with its "
         "findings marked, its findings and its header metadata as a tree (the file is walked as "
-        "with mxf --walk). One file: the page goes to -o FILE.html, else to standard output; a "
+        "with mxf --walk). One file (- reads standard input): the page goes to -o FILE.html, "
+        "else to standard output; a "
         "directory or several files: -o names a folder that gets a page per file and an "
         "index.html.",
         {1, true, "MXF files or directories", "FILE.mxf|DIR..."},

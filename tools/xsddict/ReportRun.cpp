@@ -12,6 +12,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "CommandSupport.h"
 #include "MxfRun.h"
 #include "OrderedRun.h"
 #include "Velmar/MXF/Model/FileRefused.h"
@@ -25,10 +26,6 @@ namespace fs = std::filesystem;
 namespace MXF = Velmar::MXF;
 
 namespace {
-
-constexpr int kFailed = 1;
-constexpr int kFindings = 3;
-constexpr int kRefused = 4;
 
 // A file to report on: where it is, the name its row shows and its page's path in the folder.
 struct Target {
@@ -103,13 +100,16 @@ Outcome report(const Target& target, const Velmar::SDK::MetaMetadata::Dictionary
             }
             MXF::Reading::ReadOptions reading;
             reading.walk = true;
+            const std::string& source =
+                target.input.readFrom.empty() ? file : target.input.readFrom;
             const MXF::Model::HeaderMetadata header =
-                MXF::Reading::readHeaderMetadata(file.c_str(), dictionary, reading);
+                MXF::Reading::readHeaderMetadata(source.c_str(), dictionary, reading);
             MXF::Report::writePage(html, file, header, &dictionary);
             outcome.row = MXF::Report::indexRow(target.name, target.page, header, &dictionary);
             outcome.status = fails(header, options.failOn) ? kFindings : 0;
         } catch (const MXF::Model::FileRefused& e) {
-            const std::uint64_t size = sizeOf(file);
+            const std::uint64_t size =
+                sizeOf(target.input.readFrom.empty() ? file : target.input.readFrom);
             MXF::Report::writeRefusedPage(html, file, size, e);
             outcome.row = MXF::Report::refusedIndexRow(target.name, target.page, size, e);
             outcome.err = refusalLine(file, e, options.verbose);
@@ -139,7 +139,9 @@ std::vector<Target> targetsOf(const std::vector<std::string>& arguments) {
             fs::path name = directory
                                 ? fs::path(input.path).lexically_normal().lexically_relative(root)
                                 : fs::path(input.path).filename();
-            if (name.empty() || name.string().rfind("..", 0) == 0) {
+            if (input.path == "-") {
+                name = "stdin";
+            } else if (name.empty() || name.string().rfind("..", 0) == 0) {
                 name = fs::path(input.path).filename();
             }
             if (arguments.size() > 1 && directory) {
@@ -164,27 +166,34 @@ int writeReports(const std::vector<std::string>& arguments,
                  const ReportOptions& options, std::ostream& out, std::ostream& err) {
     std::error_code error;
     const bool one = arguments.size() == 1 && !fs::is_directory(arguments.front(), error);
+    std::unique_ptr<StandardInput> standardInput;
     if (one) {
-        if (!fs::exists(arguments.front(), error)) {
+        std::vector<MxfInput> inputs{MxfInput{arguments.front(), {}}};
+        if (!keepStandardInput(inputs, standardInput, err)) {
+            return kFailed;
+        }
+        if (inputs.front().readFrom.empty() && !fs::exists(arguments.front(), error)) {
             // No page of a file that is not there; in a run of several, its row says so.
             err << "xsddict: " << arguments.front() << ": no such file\n";
             return kRefused;
         }
-        const Target target{MxfInput{arguments.front(), {}}, arguments.front(), {}};
+        const Target target{inputs.front(), arguments.front(), {}};
         std::string page;
         Outcome outcome = report(target, dictionary, options, page);
         err << outcome.err;
         if (page.empty()) {
             return std::max(outcome.status, kFailed);
         }
-        if (options.output.empty()) {
+        if (options.output.empty() || options.output == "-") {
             out << page;
             return out.flush() ? outcome.status : kFailed;
         }
         // Into a folder given, under the file's name.
         fs::path output = options.output;
         if (fs::is_directory(output, error)) {
-            output /= fs::path(arguments.front()).filename().replace_extension(".html");
+            output /= fs::path(arguments.front() == "-" ? "stdin" : arguments.front())
+                          .filename()
+                          .replace_extension(".html");
         }
         std::string why;
         if (!writeWhole(output, page, why)) {
@@ -195,7 +204,19 @@ int writeReports(const std::vector<std::string>& arguments,
         return outcome.status;
     }
 
-    const std::vector<Target> targets = targetsOf(arguments);
+    std::vector<Target> targets = targetsOf(arguments);
+    {
+        std::vector<MxfInput> inputs;
+        for (const Target& target : targets) {
+            inputs.push_back(target.input);
+        }
+        if (!keepStandardInput(inputs, standardInput, err)) {
+            return kFailed;
+        }
+        for (std::size_t i = 0; i < targets.size(); ++i) {
+            targets[i].input.readFrom = inputs[i].readFrom;
+        }
+    }
     if (std::all_of(targets.begin(), targets.end(),
                     [](const Target& t) { return t.input.noneFound; })) {
         for (const Target& target : targets) {

@@ -14,7 +14,8 @@ namespace Velmar::MXF::KLV {
 using namespace Model;
 
 FileSource::FileSource(const char* path) {
-    descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC);
+    // Not blocking: a FIFO given as a file would wait for a writer before it could be refused.
+    descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) {
         const std::string reason = std::strerror(errno);
