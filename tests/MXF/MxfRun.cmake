@@ -25,9 +25,9 @@ expected_line(opatom-audio archive/deeper/audio.mxf audio)
 # Sorted by path as bytes: Z before b.
 set(wanted "${dv}
 ${d10}
-{\"file\": \"archive/bad.mxf\", \"refused\": {\"rule\": \"no-partition\", \"offset\": 0, \"message\": \"no header partition pack in the first 64 KiB\"}}
+{\"file\": \"archive/bad.mxf\", \"format\": 1, \"refused\": {\"rule\": \"no-partition\", \"offset\": 0, \"message\": \"no header partition pack in the first 64 KiB\"}}
 ${audio}
-{\"file\": \"missing.mxf\", \"refused\": {\"rule\": \"unreadable\", \"offset\": 0, \"message\": \"cannot open: No such file or directory\"}}
+{\"file\": \"missing.mxf\", \"format\": 1, \"refused\": {\"rule\": \"unreadable\", \"offset\": 0, \"message\": \"cannot open: No such file or directory\"}}
 ")
 
 foreach(jobs 1 2 5)
@@ -49,6 +49,13 @@ xsddict: missing.mxf: refused: unreadable at offset 0: cannot open: No such file
     message(FATAL_ERROR "-j ${jobs}: stderr off a terminal is not the refusals alone:\n${err}")
   endif()
 endforeach()
+
+# One file as JSON Lines when asked: the line a run of several gives it.
+execute_process(COMMAND ${XSDDICT} mxf --jsonl given.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result OUTPUT_VARIABLE out)
+if(NOT result EQUAL 0 OR NOT out STREQUAL "${dv}\n")
+  message(FATAL_ERROR "--jsonl of one file: exit ${result}\n${out}")
+endif()
 
 # Text: a heading per file, in the same order; findings alone make exit 3.
 execute_process(COMMAND ${XSDDICT} mxf archive/deeper given.mxf WORKING_DIRECTORY ${run}
@@ -145,7 +152,7 @@ if(NOT uid STREQUAL "0" OR SETPRIV)
   execute_process(COMMAND ${as} ${XSDDICT} mxf --json locked WORKING_DIRECTORY ${run}
                   RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
   file(CHMOD ${run}/locked/shut PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
-  if(NOT result EQUAL 4 OR NOT out MATCHES "^{\"file\": \"locked/open.mxf\", \"size\"[^\n]*\n{\"file\": \"locked/shut\", \"refused\": {\"rule\": \"unreadable\"[^\n]*\n$"
+  if(NOT result EQUAL 4 OR NOT out MATCHES "^{\"file\": \"locked/open.mxf\", \"format\": 1, \"size\"[^\n]*\n{\"file\": \"locked/shut\", \"format\": 1, \"refused\": {\"rule\": \"unreadable\"[^\n]*\n$"
      OR NOT err MATCHES "^xsddict: locked/shut: refused: unreadable at offset 0: cannot list: Permission denied\n$")
     message(FATAL_ERROR "a folder that cannot be listed: exit ${result}\n${out}${err}")
   endif()

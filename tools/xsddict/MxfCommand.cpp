@@ -18,7 +18,7 @@ namespace {
 // Findings are what is wrong with a file that can be read; a refusal ends that file's reading.
 int readMxf(const Arguments& arguments) {
     MxfRunOptions options;
-    options.json = arguments.has("--json");
+    options.json = arguments.has("--json") || arguments.has("--jsonl");
     options.jobs = jobsOption(arguments);
     options.verbose = arguments.has("--verbose");
     options.walk = arguments.has("--walk");
@@ -39,6 +39,7 @@ int readMxf(const Arguments& arguments) {
         directories = directories || std::filesystem::is_directory(argument);
     }
     options.severalDocuments = directories || arguments.positional.size() > 1;
+    options.jsonLines = options.severalDocuments || arguments.has("--jsonl");
     options.progress = options.severalDocuments && isatty(STDERR_FILENO) == 1;
     options.outputOnTerminal = isatty(STDOUT_FILENO) == 1;
     return readMxfFiles(files, dictionary, options, std::cout, std::cerr);
@@ -58,11 +59,13 @@ void addMxfCommand(CommandLine& commandLine) {
         {1, true, "MXF files or directories", "FILE.mxf|DIR..."},
         "  xsddict mxf file.mxf\n"
         "  xsddict mxf --json --walk file.mxf\n"
-        "  xsddict mxf -j 4 --fail-on error archive/ > archive.jsonl\n"
+        "  xsddict mxf -j 4 --jsonl --fail-on error archive/ > archive.jsonl\n"
         "  curl -s https://example.org/clip.mxf | xsddict mxf --json -\n",
         readMxf, [](CLI::App& command) {
             addFlag(command, "--json",
-                    "write JSON: a document, or a line a file where there are several");
+                    "write JSON: a document, or a line a file where there are several (a "
+                    "directory, or several files)");
+            addFlag(command, "--jsonl", "write JSON Lines, a line a file, however many files");
             addFlag(
                 command, "--walk",
                 "also step through every KLV of every partition by its length (never reading "

@@ -43,8 +43,8 @@ FileResult readOne(const MxfInput& input, const Velmar::SDK::MetaMetadata::Dicti
     const std::string& source = input.readFrom.empty() ? file : input.readFrom;
     FileResult result;
     std::ostringstream out;
-    const auto layout = options.severalDocuments ? Velmar::MXF::Report::JsonLayout::OneLine
-                                                 : Velmar::MXF::Report::JsonLayout::Indented;
+    const auto layout = options.jsonLines ? Velmar::MXF::Report::JsonLayout::OneLine
+                                          : Velmar::MXF::Report::JsonLayout::Indented;
     if (input.noneFound) {
         result.err = "xsddict: " + file + ": no MXF file found under it (names ending .mxf)\n";
         result.status = kRefused;

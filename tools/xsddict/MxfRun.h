@@ -34,6 +34,7 @@ bool keepStandardInput(std::vector<MxfInput>& inputs, std::unique_ptr<StandardIn
 struct MxfRunOptions {
     bool json = false;
     bool severalDocuments = false;  // JSON Lines, and a heading per file in text
+    bool jsonLines = false;         // a line a file, however many
     unsigned jobs = 1;              // reading threads
     bool verbose = false;
     bool walk = false;              // every KLV of every partition, with the walk's checks

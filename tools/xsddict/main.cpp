@@ -17,7 +17,7 @@ namespace {
 
 const char* const kHelp =
     "usage: xsddict COMMAND [OPTIONS] DICTIONARY [ARGUMENTS]\n"
-    "       xsddict mxf [--dictionary DICTIONARY]... [--json] [--walk] [-j N]\n"
+    "       xsddict mxf [--dictionary DICTIONARY]... [--json|--jsonl] [--walk] [-j N]\n"
     "                   [--fail-on error|warning|info] FILE.mxf|DIR...\n"
     "       xsddict regxml [--dictionary DICTIONARY]... [-o OUT.xml] [--root UUID]\n"
     "                      [--partition auto|header|footer|body] FILE.mxf\n"
@@ -76,7 +76,9 @@ const char* const kHelp =
     "                           back from the journal it left beside the file\n"
     "\n"
     "options:\n"
-    "  --json                   summary, check and mxf: write JSON\n"
+    "  --json                   summary, check and mxf: write JSON (mxf: a line a file where\n"
+    "                           there are several)\n"
+    "  --jsonl                  mxf: write JSON Lines, a line a file, however many files\n"
     "  --dictionary DICTIONARY  mxf and regxml: the dictionary to read with (default: the\n"
     "                           built-in one); given again, each adds to those before it\n"
     "                           (clashes are reported), and +DICTIONARY keeps the built-in\n"

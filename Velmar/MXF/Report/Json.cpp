@@ -113,8 +113,9 @@ void writeJson(std::ostream& out, const std::string& file, const HeaderMetadata&
     const char* const nl2 = lines ? " " : "\n  ";
     const char* const nl3 = lines ? " " : "\n   ";
     const char* const nl4 = lines ? " " : "\n    ";
-    out << "{\"file\": " << jsonPath(file) << ", \"size\": " << header.fileSize
-        << ", \"runIn\": " << header.runIn << "," << nl1 << "\"partitions\": [";
+    out << "{\"file\": " << jsonPath(file) << ", \"format\": " << kJsonFormat
+        << ", \"size\": " << header.fileSize << ", \"runIn\": " << header.runIn << "," << nl1
+        << "\"partitions\": [";
     for (std::size_t i = 0; i < header.partitions.size(); ++i) {
         out << (i ? "," : "") << nl2;
         writePartition(header.partitions[i], out);
@@ -194,7 +195,8 @@ void writeJson(std::ostream& out, const std::string& file, const HeaderMetadata&
 }
 
 void writeRefusalJson(std::ostream& out, const std::string& file, const FileRefused& refusal) {
-    out << "{\"file\": " << jsonPath(file) << ", \"refused\": {\"rule\": \"" << refusal.rule()
+    out << "{\"file\": " << jsonPath(file) << ", \"format\": " << kJsonFormat
+        << ", \"refused\": {\"rule\": \"" << refusal.rule()
         << "\", \"offset\": " << refusal.offset()
         << ", \"message\": " << jsonString(SDK::Utils::toUtf8(refusal.message()).c_str()) << "}}\n";
 }
