@@ -35,7 +35,7 @@ void addShowCommand(CommandLine& commandLine) {
         {2, false, "a dictionary file and what to show", "FILE.xsd|FILE.xsdc WHAT"},
         "  xsddict show registers.xsd EssenceDescription\n"
         "  xsddict show registers.xsd 3c.0a\n"
-        "  xsddict show --documentation registers.xsd \"Instance UID\"\n",
+        "  xsddict show --documentation registers.xsd \"Instance ID\"\n",
         showOne, [](CLI::App& command) {
             addFlag(command, "--documentation", "also load each declaration's documentation");
             addFlag(command, "--length-description", "also load each \"Length\" annotation");

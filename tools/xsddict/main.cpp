@@ -68,7 +68,7 @@ const char* const kHelp =
     "                           record or list as mxf --json gives it). A path names sets by\n"
     "                           name or InstanceUID, then sets below by item or name, [n]\n"
     "                           the n-th, and last an item by name or local tag:\n"
-    "                           'Preface/Identification[0]/Product Name=Archive copy'.\n"
+    "                           'Preface/Identification[0]/Application Name=Archive copy'.\n"
     "                           Removals and additions are made first, in the order given\n"
     "  apply FILE.mxf DOC.xml   the file's header metadata replaced by a RegXML document's\n"
     "                           (as regxml writes it, edited); - reads it from standard input\n"
