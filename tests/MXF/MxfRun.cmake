@@ -106,6 +106,13 @@ if(NOT result EQUAL 2 OR NOT err MATCHES "set edits a file, not standard input")
   message(FATAL_ERROR "set -: ${result}\n${err}")
 endif()
 
+# An MXF file given to a dictionary command: the command that reads it is named.
+execute_process(COMMAND ${XSDDICT} summary given.mxf WORKING_DIRECTORY ${run}
+                RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 1 OR NOT err STREQUAL "xsddict: given.mxf: an MXF file, not a dictionary: 'xsddict mxf given.mxf' reads it\n")
+  message(FATAL_ERROR "summary given.mxf: ${result}\n${err}")
+endif()
+
 # A file cut short: its one finding has a place and no set, and is counted in the singular.
 execute_process(COMMAND head -c 100000 ${MXF}/fixtures/d10.mxf OUTPUT_FILE ${run}/cut.mxf)
 execute_process(COMMAND ${XSDDICT} mxf cut.mxf WORKING_DIRECTORY ${run}

@@ -5,10 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <new>
 #include <thread>
@@ -34,6 +36,19 @@ std::string className(const SDK::Exceptions::BaseException& e) {
     const std::string full = status == 0 ? name.get() : typeid(e).name();
     const auto colon = full.rfind("::");
     return colon == std::string::npos ? full : full.substr(colon + 2);
+}
+
+// Whether a file begins as MXF does: a header partition pack's key within the run-in a reader
+// allows (64 KiB).
+bool isMxfFile(const std::string& path) {
+    static const std::uint8_t kPartitionKey[] = {0x06, 0x0e, 0x2b, 0x34, 0x02, 0x05, 0x01,
+                                                 0x01, 0x0d, 0x01, 0x02, 0x01, 0x01, 0x02};
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> head(65536 + sizeof kPartitionKey);
+    in.read(head.data(), static_cast<std::streamsize>(head.size()));
+    const auto end = head.begin() + in.gcount();
+    return std::search(head.begin(), end, std::begin(kPartitionKey), std::end(kPartitionKey)) !=
+           end;
 }
 
 void warmHeapFor(const std::string& compiledDictionary) {
@@ -121,6 +136,12 @@ void reportFailure(const std::string& subject, const SDK::Exceptions::BaseExcept
 bool load(const std::string& path, const Arguments& arguments,
           SDK::MetaMetadata::Dictionary& dictionary,
           SDK::MetaMetadata::Loading::LoadDiagnostics* diagnostics) {
+    if (isMxfFile(path)) {
+        // A natural guess (summary of a clip) deserves better than an XML parser's complaint.
+        std::cerr << "xsddict: " << path << ": an MXF file, not a dictionary: 'xsddict mxf " << path
+                  << "' reads it\n";
+        return false;
+    }
     try {
         if (SDK::MetaMetadata::Loading::isCompiledDictionaryFile(path.c_str())) {
             // A compiled dictionary holds what its schema's load gave, and nothing of how.
