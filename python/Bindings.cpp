@@ -638,6 +638,7 @@ std::shared_ptr<Reading> readFile(const std::string& path, std::shared_ptr<Dicti
 
 PYBIND11_MODULE(_xsddict, m) {
     m.doc() = "The xsddict libraries' interface; use the xsddict package.";
+    m.attr("__version__") = XSDDICT_VERSION;
     // Looked up now, under the import lock: made later, by the first of several reading threads,
     // a thread waiting on the static's guard while holding the GIL would deadlock the one that
     // makes it (imports give the GIL up).

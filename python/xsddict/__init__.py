@@ -28,7 +28,7 @@ from typing import Any, Dict, List, Optional, Union
 
 __all__ = [
     "Error", "FileRefused", "DictionaryError", "Dictionary", "read", "Header", "Partition",
-    "Set", "Item", "Finding", "Label", "Element", "Attribute", "SetDefinition",
+    "Set", "Item", "Finding", "Label", "Element", "Attribute", "SetDefinition", "__version__",
 ]
 
 
@@ -308,6 +308,8 @@ class Header:
 
 
 from . import _xsddict  # noqa: E402  (the classes above are what it makes)
+
+__version__ = _xsddict.__version__
 
 
 def _label_bytes(label: Union[bytes, str]) -> bytes:

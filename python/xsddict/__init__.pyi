@@ -9,6 +9,8 @@ Value = Union[int, float, str, bool, uuid.UUID, Fraction, datetime.datetime, "La
               List[Any], Dict[str, Any], None]
 PathLike = Union[str, "os.PathLike[str]"]
 
+__version__: str
+
 class Error(Exception): ...
 
 class FileRefused(Error):
