@@ -3,7 +3,7 @@
 # user meets it: each installed header compiles on its own in C++17 and C++20 with warnings
 # as errors; no installed header includes one that is not installed; the README's example is
 # built through the CMake package and through pkg-config (which imposes no language standard)
-# and run on the sample; the MXF example is built through the CMake package and run on a file.
+# and run on the sample; the MXF example is built through both and run on a file.
 set -euo pipefail
 build=$1 consumer=$2 sample=$3 compiler=$4 example=$5 mxfExample=$6 tinyDictionary=$7 mxfFile=$8
 scratch=$(mktemp -d)
@@ -44,6 +44,12 @@ esac
 # shellcheck disable=SC2086
 "$compiler" -std=c++20 "$example" -o "$scratch/consumer-pc" $flags
 LD_LIBRARY_PATH="$(dirname "$libdir")" "$scratch/consumer-pc" "$sample"
+# The MXF reader's package brings the dictionary library's with it.
+flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs velmar-mxf)
+# shellcheck disable=SC2086
+"$compiler" -std=c++17 "$mxfExample" -o "$scratch/preface-tree-pc" $flags
+LD_LIBRARY_PATH="$(dirname "$libdir")" "$scratch/preface-tree-pc" "$mxfFile" | grep -q "^  Identification" \
+  || { echo "the MXF example built through pkg-config does not read"; exit 1; }
 
 # The installed inspector stands alone and anywhere: moved elsewhere, with no library path, it
 # finds its libraries, its XML Schema module and the register dictionary it carries.
