@@ -36,9 +36,19 @@ case "${1:-demo}" in
   test)
     # The report pages are tested in a real browser; edited files are read back by ffprobe
     # and mediainfo; faults are injected into edits by strace.
-    scripts/ensure-packages.sh chromium chromium-driver python3-selenium ffmpeg mediainfo strace
+    scripts/ensure-packages.sh chromium chromium-driver python3-selenium ffmpeg mediainfo strace \
+      python3-venv
     build build
     ctest --test-dir build --output-on-failure -j "$jobs"
+    # The package as pip installs it into a fresh environment (Debian's pytest and dask seen
+    # through it), its tests run against what was installed.
+    rm -rf build-wheel/venv
+    /usr/bin/python3 -m venv --system-site-packages build-wheel/venv
+    build-wheel/venv/bin/pip install --no-build-isolation --quiet .
+    (cd build-wheel && venv/bin/python -c \
+      'import xsddict, sys; sys.exit("site-packages" not in xsddict.__file__)' &&
+      XSDDICT="$PWD/../build/tools/xsddict" venv/bin/python -m pytest -q -p no:cacheprovider \
+        ../python/tests)
     ;;
   sanitize)
     build build-sanitize -DCMAKE_BUILD_TYPE=Debug -DVELMAR_SANITIZE=address,undefined
