@@ -22,6 +22,8 @@ constexpr Rule kRules[] = {
      "an edit in place was cut short: its journal is beside the file"},
     {"truncated", Severity::Error, "the file ends after its header metadata, or inside a packet"},
     {"footer-missing", Severity::Error, "no partition pack where the header says the footer is"},
+    {"trailing-bytes", Severity::Error,
+     "bytes after the footer partition's last packet that are no packet"},
     {"dangling-reference", Severity::Error, "a strong reference to no set"},
     {"wrong-target", Severity::Error, "a reference to a set the element may not refer to"},
     {"duplicate-instance-uid", Severity::Error, "two sets of one InstanceUID"},

@@ -200,6 +200,54 @@ class Reader {
             result_.partitions.push_back(entry.second);
         }
         footerMissing(header);
+        endsWhole();
+    }
+
+    // A file ends in its random index pack, else in the last packet of its footer partition.
+    // Where it ends in neither, the packets after the footer pack are stepped over to the first
+    // that is none, so that a read without the walk says so too: one cut short is a file cut
+    // short; bytes that are no packet at all (a copy that ran on, a disk image's zeros) are
+    // trailing bytes. The footer's packets are few.
+    void endsWhole() {
+        if (result_.randomIndex || result_.partitions.empty() ||
+            result_.partitions.back().kind != Partition::Kind::Footer) {
+            return;
+        }
+        const std::uint64_t size = source_.size();
+        std::uint64_t at = result_.partitions.back().packEnd;
+        bool cut = false;
+        try {
+            while (at < size) {
+                const KLVHeader packet = readKLVHeader(source_, at);
+                if (packet.end() > size) {
+                    cut = true;
+                    break;
+                }
+                at = packet.end();
+            }
+        } catch (const FileRefused& refusal) {
+            // Fewer bytes left than a key holds: cut in a key only where they begin as one.
+            static const std::uint8_t kLabel[4] = {0x06, 0x0e, 0x2b, 0x34};
+            std::uint8_t head[4] = {};
+            const std::size_t left =
+                static_cast<std::size_t>(std::min<std::uint64_t>(4, size - at));
+            const std::string rule = refusal.rule();
+            cut =
+                rule == "length-past-end" || (rule == "truncated" && source_.read(at, head, left) &&
+                                              std::equal(head, head + left, kLabel));
+        }
+        if (cut) {
+            result_.findings.push_back({"truncated", size, "", std::nullopt, "",
+                                        "the file ends at " + std::to_string(size) +
+                                            " inside the packet at " + std::to_string(at) +
+                                            ", after its footer partition: it was cut short"});
+        } else if (at < size) {
+            result_.findings.push_back(
+                {"trailing-bytes", at, "", std::nullopt, "",
+                 std::to_string(size - at) + " bytes from " + std::to_string(at) +
+                     " to the file's end are no packet: the file does not end with its footer "
+                     "partition or a random index pack"});
+        }
     }
 
     // A footer past the file's end is a file cut short (the walk reports where it ends in a

@@ -1059,8 +1059,8 @@ TEST(MXFRealFiles, ReadsAFileCutShortAfterItsHeaderMetadata) {
         {footerAt, "truncated", "truncated"},
         {footerAt + 1, "footer-missing", "truncated"},  // the footer's key begun, not whole
         {footerPackEnd - 1, "truncated", "truncated"},
-        {footerPackEnd, "", ""},  // a footer with no index table is whole
-        {footerPackEnd + 1, "", "truncated"},
+        {footerPackEnd, "", ""},                        // a footer with no index table is whole
+        {footerPackEnd + 1, "truncated", "truncated"},  // the packet after the footer begun
     };
     auto text = [](const std::vector<std::string>& found) {
         std::string out;
@@ -1081,6 +1081,47 @@ TEST(MXFRealFiles, ReadsAFileCutShortAfterItsHeaderMetadata) {
             MXF::Reading::readHeaderMetadata(bytes.data(), bytes.size(), tiny(), {true});
         EXPECT_EQ(text(findings(walked)), c.walk);
         EXPECT_EQ(walked.sets.size(), 2u);
+    }
+}
+
+// A whole file with bytes after its footer that are no packet: the read says so without the
+// walk, which refuses the file at the first of them. Bytes that begin as a key would are a
+// packet cut short instead; a file that ends in its footer is whole.
+TEST(MXFRealFiles, SaysWhereAFileRunsOnPastItsFooter) {
+    Layout layout;
+    const Bytes good = laidOut([&](Layout& l) { layout = l; });
+    const std::size_t end = good.size();
+    struct Case {
+        const char* what;
+        Bytes after;
+        std::string read;
+        std::string walk;
+    };
+    // The walk: refused at bytes that cannot be a key; fewer than a key's are a file cut short.
+    const std::string cutShort = "truncated";
+    const Case cases[] = {
+        {"nothing", {}, "", ""},
+        {"zeros", Bytes(1000, 0), "trailing-bytes", "refused bad-key@" + std::to_string(end)},
+        {"one zero", Bytes(1, 0), "trailing-bytes", cutShort},
+        {"text", Bytes{'g', 'a', 'r', 'b', 'a', 'g', 'e'}, "trailing-bytes", cutShort},
+        {"a key begun", Bytes{0x06, 0x0e, 0x2b, 0x34, 0x02}, "truncated", cutShort},
+        {"a key's first byte", Bytes{0x06}, "truncated", cutShort},
+        {"a key's first byte wrong", Bytes{0x07}, "trailing-bytes", cutShort},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Bytes bytes = good;
+        bytes.insert(bytes.end(), c.after.begin(), c.after.end());
+        const MXF::Model::HeaderMetadata header = read(bytes);
+        const std::vector<std::string> found = findings(header);
+        EXPECT_EQ(found.empty() ? "" : found.front(), c.read);
+        if (!header.findings.empty()) {
+            EXPECT_EQ(header.findings.front().severity, MXF::Model::Severity::Error);
+            EXPECT_EQ(*header.findings.front().setOffset,
+                      c.read == "truncated" ? bytes.size() : end);
+        }
+        const std::vector<std::string> walked = walkFindings(bytes);
+        EXPECT_EQ(walked.empty() ? "" : walked.front(), c.walk);
     }
 }
 
