@@ -8,7 +8,7 @@ extern const char* const kStyle;
 
 const char* const kStyle = R"CSS(
 :root{--fg:#1d2330;--muted:#5b6475;--line:#d8dde6;--bg:#fff;--panel:#f5f7fa;--link:#0b57b3;
---error:#c62828;--warning:#b26a00;--info:#2e6da4;--focus:#ff9800}
+--error:#c62828;--warning:#9a5b00;--info:#2e6da4;--ok:#2e7d32;--badge-text:#fff;--focus:#ff9800}
 *{box-sizing:border-box}
 body{margin:0;font:14px/1.45 system-ui,-apple-system,"Segoe UI",Roboto,sans-serif;color:var(--fg);background:var(--bg)}
 main{max-width:1400px;margin:0 auto;padding:0 20px 40px}
@@ -26,8 +26,8 @@ table.grid th,table.grid td{border-bottom:1px solid var(--line);padding:3px 8px;
 table.grid th{background:var(--panel);font-weight:600}
 td.num,th.num{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
 nav.toc{margin:10px 0 0;display:flex;gap:16px;flex-wrap:wrap}
-.badge{display:inline-block;border-radius:9px;padding:0 8px;font-size:12px;font-weight:600;color:#fff;margin-right:4px}
-.badge.error{background:var(--error)}.badge.warning{background:var(--warning)}.badge.info{background:var(--info)}.badge.none{background:#4b8b3b}
+.badge{display:inline-block;border-radius:9px;padding:0 8px;font-size:12px;font-weight:600;color:var(--badge-text);margin-right:4px}
+.badge.error{background:var(--error)}.badge.warning{background:var(--warning)}.badge.info{background:var(--info)}.badge.none{background:var(--ok)}
 .sev-error{color:var(--error);font-weight:600}.sev-warning{color:var(--warning);font-weight:600}.sev-info{color:var(--info)}
 .refusal{border:2px solid var(--error);background:#fdecea;padding:10px 14px;border-radius:6px}
 /* the map */
@@ -74,8 +74,9 @@ th button{all:unset;cursor:pointer;font-weight:600}
 th button::after{content:" \2195";color:var(--muted)}
 th[aria-sort=ascending] button::after{content:" \2191"}th[aria-sort=descending] button::after{content:" \2193"}
 tr.refused td{background:#fdecea}
-#files td:first-child{max-width:32ch;overflow-wrap:anywhere}
-@media (prefers-color-scheme:dark){:root{--fg:#e3e7ee;--muted:#9aa3b2;--line:#3a4150;--bg:#161a21;--panel:#1f2530;--link:#7fb3ff}
+#files td:first-child{min-width:20ch;max-width:40ch;overflow-wrap:anywhere}
+@media (prefers-color-scheme:dark){:root{--fg:#e3e7ee;--muted:#9aa3b2;--line:#3a4150;--bg:#161a21;--panel:#1f2530;--link:#7fb3ff;
+--error:#ff8a80;--warning:#ffb74d;--info:#90caf9;--ok:#81c784;--badge-text:#161a21}
 .refusal,tr.refused td{background:#3b1f1f}.bar{background:#333}}
 )CSS";
 
@@ -115,6 +116,18 @@ bands.forEach(function(b,i){
     e.preventDefault();b.tabIndex=-1;bands[j].tabIndex=0;bands[j].focus();
   });
 });
+// Findings' marks that would cover one another are moved right of the one before, so that a
+// pointer reaches each; again when the window's width changes.
+var marks=Array.prototype.slice.call(document.querySelectorAll('.mark'));
+function spread(){
+  marks.forEach(function(m){m.style.transform='';});
+  var placed=marks.map(function(m){return {m:m,x:m.getBoundingClientRect().left};});
+  placed.sort(function(a,b){return a.x-b.x;});
+  var free=-Infinity;
+  placed.forEach(function(p){var by=Math.max(0,free-p.x);
+    if(by>0)p.m.style.transform='translateX('+by+'px)';free=p.x+by+p.m.offsetWidth;});
+}
+spread();window.addEventListener('resize',spread);
 var all=function(open){document.querySelectorAll('details.set').forEach(function(d){d.open=open;});};
 var ex=document.getElementById('expand-all'),co=document.getElementById('collapse-all');
 if(ex)ex.addEventListener('click',function(){all(true);});

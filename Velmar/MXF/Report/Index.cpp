@@ -1,4 +1,6 @@
 // The index of many files' pages: a row per file, sortable and filterable in the page.
+#include <cmath>
+#include <cstdio>
 #include <ostream>
 
 #include "Html.h"
@@ -8,6 +10,20 @@
 namespace Velmar::MXF::Report {
 
 using namespace Model;
+
+namespace {
+
+// One form for every file, whatever its rate, so that the column reads down:
+// hours:minutes:seconds.milliseconds (the page gives the edit units and the rate).
+std::string clockText(double seconds) {
+    const auto millis = static_cast<long long>(std::llround(seconds * 1000));
+    char text[48];
+    std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld.%03lld", millis / 3600000,
+                  millis / 60000 % 60, millis / 1000 % 60, millis % 1000);
+    return text;
+}
+
+}  // namespace
 
 IndexRow indexRow(const std::string& name, const std::string& page, const HeaderMetadata& header,
                   const SDK::MetaMetadata::Dictionary* dictionary) {
@@ -82,7 +98,8 @@ void writeIndex(std::ostream& out, const std::string& title, const std::vector<I
             << escape(s.operationalPatternCode.empty() ? s.operationalPattern
                                                        : s.operationalPatternCode)
             << "</td><td class=\"num\" data-v=\"" << seconds << "\" title=\""
-            << escape(s.durationText()) << "\">" << escape(s.durationClock()) << "</td><td>"
+            << escape(s.durationText()) << "\">"
+            << escape(seconds >= 0 ? clockText(seconds) : s.durationClock()) << "</td><td>"
             << escape(s.essenceText()) << "</td><td>"
             << escape(s.writer + (s.version.empty() ? "" : " " + s.version))
             << "</td><td class=\"num\" data-v=\"" << r.errors << "\">" << r.errors

@@ -252,20 +252,21 @@ void writeMap(std::ostream& out, const HeaderMetadata& header, const std::vector
                       grouped(p.indexByteCount) + " bytes, KAG " + std::to_string(p.kagSize))
             << "\">" << escape(label) << "</span>";
     }
-    out << "</div>\n<div class=\"bar\" role=\"list\">";
+    out << "</div>\n<div class=\"bar\">";
     for (std::size_t i = 0; i < bands.size(); ++i) {
         const Band& b = bands[i];
         const std::string info = bandInfo(b);
-        out << "<a role=\"listitem\" class=\"band k-" << b.kind << "\" id=\"b" << i
-            << "\" href=\"#b" << i << "\" tabindex=\"" << (i == 0 ? 0 : -1)
-            << "\" style=\"width:" << percent(b.width) << ";" << essenceStyle(b, colours)
-            << "\" title=\"" << escape(info) << "\"></a>";
+        out << "<a class=\"band k-" << b.kind << "\" id=\"b" << i << "\" href=\"#b" << i
+            << "\" tabindex=\"" << (i == 0 ? 0 : -1) << "\" style=\"width:" << percent(b.width)
+            << ";" << essenceStyle(b, colours) << "\" title=\"" << escape(info) << "\"></a>";
     }
     out << "</div>\n<div class=\"marks\">";
+    // Marks near one another are set side by side by the page's script, which knows widths.
     for (const MapMark& m : marks) {
         out << "<a class=\"mark " << severityName(m.severity) << "\" id=\"m-" << m.anchor
             << "\" href=\"#" << m.anchor << "\" style=\"left:" << percent(place(bands, m.offset))
-            << "\" title=\"" << escape(m.title) << "\"></a>";
+            << "\" title=\"" << escape(m.title) << "\" aria-label=\"" << escape(m.title)
+            << "\"></a>";
     }
     out << "</div>\n</div>\n<p id=\"map-info\" aria-live=\"polite\">Point at a band, or move "
            "along the bar with the arrow keys, for its offsets and size.</p>\n"

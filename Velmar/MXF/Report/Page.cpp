@@ -101,8 +101,12 @@ void writeFindings(std::ostream& out, const HeaderMetadata& header,
         out << "<tr id=\"f" << i << "\"><td class=\"sev-" << severity << "\">" << severity
             << "</td><td><code>" << escape(f.rule) << "</code></td><td>";
         if (set != nullptr) {
-            out << "<a href=\"#" << setAnchor(*set) << "\">"
-                << escape(f.setName.empty() ? set->name() : f.setName) << "</a>";
+            // A set the dictionary does not name goes by its key, as the tree shows it.
+            const std::string name = !f.setName.empty() ? f.setName
+                                     : !set->name().empty()
+                                         ? set->name()
+                                         : dottedHex(set->key.data(), set->key.size());
+            out << "<a href=\"#" << setAnchor(*set) << "\">" << escape(name) << "</a>";
         } else {
             out << escape(f.setName);
         }

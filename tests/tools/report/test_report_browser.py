@@ -234,3 +234,53 @@ def test_the_corpus_index_lists_every_file(browser, pages):
     refused = [r for r in browser.find_elements(By.CSS_SELECTOR, "#files tbody tr") if r.is_displayed()]
     assert len(refused) == sum("refused" in reader_json(m) for m in corpus_files)
     screenshot(browser, "index-corpus")
+
+
+# What an accessibility checker asks of these pages, checked in the page itself (axe-core is not
+# packaged for Debian, and nothing is downloaded): text of the severity colours and badges at a
+# contrast of at least 4.5 to its background, every link with a name, no link given a role that
+# links may not take, findings' marks that a pointer reaches each of.
+ACCESSIBILITY = """
+function lum(c){var m=c.match(/[\\d.]+/g).slice(0,3).map(Number).map(function(v){v/=255;
+  return v<=0.03928?v/12.92:Math.pow((v+0.055)/1.055,2.4);});
+  return 0.2126*m[0]+0.7152*m[1]+0.0722*m[2];}
+function back(e){for(;e;e=e.parentElement){var b=getComputedStyle(e).backgroundColor;
+  if(b&&b!=='transparent'&&!/rgba\\(.*, 0\\)$/.test(b))return b;}return 'rgb(255, 255, 255)';}
+var out=[];
+document.querySelectorAll('.badge,.sev-error,.sev-warning,.sev-info').forEach(function(e){
+  if(!e.textContent.trim())return;
+  var a=lum(getComputedStyle(e).color),b=lum(back(e));
+  var r=(Math.max(a,b)+0.05)/(Math.min(a,b)+0.05);
+  if(r<4.5)out.push('contrast '+r.toFixed(2)+': '+e.className+' '+e.textContent.trim());});
+document.querySelectorAll('a').forEach(function(a){
+  if(!(a.textContent.trim()||a.getAttribute('aria-label')||a.getAttribute('title')))
+    out.push('a link with no name: '+a.outerHTML.slice(0,120));
+  if(a.hasAttribute('role'))out.push('a link with role '+a.getAttribute('role'));});
+var seen={};
+document.querySelectorAll('.mark').forEach(function(m){
+  var x=Math.round(m.getBoundingClientRect().left);
+  if(seen[x])out.push('marks over one another at '+x+'px: '+m.title);seen[x]=1;});
+return out;
+"""
+
+
+def test_the_pages_meet_contrast_names_and_roles(browser, pages):
+    checked = 0
+    indexes = {page.parent for _, page in pages}
+    for page in [p for _, p in pages] + sorted(f / "index.html" for f in indexes
+                                                 if (f / "index.html").is_file()):
+        open_page(browser, page)
+        assert browser.execute_script(ACCESSIBILITY) == [], page
+        checked += 1
+    assert checked >= len(pages)
+
+
+def test_the_index_columns_read_down(browser, pages, tmp_path):
+    folder = make_reports(FIXTURES, tmp_path / "columns")
+    open_page(browser, folder / "index.html")
+    cells = browser.find_elements(By.CSS_SELECTOR, "#files tbody tr")
+    durations = [r.find_elements(By.TAG_NAME, "td")[3].text for r in cells]
+    assert durations and all(
+        len(d) == 12 and d[2] == d[5] == ":" and d[8] == "." for d in durations), durations
+    name = cells[0].find_element(By.TAG_NAME, "td")
+    assert name.size["width"] >= 150, name.size  # a file's name, not a letter a line
