@@ -36,7 +36,7 @@ case "${1:-demo}" in
   test)
     # The report pages are tested in a real browser; edited files are read back by ffprobe
     # and mediainfo; faults are injected into edits by strace.
-    scripts/ensure-packages.sh chromium chromium-driver python3-selenium ffmpeg mediainfo strace \
+    scripts/ensure-packages.sh chromium chromium-driver python3-selenium ffmpeg mediainfo strace groff-base \
       python3-venv
     build build
     ctest --test-dir build --output-on-failure -j "$jobs"

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <map>
 #include <optional>
+#include <set>
 
 namespace xsddict {
 
@@ -176,6 +177,159 @@ std::string CommandLine::help(Command& command) {
     return out;
 }
 
+namespace {
+
+// Text as groff reads it: backslashes and hyphens escaped, no line starting as a request.
+std::string roff(const std::string& text) {
+    std::string out;
+    bool lineStart = true;
+    for (const char c : text) {
+        if (lineStart && (c == '.' || c == '\'')) {
+            out += "\\&";
+        }
+        out += c == '\\' ? std::string("\\e") : c == '-' ? std::string("\\-") : std::string(1, c);
+        lineStart = c == '\n';
+    }
+    return out;
+}
+
+// The values an option's value is one of, where they are few and fixed.
+const std::map<std::string, std::string> kChoices = {
+    {"--partition", "auto header footer body"},
+    {"--fail-on", "error warning info"},
+};
+
+}  // namespace
+
+// The global help's paragraph after its usage lines: what the program is.
+std::string CommandLine::description() const {
+    const std::string help = help_ == nullptr ? "" : help_;
+    const std::size_t start = help.find("\n\n");
+    if (start == std::string::npos) {
+        return {};
+    }
+    const std::size_t end = help.find("\n\n", start + 2);
+    std::string text = help.substr(start + 2, end == std::string::npos ? end : end - start - 2);
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+std::string CommandLine::manPage() {
+    defineAll();
+    std::string out =
+        ".TH XSDDICT 1 \"\" \"xsddict\" \"User Commands\"\n.SH NAME\nxsddict \\- SMPTE registered "
+        "metadata dictionaries, and MXF files read, checked and edited through them\n"
+        ".SH SYNOPSIS\n.B xsddict\n.I COMMAND\n[\\fIOPTIONS\\fR] \\fIARGUMENTS\\fR\n.br\n"
+        ".B xsddict help\n.I COMMAND\n.SH DESCRIPTION\n" +
+        roff(description()) +
+        "\n.SH OPTIONS\nOf every command, besides its own below:\n"
+        ".TP\n.B \\-h, \\-\\-help\nthe command's usage, options and examples\n"
+        ".TP\n.B \\-\\-\nends the options: what follows is arguments\n"
+        ".PP\nOf the program:\n"
+        ".TP\n.B \\-\\-version\nthe version, and which register snapshot is built in\n"
+        ".TP\n.B \\-\\-man\nthis page\n"
+        ".TP\n.B \\-\\-bash\\-completion\nthe bash completion script\n"
+        ".SH COMMANDS\n";
+    for (Command& command : commands_) {
+        out += ".SS \"" + roff(command.name + " [OPTIONS] " + command.takes.usage) + "\"\n" +
+               roff(command.does) + "\n";
+        for (const CLI::Option* option : command.app->get_options()) {
+            if (option->get_group().empty()) {
+                continue;
+            }
+            std::string names;
+            for (const std::string& name : namesOf(*option)) {
+                names += (names.empty() ? "" : ", ") + name;
+            }
+            out += ".TP\n.B " + roff(names) +
+                   (takesValue(*option) ? " \\fI" + roff(option->get_type_name()) + "\\fR" : "") +
+                   "\n" + roff(option->get_description()) + "\n";
+        }
+        if (command.examples != nullptr && *command.examples != '\0') {
+            out += ".PP\nExamples:\n.PP\n.nf\n.RS 4\n" + roff(command.examples) + ".RE\n.fi\n";
+        }
+    }
+    out +=
+        ".SH EXIT STATUS\n0 done; 1 a dictionary that did not load, a write that failed or a "
+        "change refused; 2 a usage error; 3 findings (at least as grave as \\-\\-fail\\-on); 4 "
+        "a file refused (several files: the highest).\n.SH SEE ALSO\n"
+        "\\fBmediainfo\\fR(1), \\fBffprobe\\fR(1); the README that comes with xsddict.\n";
+    return out;
+}
+
+std::string CommandLine::bashCompletion() {
+    defineAll();
+    std::string names;
+    std::string perCommand;
+    std::string fileOptions;
+    std::set<std::string> valued;  // by a file's name
+    std::set<std::string> typed;   // by anything else: nothing to offer
+    for (Command& command : commands_) {
+        names += (names.empty() ? "" : " ") + command.name;
+        std::string options = "--help";
+        for (const CLI::Option* option : command.app->get_options()) {
+            for (const std::string& name : namesOf(*option)) {
+                options += " " + name;
+                const std::string type = option->get_type_name();
+                if (takesValue(*option) &&
+                    (type == "FILE" || type == "OUT" || type == "DIR" || type == "DICTIONARY")) {
+                    valued.insert(name);
+                } else if (takesValue(*option) && kChoices.count(name) == 0) {
+                    typed.insert(name);
+                }
+            }
+        }
+        perCommand += "    " + command.name + ") options=\"" + options + "\" ;;\n";
+    }
+    std::string choices;
+    for (const auto& [option, values] : kChoices) {
+        choices += "    " + option + ") COMPREPLY=($(compgen -W \"" + values +
+                   "\" -- \"$cur\")); return ;;\n";
+        valued.erase(option);
+    }
+    for (const std::string& option : valued) {
+        typed.erase(option);  // -o names a file wherever it is given
+    }
+    std::string files;
+    for (const std::string& option : valued) {
+        files += (files.empty() ? "" : "|") + option;
+    }
+    std::string others;
+    for (const std::string& option : typed) {
+        others += (others.empty() ? "" : "|") + option;
+    }
+    return "# bash completion for xsddict, made from its command definitions (xsddict "
+           "--bash-completion)\n"
+           "_xsddict() {\n"
+           "  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}\n"
+           "  local command= options= i\n"
+           "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
+           "    case ${COMP_WORDS[i]} in -*) ;; *) command=${COMP_WORDS[i]}; break ;; esac\n"
+           "  done\n"
+           "  if [[ -z $command || $command == help ]]; then\n"
+           "    COMPREPLY=($(compgen -W \"" +
+           names +
+           " help\" -- \"$cur\")); return\n"
+           "  fi\n"
+           "  case $prev in\n" +
+           choices + "    " + files +
+           ") COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+           "    " +
+           others +
+           ") return ;;\n"
+           "  esac\n"
+           "  case $command in\n" +
+           perCommand +
+           "  esac\n"
+           "  if [[ $cur == -* ]]; then\n"
+           "    COMPREPLY=($(compgen -W \"$options\" -- \"$cur\"))\n"
+           "  else\n"
+           "    COMPREPLY=($(compgen -f -- \"$cur\"))\n"
+           "  fi\n"
+           "}\n"
+           "complete -o filenames -o bashdefault -F _xsddict xsddict\n";
+}
+
 Arguments CommandLine::parse(Command& command, std::vector<std::string> tokens) {
     defined(command);
     Arguments arguments;
@@ -274,6 +428,9 @@ int CommandLine::run(int argc, char** argv) {
             help = true;
         } else if (token == "--version" && !help) {
             version_();
+            return 0;
+        } else if ((token == "--man" || token == "--bash-completion") && !word) {
+            std::cout << (token == "--man" ? manPage() : bashCompletion());
             return 0;
         } else if (isOption(token)) {
             if (!word) {

@@ -64,8 +64,13 @@ class CommandLine {
              Options options);
 
     // Parses the command line and runs the command named; a usage error is one line on
-    // standard error and exit status 2.
+    // standard error and exit status 2. "--man" and "--bash-completion" print the manual page
+    // and the completion script, made from the commands as they are defined (the build
+    // installs both).
     int run(int argc, char** argv);
+
+    std::string manPage();
+    std::string bashCompletion();
 
   private:
     struct Command;
@@ -73,6 +78,7 @@ class CommandLine {
     void defineAll();
     Arguments parse(Command& command, std::vector<std::string> tokens);
     std::string help(Command& command);
+    std::string description() const;
 
     std::unique_ptr<CLI::App> app_;
     std::vector<Command> commands_;
