@@ -22,6 +22,8 @@ constexpr Rule kRules[] = {
      "an edit in place was cut short: its journal is beside the file"},
     {"truncated", Severity::Error, "the file ends after its header metadata, or inside a packet"},
     {"footer-missing", Severity::Error, "no partition pack where the header says the footer is"},
+    {"header-missing", Severity::Error,
+     "the file begins with a body or footer partition: its head is lost"},
     {"trailing-bytes", Severity::Error,
      "bytes after the footer partition's last packet that are no packet"},
     {"dangling-reference", Severity::Error, "a strong reference to no set"},

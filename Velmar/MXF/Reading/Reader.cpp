@@ -65,10 +65,22 @@ class Reader {
         result_.fileSize = source_.size();
         findRunIn();
         const Partition header = readPartition(result_.runIn);
+        if (headLost_) {
+            result_.findings.push_back(
+                {"header-missing", result_.runIn, "", std::nullopt, "",
+                 std::string("no header partition: the file begins with a ") + header.kindName() +
+                     " partition (written at " + std::to_string(header.thisPartition) +
+                     " of the file it came from), its head lost; that partition is read, and "
+                     "nothing is walked"});
+        }
         if (header.headerByteCount != 0) {
             readHeaderMetadata(header);
         }
-        if (options_.walk) {
+        if (headLost_) {
+            // Offsets in the packs count from a header partition that is not here: no other
+            // partition can be found by them, nor checked by a walk.
+            result_.partitions.push_back(header);
+        } else if (options_.walk) {
             walkFile(source_, result_);  // every partition, in file order
             if (!result_.walk->truncatedAt) {
                 footerMissing(header);
@@ -104,14 +116,30 @@ class Reader {
         if (span < 16 || !source_.read(0, start.data(), start.size())) {
             refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
         }
+        // Where there is no header pack: a body or footer pack that is the first packet of the
+        // file (no SMPTE label before it), as a file whose head was lost begins.
+        std::optional<std::size_t> other;
+        bool labelBefore = false;
         for (std::size_t at = 0; at + 16 <= start.size(); ++at) {
             const Bytes16 key = bytes16(start.data() + at);
             if (isPartitionKey(key) && key[13] == 0x02) {
                 result_.runIn = at;
                 return;
             }
+            if (!other && !labelBefore && isPartitionKey(key) &&
+                (key[13] == 0x03 || key[13] == 0x04)) {
+                other = at;
+            }
+            labelBefore = labelBefore ||
+                          (key[0] == 0x06 && key[1] == 0x0e && key[2] == 0x2b && key[3] == 0x34);
         }
-        refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
+        if (!other) {
+            refuse("no-partition", 0, "no header partition pack in the first 64 KiB");
+        }
+        // A file whose head is lost (a transfer that lost its start, a recovery tool's output):
+        // the partition it begins with is read, its header metadata too where it has some.
+        result_.runIn = *other;
+        headLost_ = true;
     }
 
     Partition readPartition(std::uint64_t offset) { return readPartitionPack(source_, offset); }
@@ -833,7 +861,8 @@ class Reader {
     ByteSource& source_;
     const MM::Dictionary& dictionary_;
     const ReadOptions& options_;
-    ItemDecoder decoder_;  // of every item read, remembering the types it looked up
+    bool headLost_ = false;  // the file begins with a body or footer partition
+    ItemDecoder decoder_;    // of every item read, remembering the types it looked up
     HeaderMetadata result_;
     std::unordered_map<std::uint16_t, Bytes16> primer_;
     std::vector<LocalSet> fileOrder_;

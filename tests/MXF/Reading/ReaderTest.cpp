@@ -132,6 +132,46 @@ TEST(MXFReader, ReadsAHandBuiltFileInTreeOrder) {
     EXPECT_TRUE(header.findings.empty()) << findings(header).front();
 }
 
+// A file whose head was lost begins with a body or footer partition: that partition and its
+// header metadata are read, with an error saying so (with or without the walk, which cannot
+// follow offsets counted from the lost head). One that begins with another packet, or whose
+// first pack comes after other packets, is still no file the reader can start.
+TEST(MXFReader, ReadsAFileThatBeginsWithItsFooter) {
+    const Bytes metadata = primer() + storage(3) + storage(2, 3) + preface(1, 2);
+    struct Case {
+        const char* what;
+        Bytes bytes;
+        std::string outcome;  // the refusal, or the kind of the partition read
+    };
+    const Case cases[] = {
+        {"a footer", partition(metadata.size(), 0, 0x04) + metadata, "footer"},
+        {"a body partition", partition(metadata.size(), 0, 0x03) + metadata, "body"},
+        {"a footer after a run-in", Bytes(40, 0) + partition(metadata.size(), 0, 0x04) + metadata,
+         "footer"},
+        {"a footer after a packet", primer() + partition(metadata.size(), 0, 0x04) + metadata,
+         "no-partition@0"},
+        {"a footer with no header metadata", partition(0, 0, 0x04), "no-header-metadata@0"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        for (const bool walk : {false, true}) {
+            std::string outcome;
+            try {
+                const MXF::Model::HeaderMetadata header = MXF::Reading::readHeaderMetadata(
+                    c.bytes.data(), c.bytes.size(), tiny(), {walk});
+                ASSERT_EQ(header.partitions.size(), 1u);
+                outcome = header.partitions[0].kindName();
+                EXPECT_EQ(findings(header), std::vector<std::string>{"header-missing"});
+                EXPECT_EQ(header.sets.size(), 3u);
+                EXPECT_FALSE(header.walk.has_value());
+            } catch (const MXF::Model::FileRefused& e) {
+                outcome = std::string(e.rule()) + "@" + std::to_string(e.offset());
+            }
+            EXPECT_EQ(outcome, c.outcome) << (walk ? "walked" : "read");
+        }
+    }
+}
+
 TEST(MXFReader, RefusesBrokenStructureNamingRuleAndOffset) {
     const Bytes good = file(preface(1, 2) + storage(2));
     const std::size_t primerAt = partition(0).size();
