@@ -77,6 +77,21 @@ std::string trackNumberText(std::uint32_t number) {
     return plainHex(bytes, 4);
 }
 
+// The identifiers of the container definitions a file's own dictionary holds (AAF-based
+// writers name a descriptor's container by one): no SMPTE label a partition would list.
+std::set<Bytes16> containerDefinitions(const std::vector<LocalSet>& sets) {
+    static const std::uint8_t kContainerDefinition[7] = {0x0d, 0x01, 0x01, 0x01, 0x01, 0x01, 0x20};
+    std::set<Bytes16> ids;
+    for (const LocalSet& set : sets) {
+        const Item* id = itemOf(set, ItemLabels::DefinitionObjectID);
+        if (id != nullptr && id->bytes.size() == 16 &&
+            std::equal(kContainerDefinition, kContainerDefinition + 7, set.key.begin() + 8)) {
+            ids.insert(bytes16(id->bytes.data()));
+        }
+    }
+    return ids;
+}
+
 bool isEncryptedContainer(const Bytes16& label) {
     return label[8] == 0x0d && label[9] == 0x01 && label[10] == 0x03 && label[11] == 0x01 &&
            label[12] == 0x02 && label[13] == 0x0b;
@@ -105,6 +120,7 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
         encrypted = encrypted || isEncryptedContainer(c);
     }
     std::sort(containers.begin(), containers.end());
+    const std::set<Bytes16> ownDefinitions = containerDefinitions(sets);
     const std::vector<bool> isFileTrack = fileTracks(sets);
     const std::vector<bool> ofGenericStream = namesAGenericStream(sets, streams);
     struct Missing {
@@ -132,7 +148,8 @@ void checkEssenceAgainstMetadata(HeaderMetadata& result, const std::vector<Local
                     missing.push_back({&set, &item, number});
                 }
             } else if (sameLabel(item.label->data(), ItemLabels::EssenceContainer) &&
-                       item.bytes.size() == 16 && !encrypted && [&] {
+                       item.bytes.size() == 16 && !encrypted &&
+                       ownDefinitions.count(bytes16(item.bytes.data())) == 0 && [&] {
                            Bytes16 label = bytes16(item.bytes.data());
                            label[7] = 0;
                            return !std::binary_search(containers.begin(), containers.end(), label);

@@ -793,6 +793,20 @@ TEST(MXFWalk, ChecksTheIndexTables) {
         << header.findings[0].message;
 }
 
+// A track whose descriptor names its container by an identifier a definition set of the file
+// defines (a Container Definition: key byte 14 0x20), the header partition naming the label.
+void definedContainer(Layout& l, std::uint8_t definitionKind) {
+    const Bytes aaf = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0xff,
+                       0x4b, 0x46, 0x41, 0x41, 0x00, 0x0d, 0x4d, 0x4f};
+    const Bytes definitionObjectID = {0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x02,
+                                      0x01, 0x01, 0x15, 0x03, 0x00, 0x00, 0x00, 0x00};
+    l.extraPrimer = be(0x1b01, 2) + definitionObjectID;
+    l.extraSets = trackSet(0x15010500, aaf) +
+                  klv(key(0x02, 0x53, 0x01, definitionKind, 0x00, 0x01, 0x0d, 0x01, 0x01),
+                      item(0x3c0a, uid(40)) + item(0x1b01, aaf));
+    l.header.containers = {kContainer};
+}
+
 // What the essence found says against the header metadata and the constant-size index tables.
 TEST(MXFWalk, ChecksTheEssenceAgainstTheMetadata) {
     struct Case {
@@ -854,6 +868,15 @@ TEST(MXFWalk, ChecksTheEssenceAgainstTheMetadata) {
          },
          nullptr,
          {}},
+        // An AAF-based writer names the container by a definition of the file's own dictionary.
+        {"a container the file's own container definition names",
+         [&](Layout& l) { definedContainer(l, 0x20); },
+         nullptr,
+         {"unknown-set", "unknown-element@1b.01"}},
+        {"a container some other definition of the file names",
+         [&](Layout& l) { definedContainer(l, 0x21); },
+         nullptr,
+         {"unknown-set", "unknown-element@1b.01", "essence-container Essence Container@30.04"}},
     };
     // The set's key and its two elements are the tiny dictionary's unknowns, in every case.
     const std::vector<std::string> unknowns = {"unknown-set", "unknown-element@48.04",
