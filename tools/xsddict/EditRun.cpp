@@ -38,44 +38,6 @@ std::string messageOf(const Velmar::SDK::Exceptions::BaseException& e) {
     return text;
 }
 
-// Standard input into a scratch file the XML reader can read; removed when done.
-class ScratchDocument {
-  public:
-    ScratchDocument() {
-        const char* folder = std::getenv("TMPDIR");
-        std::string pattern =
-            std::string(folder != nullptr && *folder ? folder : "/tmp") + "/xsddict-apply-XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        const int fd = ::mkstemp(name.data());
-        if (fd < 0) {
-            return;
-        }
-        ::close(fd);
-        path_ = name.data();
-        const std::string document(std::istreambuf_iterator<char>(std::cin), {});
-        empty_ = document.empty();
-        std::ofstream out(path_, std::ios::binary);
-        out << document;
-        good_ = !std::cin.bad() && static_cast<bool>(out);
-    }
-    ~ScratchDocument() {
-        if (!path_.empty()) {
-            std::remove(path_.c_str());
-        }
-    }
-    ScratchDocument(const ScratchDocument&) = delete;
-    ScratchDocument& operator=(const ScratchDocument&) = delete;
-    bool good() const { return good_; }
-    bool empty() const { return empty_; }
-    const std::string& path() const { return path_; }
-
-  private:
-    std::string path_;
-    bool good_ = false;
-    bool empty_ = false;
-};
-
 }  // namespace
 
 void sayRecovery(const std::string& file, const Velmar::MXF::Writing::Recovery& recovery,
@@ -119,9 +81,10 @@ int editMxfFile(const std::string& file, const std::vector<EditStep>& steps,
                 }
                 case EditStep::Kind::Apply: {
                     if (step.path == "-") {
-                        const ScratchDocument document;
-                        if (!document.good()) {
-                            err << "xsddict: cannot keep the document read from standard input\n";
+                        const StandardInput document;
+                        if (document.path().empty()) {
+                            err << "xsddict: cannot keep the document read from standard input: "
+                                << document.error() << "\n";
                             return EXIT_FAILURE;
                         }
                         if (document.empty()) {
