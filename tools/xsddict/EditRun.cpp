@@ -7,9 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "CommandSupport.h"
 #include "MxfRun.h"
