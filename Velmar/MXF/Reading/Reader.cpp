@@ -130,8 +130,7 @@ class Reader {
                 (key[13] == 0x03 || key[13] == 0x04)) {
                 other = at;
             }
-            labelBefore = labelBefore ||
-                          (key[0] == 0x06 && key[1] == 0x0e && key[2] == 0x2b && key[3] == 0x34);
+            labelBefore = labelBefore || isSMPTELabel(key);
         }
         if (!other) {
             refuse("no-partition", 0, "no header partition pack in the first 64 KiB");

@@ -562,30 +562,32 @@ struct Form {
 std::vector<Form> formsOf(ByteSource& source, const std::vector<Copy>& copies,
                           const HeaderMetadata& before, const HeaderMetadata& header,
                           const MM::Dictionary& dictionary) {
+    // What the edit made of the copy read, worked out once for every copy that held the same.
+    const bool editChanges = !headerMetadataDifference(before, header).empty() ||
+                             header.unreadPackets.size() != before.unreadPackets.size();
+    const Bytes edited = editChanges ? writeHeaderMetadata(header, dictionary) : Bytes();
     std::vector<Form> forms(copies.size());
     for (std::size_t i = 0; i < copies.size(); ++i) {
         Form& form = forms[i];
         form.carried = copies[i].partition != before.primer.partitionOffset;
-        if (!form.carried) {
-            form.read = before;
-            form.written = header;
-            form.changes = !headerMetadataDifference(before, header).empty() ||
-                           header.unreadPackets.size() != before.unreadPackets.size();
-        } else {
+        if (form.carried) {
             ReadOptions options;
             options.partition = copies[i].partition;
             form.read = readHeaderMetadata(source, dictionary, options);
-            if (contentDifference(form.read, before).empty()) {
-                form.written = header;
-                form.changes = !headerMetadataDifference(before, header).empty() ||
-                               header.unreadPackets.size() != before.unreadPackets.size();
-            } else {
-                form.written = form.read;
-                form.changes = carryEdit(before, header, form.written);
-            }
         }
-        if (form.changes) {
-            form.metadata = writeHeaderMetadata(form.written, dictionary);
+        if (!form.carried || contentDifference(form.read, before).empty()) {
+            if (!form.carried) {
+                form.read = before;
+            }
+            form.written = header;
+            form.changes = editChanges;
+            form.metadata = edited;
+        } else {
+            form.written = form.read;
+            form.changes = carryEdit(before, header, form.written);
+            if (form.changes) {
+                form.metadata = writeHeaderMetadata(form.written, dictionary);
+            }
         }
     }
     return forms;
